@@ -1,0 +1,133 @@
+#include "search/tt.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <new>
+#include <thread>
+#include <vector>
+
+#include "board/position.h"
+#include "uci/options.h"
+
+TranspositionTable tt;
+
+namespace {
+
+inline uint64_t loadWord(uint64_t& word) {
+    return std::atomic_ref<uint64_t>(word).load(std::memory_order_relaxed);
+}
+inline void storeWord(uint64_t& word, uint64_t value) {
+    std::atomic_ref<uint64_t>(word).store(value, std::memory_order_relaxed);
+}
+
+} // namespace
+
+HashEntry probe(uint64_t key) {
+    HashBucket& b = tt.buckets[key & tt.mask];
+    for (int i = 0; i < 4; ++i)
+        if (loadWord(b.keys[i]) == key) return loadWord(b.entries[i]);
+    return 0;
+}
+
+void store(uint64_t key, Move move, int score, int depth, int bound, int ply) {
+    score = scoreToTable(score, ply);
+    uint64_t word = uint64_t(uint32_t(move)) | uint64_t(uint16_t(int16_t(score))) << 32
+                  | uint64_t(uint8_t(int8_t(depth))) << 48 | uint64_t(bound & 3) << 56 | uint64_t(tt.age & 63) << 58;
+    HashBucket& b = tt.buckets[key & tt.mask];
+    int chosen = -1;
+    int lowest = 32768;
+    for (int i = 0; i < 4; ++i) {
+        uint64_t k = loadWord(b.keys[i]);
+        if (k == key) { chosen = i; break; }
+        uint64_t e = loadWord(b.entries[i]);
+        if (e == 0) { chosen = i; break; }
+        int value = entryDepth(e) + (entryBound(e) == EXACT ? 1 : 0) - 4 * ((tt.age - entryAge(e)) & 63);
+        if (value < lowest) { lowest = value; chosen = i; }
+    }
+    storeWord(b.keys[chosen], key);
+    storeWord(b.entries[chosen], word);
+}
+
+void clearRange(uint64_t bucketCount, int worker, int workers, uint64_t& first, uint64_t& length) {
+    uint64_t mask = bucketCount - 1;
+    uint64_t chunk = bucketCount / uint64_t(workers);
+    first = uint64_t(worker) * chunk;
+    // The last worker takes the remainder and the spare bucket after the table.
+    length = worker == workers - 1 ? mask - first + 2 : chunk;
+}
+
+void clear() {
+    int n = optionThreads < 1 ? 1 : optionThreads;
+    uint64_t count = tt.mask + 1;
+    if (uint64_t(n) > count) n = 1;
+    std::vector<std::thread> workers;
+    for (int i = 0; i < n; ++i)
+        workers.emplace_back([i, n, count] {
+            uint64_t first, length;
+            clearRange(count, i, n, first, length);
+            std::memset(static_cast<void*>(tt.buckets + first), 0, length * sizeof(HashBucket));
+        });
+    for (auto& w : workers) w.join();
+    tt.searchCounter = 0;
+}
+
+void resize(int megabytes) {
+    uint64_t buckets = 16384;
+    if (megabytes >= 2)
+        for (uint64_t p = 1; p + 1 <= uint64_t(megabytes);) { p *= 2; buckets *= 2; }
+    std::free(tt.buckets);
+    tt.buckets = nullptr;
+    for (;;) {
+        tt.buckets = static_cast<HashBucket*>(std::malloc((buckets + 1) * sizeof(HashBucket)));
+        if (tt.buckets || buckets <= 16384) break;
+        buckets /= 2;
+    }
+    if (!tt.buckets) throw std::bad_alloc();
+    if (buckets * 64 < uint64_t(megabytes) * 1024 * 1024 / 2 && megabytes > 1)
+        std::cout << "info string Not enough memory, hash table has " << (buckets * 64 >> 20) << " MB" << std::endl;
+    tt.mask = buckets - 1;
+    clear();
+}
+
+void freeTable() {
+    std::free(tt.buckets);
+    tt.buckets = nullptr;
+    tt.mask = 0;
+}
+
+void newSearch() {
+    tt.age = uint8_t(tt.searchCounter & 63);
+    tt.searchCounter += 1;
+}
+
+void printStatistics(std::ostream& out) {
+    uint64_t used = 0, hashMoves = 0;
+    uint64_t ageCount[64] = {}, depthCount[256] = {}, typeCount[4] = {};
+    for (uint64_t i = 0; i <= tt.mask; ++i)
+        for (int s = 0; s < 4; ++s) {
+            uint64_t e = tt.buckets[i].entries[s];
+            if (!(e >> 56)) continue;
+            ++used;
+            ++ageCount[entryAge(e)];
+            ++depthCount[uint8_t(entryDepth(e))];
+            ++typeCount[entryBound(e)];
+            if (entryMove(e)) ++hashMoves;
+        }
+    uint64_t usedShown = used ? used : 1;
+    uint64_t total = (tt.mask + 1) * 6;
+    out << "Size of info : pos structure : " << sizeof(Position) << " posinfo structure : " << sizeof(posinfo) << std::endl;
+    out << "Hash Statistics " << std::endl << "Number of entries " << total << std::endl;
+    out << "Used entries " << usedShown << std::endl;
+    out << "Type of entries UPPER - LOWER - EXACT " << typeCount[0] << "\t - " << typeCount[1] << "\t - " << typeCount[2]
+        << "\t - " << typeCount[3] << std::endl;
+    out << "Percentage of entries UPPER - LOWER - EXACT " << typeCount[0] * 100 / usedShown << "\t - "
+        << typeCount[1] * 100 / usedShown << "\t - " << typeCount[2] * 100 / usedShown << std::endl;
+    out << "Number of Hashmoves " << hashMoves << std::endl;
+    out << "Age distribution nof - prcused - prctotal" << std::endl;
+    for (int a = 0; a < 64; ++a)
+        out << "  " << ageCount[a] << " - " << (ageCount[a] / usedShown) * 100 << " - " << (ageCount[a] / total) * 100 << std::endl;
+    out << "Depth distribution " << std::endl;
+    for (int d = 0; d < 128; ++d)
+        out << "  " << depthCount[d] << " - " << (depthCount[d] / usedShown) * 100 << " - " << (depthCount[d] / total) * 100 << std::endl;
+}

@@ -1,0 +1,9 @@
+// The "go" command and the commands that act on a running search.
+#pragma once
+
+#include <istream>
+
+void go(std::istream& args);
+void stopCommand();
+void ponderhitCommand();
+void newGameCommand();

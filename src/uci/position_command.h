@@ -1,0 +1,18 @@
+// The "position" command: sets the main position from a FEN or the start
+// position and plays a list of moves on it.
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+#include "board/position.h"
+
+extern Position mainPosition;
+extern int gameMoveCount;  // read by the time allotment
+
+// Applies a "position" command's arguments. On any problem the main position
+// is left as it was and the reason comes back in *error.
+bool positionCommand(std::istream& args, std::string* error);
+
+// Sets the main position to the start position (used at start-up).
+void setStartPosition();

@@ -1,0 +1,159 @@
+#include "uci/uci.h"
+
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <sstream>
+
+#include "board/attacks.h"
+#include "board/perft.h"
+#include "board/zobrist.h"
+#include "eval/evaluate.h"
+#include "eval/network.h"
+#include "search/threads.h"
+#include "search/tt.h"
+#include "uci/go.h"
+#include "uci/options.h"
+#include "uci/output.h"
+#include "uci/position_command.h"
+#include "uci/setoption.h"
+
+#ifndef QUORVANE_SIMD_NAME
+#define QUORVANE_SIMD_NAME " SSSE3"
+#endif
+
+namespace {
+
+const char* ENGINE_NAME = "Quorvane 3.0";
+const char* SIMD_NAME = QUORVANE_SIMD_NAME;
+int perftDepth = 6;
+
+void printHelp() {
+    std::cout << "supported UCI commands 'uci' 'ucinewgame' 'position' 'go' 'ponderhit' 'stop 'quit' 'setoption' 'isready'\n"
+              << "other commands 'perft depth', default depth=6, change board with 'position'; 'showboard' shows the current board"
+              << std::endl;
+}
+
+void perftArgs(std::istream& args) {
+    std::string word;
+    if (args >> word) {
+        int depth = 0;
+        try {
+            depth = std::stoi(word);
+        } catch (const std::exception&) {
+            sendLine("info string perft depth '" + word + "' is not a number");
+            return;
+        }
+        if (depth < 1 || depth > 20) {
+            sendLine("info string perft depth must be between 1 and 20");
+            return;
+        }
+        perftDepth = depth;
+    }
+    perftCommand(mainPosition, perftDepth, std::cout);
+}
+
+} // namespace
+
+bool executeCommand(const std::string& line) {
+    std::istringstream args(line);
+    std::string command;
+    args >> command;
+
+    if (command == "uci") {
+        sendLine(std::string("id name ") + ENGINE_NAME + SIMD_NAME);
+        sendLine("id author Olvredan");
+        for (const char* option : OPTION_LINES) sendLine(option);
+        sendLine("uciok");
+    } else if (command == "isready") {
+        sendLine("readyok");
+    } else if (command == "ucinewgame") {
+        stopAndWait();
+        newGameCommand();
+        clearSearchTables();
+    } else if (command == "position") {
+        stopAndWait();
+        std::string error;
+        if (!positionCommand(args, &error)) sendLine("info string " + error);
+    } else if (command == "go") {
+        go(args);
+    } else if (command == "ponderhit") {
+        ponderhitCommand();
+    } else if (command == "stop") {
+        stopCommand();
+    } else if (command == "quit") {
+        return false;
+    } else if (command == "setoption") {
+        stopAndWait();
+        setoption(args);
+    } else if (command == "perft") {
+        perftArgs(args);
+    } else if (command == "rtest") {
+        rtestCommand(mainPosition, std::cout);
+    } else if (command == "rtestRFC") {
+        rtestRFCCommand(mainPosition, std::cout);
+    } else if (command == "texel") {
+        std::cout << "Starting texel tuning...." << std::endl;
+        texelCommand();
+    } else if (command == "showboard") {
+        std::cout << boardPicture(mainPosition) << std::flush;
+    } else if (command == "evil") {
+        std::cout << "Evaluation : " << evaluateForDisplay(mainPosition) << std::endl;
+    } else if (command == "hashstats") {
+        printStatistics(std::cout);
+    } else if (command == "help") {
+        printHelp();
+    } else {
+        std::cout << "Unknown command\n" << std::flush;
+    }
+    return true;
+}
+
+void startUp() {
+    std::cout << ENGINE_NAME << SIMD_NAME << "\nby Olvredan\n\nenter 'help' to see the commands" << std::endl;
+    perftDepth = 6;
+    initAttackTables();
+    initZobrist();
+    resize(optionHash);
+    if (loadNetFile(netFile), !netLoaded) sendLine(netMissingLine(netFile, false));
+    initEvaluation(mainPosition);
+    setStartPosition();
+    setThreadCount(optionThreads);
+    std::setvbuf(stdout, nullptr, _IOLBF, 4096);
+}
+
+void shutDown() {
+    stopAndWait();
+    freeTable();
+    setThreadCount(0);
+}
+
+int runEngine(int argc, char** argv) {
+    startUp();
+    if (argc > 1) {
+        std::string line;
+        for (int i = 1; i < argc; ++i) line += (i > 1 ? " " : "") + std::string(argv[i]);
+        try {
+            executeCommand(line);
+        } catch (const std::exception& e) {
+            sendLine(std::string("info string error: ") + e.what());
+        }
+        shutDown();
+        return 0;
+    }
+    std::string line;
+    for (;;) {
+        if (!std::getline(std::cin, line)) line = "quit";
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        bool keepGoing = true;
+        try {
+            keepGoing = executeCommand(line);
+        } catch (const std::exception& e) {
+            // A bad number or a failed allocation must not take the engine down mid-game.
+            sendLine(std::string("info string error: ") + e.what());
+        }
+        if (!keepGoing) break;
+    }
+    shutDown();
+    return 0;
+}
