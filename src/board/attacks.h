@@ -53,6 +53,10 @@ inline Bitboard pawnAttacks(int c, int sq) {
     return c == WHITE ? ((b & ~fileA) << 7) | ((b & ~fileH) << 9) : ((b & ~fileA) >> 9) | ((b & ~fileH) >> 7);
 }
 
+// Runs the random trial search for one square's multiplier (the start-up uses
+// stored results of the same search).
+uint64_t searchMagic(int sq, bool rook);
+
 // Walks the rays from sq, stopping on the first occupied square (included).
 Bitboard slowRookAttacks(int sq, Bitboard occ);
 Bitboard slowBishopAttacks(int sq, Bitboard occ);

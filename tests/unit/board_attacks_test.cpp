@@ -43,6 +43,27 @@ TEST_F(AttackTables, MagicLookupsMatchRayWalksOnRandomOccupancies) {
         }
 }
 
+// The trial search finds nine-bit multipliers that map every occupancy subset
+// without a harmful collision.
+TEST_F(AttackTables, MagicSearchFindsValidMultipliers) {
+    for (int s : {0, 27, 63}) {
+        for (bool rook : {true, false}) {
+            const Magic& m = rook ? rookMagics[s] : bishopMagics[s];
+            uint64_t magic = searchMagic(s, rook);
+            EXPECT_EQ(popcount(magic), 9);
+            std::vector<Bitboard> slots(size_t(1) << popcount(m.mask), 0);
+            Bitboard subset = 0;
+            do {
+                Bitboard reference = rook ? slowRookAttacks(s, subset) : slowBishopAttacks(s, subset);
+                Bitboard& slot = slots[(subset * magic) >> m.shift];
+                ASSERT_TRUE(slot == 0 || slot == reference) << s;
+                slot = reference;
+                subset = (subset - m.mask) & m.mask;
+            } while (subset);
+        }
+    }
+}
+
 TEST_F(AttackTables, LeapersStayOnTheBoard) {
     EXPECT_EQ(knightAttacks[sq("a1")], bit(sq("b3")) | bit(sq("c2")));
     EXPECT_EQ(popcount(knightAttacks[sq("d4")]), 8);
