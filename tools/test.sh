@@ -8,7 +8,7 @@ command -v g++ >/dev/null || missing+=(g++)
 [ -e /usr/lib/x86_64-linux-gnu/libgtest.a ] || [ -e /usr/src/googletest ] || missing+=(libgtest-dev)
 # The Windows build is cross-compiled and run under wine by one of the tests.
 command -v x86_64-w64-mingw32-g++-posix >/dev/null || missing+=(mingw-w64)
-command -v wine >/dev/null || missing+=(wine64)
+command -v wine >/dev/null || missing+=(wine wine64)
 if [ ${#missing[@]} -gt 0 ]; then
   apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${missing[@]}" >/dev/null
 fi
