@@ -233,7 +233,7 @@ void iterativeDeepening(worker& w, bool leader) {
 
         const int score = w.rootBestScore;
         bool goOn = true;
-        if (leader && std::abs(score) >= MATE_IN_MAX && MATE - std::abs(score) <= depth + 1) goOn = false;
+        if (std::abs(score) >= MATE_IN_MAX && MATE - std::abs(score) <= depth + 1) goOn = false;
         if (leader && timeControl.mate > 0 && score >= MATE_IN_MAX && mateMoves(score) <= timeControl.mate) goOn = false;
         if (singleMove && depth >= 3) goOn = false;
         if (depthLimit > 0) {

@@ -63,6 +63,8 @@ Allotment allotTime(const AllotmentInput& in) {
         soft = 10 * int64_t(in.moveTime);
     } else {
         hard = std::max(std::min(hard, avail), soft + 1);
+        // Four moves to go keeps its floor also when hardly any time is left.
+        if (given && movesToGo == 4) hard = std::max<int64_t>(hard, 40);
     }
     auto toInt = [](int64_t v) { return int(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX)); };
     out.softLimit = toInt(soft);
