@@ -124,6 +124,13 @@ void startSearch(const Position& root) {
         copyRootPosition(w->position, root);
         w->position.threadIndex = w->index;
         w->pos = &w->position;
+        // Counters are cleared here, before any thread runs, so that the
+        // boss never adds up a count left from the previous search.
+        w->nodes.store(0, std::memory_order_relaxed);
+        w->tbHits.store(0, std::memory_order_relaxed);
+        w->currentDepth.store(0, std::memory_order_relaxed);
+        w->completedDepth = 0;
+        w->rootMoves.clear();
     }
     if (!pool.empty()) wakeThread(*pool[0]);
 }
