@@ -150,9 +150,14 @@ std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t
     if (std::abs(score) >= MATE_IN_MAX) line.append("mate ").append(std::to_string(mateMoves(score)));
     else line.append("cp ").append(std::to_string(score));
     int64_t ms = elapsed > 0 ? elapsed : 1;
-    line += " depth " + std::to_string(depth) + " seldepth " + std::to_string(selDepth) + " nodes " + std::to_string(nodes)
-          + " nps " + std::to_string(nodes * 1000 / uint64_t(ms)) + " time " + std::to_string(elapsed) + " tbhits "
-          + std::to_string(tbHits) + " pv";
+    auto field = [&line](const char* name, auto value) { line.append(name).append(std::to_string(value)); };
+    field(" depth ", depth);
+    field(" seldepth ", selDepth);
+    field(" nodes ", nodes);
+    field(" nps ", nodes * 1000 / uint64_t(ms));
+    field(" time ", elapsed);
+    field(" tbhits ", tbHits);
+    line.append(" pv");
     // The moves are written on a scratch copy so castling and en passant read right.
     static thread_local Position scratch;
     static thread_local Move scratchMoves[MOVE_STACK];
@@ -160,7 +165,7 @@ std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t
     copyRootPosition(scratch, root);
     int ply = 0;
     for (Move m : pv) {
-        line += " " + moveToText(scratch, m);
+        line.append(" ").append(moveToText(scratch, m));
         if (ply + 1 >= PLY_STACK - 1) break;
         makeMove(scratch, ply, m);
         ++ply;

@@ -147,9 +147,9 @@ uint64_t totalTbHits() {
     return sum;
 }
 
-uint64_t searchFixedDepth(const Position& root, int depth) {
-    worker& w = *pool[0];
-    waitIdle(w);
+namespace {
+
+void prepareFixedDepth(int depth) {
     timeControl = TimeControl{};
     timeControl.startTime = nowMs();
     timeControl.depth = depth;
@@ -159,10 +159,29 @@ uint64_t searchFixedDepth(const Position& root, int depth) {
     ponderingFlag.set(false);
     infiniteFlag.set(false);
     newSearch();
+}
+
+} // namespace
+
+uint64_t searchFixedDepth(const Position& root, int depth) {
+    worker& w = *pool[0];
+    waitIdle(w);
+    prepareFixedDepth(depth);
     copyRootPosition(w.position, root);
     bool output = searchOutputEnabled;
     searchOutputEnabled = false;
     iterativeDeepening(w, true);
     searchOutputEnabled = output;
     return w.nodes.load(std::memory_order_relaxed);
+}
+
+uint64_t searchFixedDepthWithPool(const Position& root, int depth) {
+    waitIdle(*pool[0]);
+    prepareFixedDepth(depth);
+    bool output = searchOutputEnabled;
+    searchOutputEnabled = false;
+    startSearch(root);
+    waitIdle(*pool[0]);
+    searchOutputEnabled = output;
+    return totalNodes();
 }

@@ -32,3 +32,5 @@ extern bool searchOutputEnabled;
 // A fixed-depth search on the calling thread with the boss's tables, for the
 // benchmark; the pool must hold at least one idle thread. Returns the nodes.
 uint64_t searchFixedDepth(const Position& root, int depth);
+// The same on the whole pool, as "go depth" runs it; returns the nodes of all threads.
+uint64_t searchFixedDepthWithPool(const Position& root, int depth);

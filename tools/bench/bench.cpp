@@ -1,7 +1,11 @@
 // Searches a fixed set of positions to a fixed depth on one thread and prints
 // the total node count (the search's signature) and the speed.
 //
-//   bench [depth [network file]]
+//   bench [depth [network file [threads]]]
+//
+// Without a thread count the search runs on the calling thread (the node
+// count is then reproducible); with one it runs on the thread pool as "go
+// depth" does, which is how the time to depth of several threads is taken.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +19,7 @@
 #include "eval/network.h"
 #include "search/threads.h"
 #include "search/tt.h"
+#include "uci/options.h"
 
 namespace {
 
@@ -56,11 +61,13 @@ const char* const BENCH_FENS[] = {
 int main(int argc, char** argv) {
     int depth = argc > 1 ? std::atoi(argv[1]) : 11;
     std::string net = argc > 2 ? argv[2] : DEFAULT_NET_FILE;
+    int threads = argc > 3 ? std::atoi(argv[3]) : 0;
     initAttackTables();
     initZobrist();
     resize(64);
     loadNetFile(net);
-    setThreadCount(1);
+    optionThreads = threads > 0 ? threads : 1;
+    setThreadCount(optionThreads);
 
     static Move stack[MOVE_STACK];
     static Position root;
@@ -76,11 +83,12 @@ int main(int argc, char** argv) {
         }
         clear();
         clearSearchTables();
-        total += searchFixedDepth(root, depth);
+        total += threads > 0 ? searchFixedDepthWithPool(root, depth) : searchFixedDepth(root, depth);
     }
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     std::printf("Positions      : %zu\n", sizeof BENCH_FENS / sizeof BENCH_FENS[0]);
     std::printf("Depth          : %d\n", depth);
+    std::printf("Threads        : %d%s\n", optionThreads, threads > 0 ? " (pool)" : "");
     std::printf("Nodes searched : %llu\n", static_cast<unsigned long long>(total));
     std::printf("Time (ms)      : %.0f\n", seconds * 1000);
     std::printf("Nodes/second   : %.0f\n", total / (seconds > 0 ? seconds : 1e-9));
