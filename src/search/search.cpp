@@ -42,6 +42,7 @@ inline void makeSearchMove(worker& w, int ply, Move m) {
     child.afterNull = 0;
     w.pvLength[ply + 1] = ply + 1;
     makeMove(p, ply, m);
+    prefetchBucket(p.key);
 }
 
 inline int razorMargin(int depth, bool improving) {
@@ -415,6 +416,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
         if (!inCheck && depth >= -4 && moveFlag(m) != FLAG_EP && !isCastling(m) && !seeTest(p, m, 0)) continue;
         if (!isLegal(p, ply, m)) continue;
         makeMove(p, ply, m);
+        prefetchBucket(p.key);
         if (ignoredCheck && sideInCheck(p, p.sideToMove ^ 1)) {
             unmakeMove(p, ply, m);
             continue;
