@@ -39,8 +39,15 @@ echo "quorvane bench (depth $DEPTH, 1 thread): $ours nodes/second ($ourNodes nod
 echo "stockfish bench (Debian, defaults):      $theirs nodes/second"
 awk -v a="$ours" -v b="$theirs" 'BEGIN { printf "ratio quorvane / stockfish:               %.3f\n", a / b }'
 
-one=$("$BUILD/bench" "$TTD_DEPTH" "$NET" 1 2>/dev/null | field "Time")
-two=$("$BUILD/bench" "$TTD_DEPTH" "$NET" 2 2>/dev/null | field "Time")
+# CPU share of each run (100% = one full core): on a busy machine two threads
+# may get no more processor time than one, and then no speed-up can show.
+timed() { /usr/bin/time -f "cpu %P" "$@" 2>&1; }
+run1=$(timed "$BUILD/bench" "$TTD_DEPTH" "$NET" 1)
+run2=$(timed "$BUILD/bench" "$TTD_DEPTH" "$NET" 2)
+one=$(field "Time" <<<"$run1")
+two=$(field "Time" <<<"$run2")
+cpu1=$(grep -o 'cpu [0-9]*%' <<<"$run1")
+cpu2=$(grep -o 'cpu [0-9]*%' <<<"$run2")
 echo "load average while measuring: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) cores"
-echo "time to depth $TTD_DEPTH: 1 thread $one ms, 2 threads $two ms"
+echo "time to depth $TTD_DEPTH: 1 thread $one ms ($cpu1), 2 threads $two ms ($cpu2)"
 awk -v a="$one" -v b="$two" 'BEGIN { printf "speed-up of 2 threads over 1:             %.2f\n", a / b }'
