@@ -303,6 +303,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         }
 
         const bool check = givesCheck(p, m);
+        f.givesCheck = check;
         if (!capture) ++quietsSeen;
         if (stage != STAGE_BAD_CAPTURES) ++counted;
         int newDepth = depth - 1;
