@@ -1,5 +1,13 @@
-// The pool of search threads.
+// The pool of search threads: one boss and Threads - 1 workers that sleep
+// between searches and are woken by "go".
 #pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "search/worker.h"
+
+extern std::vector<worker*> pool;
 
 // Rebuilds the pool with n threads (none when n < 1).
 void setThreadCount(int n);
@@ -7,3 +15,22 @@ void setThreadCount(int n);
 void stopAndWait();
 // Zeroes every thread's history tables.
 void clearSearchTables();
+
+void waitIdle(worker& w);
+void wakeThread(worker& w);
+
+// Copies the root position into every thread and wakes the boss.
+void startSearch(const Position& root);
+
+// Nodes searched by all threads in the current search.
+uint64_t totalNodes();
+uint64_t totalTbHits();
+
+// Whether the boss prints its info and bestmove lines (the benchmark turns them off).
+extern bool searchOutputEnabled;
+
+// A fixed-depth search on the calling thread with the boss's tables, for the
+// benchmark; the pool must hold at least one idle thread. Returns the nodes.
+uint64_t searchFixedDepth(const Position& root, int depth);
+// The same on the whole pool, as "go depth" runs it; returns the nodes of all threads.
+uint64_t searchFixedDepthWithPool(const Position& root, int depth);

@@ -36,6 +36,8 @@ struct TranspositionTable {
 extern TranspositionTable tt;
 
 HashEntry probe(uint64_t key);
+// Starts loading the bucket of `key` into the cache ahead of its probe.
+inline void prefetchBucket(uint64_t key) { __builtin_prefetch(tt.buckets + (key & tt.mask)); }
 void store(uint64_t key, Move move, int score, int depth, int bound, int ply);
 void resize(int megabytes);
 void clear();

@@ -1,7 +1,37 @@
-// The "go" command and the commands that act on a running search.
+// The "go" command with the time allotment, and the commands that act on a
+// running search.
 #pragma once
 
 #include <istream>
+
+// What the allotment reads besides the clock of the side to move.
+struct AllotmentInput {
+    int time = 900000;           // ms left for the side to move
+    int inc = 0;                 // its increment
+    int movesToGo = 30;
+    bool movesToGoGiven = false;
+    int moveTime = 0;
+    int overhead = 100;          // the MoveOverhead option
+    int threads = 1;
+    int gameMoveCount = 0;
+    bool ponder = false;         // the Ponder option
+    bool newGame = false;
+    float incrementFactor = 1.37f;
+};
+
+struct Allotment {
+    int softLimit;
+    int hardLimit;
+    float timeFactor;
+    float incrementFactor;       // recomputed at the first "go" of a game
+    int movesToGo;
+};
+
+// The soft and hard time limits of one move; a pure function of its input.
+Allotment allotTime(const AllotmentInput& in);
+
+extern float incrementFactor;
+extern bool newGameFlag;
 
 void go(std::istream& args);
 void stopCommand();

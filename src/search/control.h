@@ -1,0 +1,46 @@
+// What a running search is told from outside: the limits of the "go" command
+// and the flags that the command thread and the boss raise while threads search.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+
+struct TimeControl {
+    int64_t startTime = 0;       // ms of the monotonic clock
+    int time[2] = {900000, 900000};
+    int inc[2] = {0, 0};
+    int movesToGo = 30;
+    bool movesToGoGiven = false;
+    int depth = 0;               // 0: no limit
+    int mate = 0;                // 0: none
+    uint64_t nodes = 0;          // 0: no limit
+    int moveTime = 0;            // 0: none
+    bool infinite = false;
+    bool pondering = false;
+    int nodeCheckInterval = 4096;
+    int softLimit = 0;
+    int hardLimit = 0;
+    float timeFactor = 1.0f;
+};
+
+// Written by the command thread only while the search threads are idle.
+extern TimeControl timeControl;
+
+// Flags polled by every searching thread. Relaxed order is enough: a late
+// view only delays a thread by a few nodes.
+struct SearchFlag {
+    std::atomic<uint8_t> value{0};
+    bool get() const { return value.load(std::memory_order_relaxed) != 0; }
+    void set(bool on = true) { value.store(on ? 1 : 0, std::memory_order_relaxed); }
+};
+
+extern SearchFlag stopFlag;
+extern SearchFlag ponderingFlag;
+extern SearchFlag infiniteFlag;
+extern SearchFlag timeUpFlag;
+
+inline int64_t nowMs() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+inline int64_t elapsedMs() { return nowMs() - timeControl.startTime; }

@@ -1,0 +1,276 @@
+#include "search/root.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "board/makemove.h"
+#include "board/movegen.h"
+#include "search/control.h"
+#include "search/movepick.h"
+#include "search/search.h"
+#include "search/threads.h"
+#include "search/tt.h"
+#include "tablebase/probe.h"
+#include "tablebase/registry.h"
+#include "uci/movetext.h"
+#include "uci/output.h"
+
+const int DEPTH_CYCLE[16] = {1, 2, 2, 3, 3, 3, 4, 4, 6, 3, 2, 2, 4, 5, 3, 2};
+const int DEPTH_JUMP[16] = {0, 1, 0, 1, 1, 0, 0, 2, 1, 3, 0, 2, 2, 1, 1, 0};
+
+// Rows 0 and 1 are the tried ones; the others spread the helpers' windows
+// around them, narrower and wider, so threads do not all fail at once.
+const int16_t ASPIRATION_STEPS[32][5] = {
+    {15, 35, 40, 80, 160}, {9, 24, 34, 75, 113},  {12, 30, 45, 90, 150}, {18, 40, 60, 100, 200},
+    {10, 26, 38, 70, 120}, {14, 32, 50, 85, 170}, {20, 45, 70, 120, 240}, {8, 20, 32, 64, 128},
+    {16, 36, 48, 96, 180}, {11, 28, 42, 80, 140}, {13, 33, 44, 88, 165}, {22, 50, 75, 130, 260},
+    {9, 22, 36, 72, 110},  {17, 38, 55, 95, 190}, {12, 27, 40, 78, 135}, {25, 55, 80, 150, 300},
+    {10, 24, 40, 76, 125}, {15, 30, 50, 90, 175}, {19, 42, 64, 110, 220}, {7, 18, 30, 60, 115},
+    {14, 34, 46, 84, 160}, {11, 25, 38, 74, 130}, {21, 48, 70, 125, 250}, {13, 29, 43, 86, 155},
+    {16, 40, 58, 100, 200}, {9, 26, 37, 70, 118}, {18, 36, 54, 92, 185}, {12, 32, 48, 82, 145},
+    {23, 52, 78, 140, 280}, {10, 23, 35, 68, 112}, {15, 37, 52, 94, 178}, {20, 44, 66, 116, 230},
+};
+
+namespace {
+
+int mateMoves(int score) {
+    int moves = (MATE - std::abs(score)) / 2 + 1;
+    return score < 0 ? -moves : moves;
+}
+
+void moveToFront(std::vector<RootMove>& moves, size_t i) {
+    std::rotate(moves.begin(), moves.begin() + long(i), moves.begin() + long(i) + 1);
+}
+
+void resetForSearch(worker& w) {
+    w.nodes.store(0, std::memory_order_relaxed);
+    w.tbHits.store(0, std::memory_order_relaxed);
+    w.currentDepth.store(0, std::memory_order_relaxed);
+    w.selDepth = 0;
+    w.checkCountdown = timeControl.nodeCheckInterval;
+    w.completedDepth = 0;
+    w.bestMoveChanges = 0;
+    w.stabilityScale = 1.0;
+    w.rootBestMove = NO_MOVE;
+    w.rootPv.clear();
+    w.rootMoves.clear();
+    for (SearchFrame& f : w.frameStack) {
+        f.movedBy = f.current = f.ttMove = f.bestMove = NO_MOVE;
+        f.staticEval = 0;
+        f.nullDisabled = 0;
+        f.afterNull = 0;
+    }
+}
+
+// Helpers skip depths that more than half of the threads already search.
+bool crowdedDepth(const worker& w, int depth) {
+    int already = 0;
+    for (const worker* other : pool)
+        if (other != &w && other->currentDepth.load(std::memory_order_relaxed) >= depth) ++already;
+    return already >= int(pool.size()) / 2 + 1;
+}
+
+// Searches one root move with its aspiration window; returns its score (junk once stopped).
+int searchRootMove(worker& w, int depth, size_t i, int bestScore) {
+    const int16_t* steps = ASPIRATION_STEPS[w.index % 32];
+    int alpha, beta;
+    if (i == 0) {
+        if (depth <= 4) {
+            alpha = -INFINITE_SCORE;
+            beta = INFINITE_SCORE;
+        } else {
+            alpha = std::max(-INFINITE_SCORE, bestScore - steps[0]);
+            beta = std::min(INFINITE_SCORE, bestScore + steps[0]);
+        }
+    } else {
+        alpha = bestScore;
+        beta = bestScore + 1;
+    }
+    int lowWidenings = 0, highWidenings = 0;
+    for (;;) {
+        int score = -search(w, 1, depth, -beta, -alpha);
+        if (stopFlag.get()) return score;
+        if (i == 0 && score <= alpha) {
+            beta = (alpha + beta) / 2;
+            alpha = lowWidenings < 5 ? std::max(-INFINITE_SCORE, score - steps[lowWidenings++]) : -MATE;
+        } else if (score >= beta) {
+            beta = highWidenings < 5 ? std::min(INFINITE_SCORE, score + steps[highWidenings++]) : MATE;
+        } else {
+            return score;
+        }
+    }
+}
+
+void printIteration(const worker& w, int depth) {
+    if (!searchOutputEnabled) return;
+    sendLine(infoLine(w.rootBestScore, depth, w.selDepth, totalNodes(), elapsedMs(), totalTbHits(), w.rootPv, w.position));
+}
+
+// Root positions without a legal move end the search at once.
+void reportNoMove(worker& w) {
+    stopFlag.set();
+    if (!searchOutputEnabled) return;
+    if (w.position.plyStates[0].inCheck) sendLine("info score mate 0");
+    else sendLine("info score cp 0 depth 0 seldepth 0 nodes 0 nps 0 time 0 tbhits 0 pv");
+}
+
+bool rootTablebaseMove(worker& w) {
+    int largest = largestTablebase();
+    if (largest <= 0 || popcount(occupancy(w.position)) > largest) return false;
+    int score = 0;
+    Move m = probeRoot(w.position, &score);
+    if (!m) return false;
+    stopFlag.set();
+    w.rootBestMove = m;
+    w.rootBestScore = score;
+    w.rootPv = {m};
+    w.selDepth = 127;
+    w.completedDepth = 127;
+    if (searchOutputEnabled) sendLine(infoLine(score, 127, 127, 1, 1, 1, w.rootPv, w.position));
+    return true;
+}
+
+} // namespace
+
+double nextStabilityScale(double scale, int depth, int bestMoveChanges) {
+    if (depth <= 4) {
+        scale = 1.0;
+    } else if (bestMoveChanges == 1) {
+        scale *= 0.9;
+    } else {
+        double x = 0.2 * bestMoveChanges;
+        scale = scale <= 1.0 ? 1.0 + x : 0.8 * scale + x;
+    }
+    return std::max(std::min(scale, 2.0), 0.6);
+}
+
+std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t elapsed, uint64_t tbHits,
+                     const std::vector<Move>& pv, const Position& root) {
+    std::string line = "info score ";
+    if (std::abs(score) >= MATE_IN_MAX) line.append("mate ").append(std::to_string(mateMoves(score)));
+    else line.append("cp ").append(std::to_string(score));
+    int64_t ms = elapsed > 0 ? elapsed : 1;
+    auto field = [&line](const char* name, auto value) { line.append(name).append(std::to_string(value)); };
+    field(" depth ", depth);
+    field(" seldepth ", selDepth);
+    field(" nodes ", nodes);
+    field(" nps ", nodes * 1000 / uint64_t(ms));
+    field(" time ", elapsed);
+    field(" tbhits ", tbHits);
+    line.append(" pv");
+    // The moves are written on a scratch copy so castling and en passant read right.
+    static thread_local Position scratch;
+    static thread_local Move scratchMoves[MOVE_STACK];
+    scratch.plyStates[0].moveStart = scratchMoves;
+    copyRootPosition(scratch, root);
+    int ply = 0;
+    for (Move m : pv) {
+        line.append(" ").append(moveToText(scratch, m));
+        if (ply + 1 >= PLY_STACK - 1) break;
+        makeMove(scratch, ply, m);
+        ++ply;
+    }
+    return line;
+}
+
+void iterativeDeepening(worker& w, bool leader) {
+    Position& p = w.position;
+    resetForSearch(w);
+    w.rootBestScore = qsearch(w, 0, 0, -INFINITE_SCORE, INFINITE_SCORE);
+
+    Move* end = generateLegal(0, p);
+    for (Move* m = p.plyStates[0].moveStart; m < end; ++m) w.rootMoves.push_back({moveBase(*m), 0});
+    if (w.rootMoves.empty()) {
+        if (leader) reportNoMove(w);
+        return;
+    }
+    if (leader && rootTablebaseMove(w)) return;
+
+    // The stored best move of this position goes first.
+    Move stored = entryMove(probe(p.key));
+    for (size_t i = 0; i < w.rootMoves.size(); ++i)
+        if (stored && sameMove(w.rootMoves[i].move, stored)) moveToFront(w.rootMoves, i);
+    w.rootBestMove = w.rootMoves[0].move;
+    w.rootPv = {w.rootBestMove};
+    const bool singleMove = w.rootMoves.size() == 1;
+    const int depthLimit = timeControl.depth;
+
+    for (int depth = 1; depth <= 127; ++depth) {
+        if (!leader) {
+            int k = int(w.index % 16);
+            if ((k + depth) % DEPTH_CYCLE[k] == 0) depth = std::min(127, depth + DEPTH_JUMP[k]);
+            if (depth >= 10 && crowdedDepth(w, depth)) continue;
+        }
+        w.currentDepth.store(depth, std::memory_order_relaxed);
+        w.bestMoveChanges = 0;
+
+        int iterationBest = NO_SCORE;
+        for (size_t i = 0; i < w.rootMoves.size(); ++i) {
+            Move m = w.rootMoves[i].move;
+            SearchFrame& root = w.frames[0];
+            root.nullDisabled = 0;
+            Move tagged = withPiece(m, p.board[moveFrom(m)]);
+            root.current = tagged;
+            w.frames[1].movedBy = tagged;
+            w.frames[1].afterNull = 0;
+            w.pvLength[1] = 1;
+            p.plyStates[1].moveStart = end;
+            makeMove(p, 0, m);
+            int score = searchRootMove(w, depth, i, i == 0 ? w.rootBestScore : iterationBest);
+            unmakeMove(p, 0, m);
+            if (stopFlag.get()) break;
+            w.rootMoves[i].score = score;
+            if (i == 0 || score > iterationBest) {
+                iterationBest = score;
+                if (i > 0) ++w.bestMoveChanges;
+                w.rootBestMove = m;
+                w.rootBestScore = score;
+                w.pvLength[0] = 0;
+                updatePv(w, 0, m);
+                w.rootPv.assign(w.pv[0], w.pv[0] + w.pvLength[0]);
+                moveToFront(w.rootMoves, i);
+            }
+        }
+        if (stopFlag.get()) break;
+
+        w.completedDepth = depth;
+        if (leader) printIteration(w, depth);
+
+        const int score = w.rootBestScore;
+        bool goOn = true;
+        if (std::abs(score) >= MATE_IN_MAX && MATE - std::abs(score) <= depth + 1) goOn = false;
+        if (leader && timeControl.mate > 0 && score >= MATE_IN_MAX && mateMoves(score) <= timeControl.mate) goOn = false;
+        if (singleMove && depth >= 3) goOn = false;
+        if (depthLimit > 0) {
+            if (!infiniteFlag.get() && depth >= depthLimit - 1) goOn = false;
+        } else {
+            w.stabilityScale = nextStabilityScale(w.stabilityScale, depth, w.bestMoveChanges);
+            float spent = float(elapsedMs()) * timeControl.timeFactor;
+            if (spent > float(timeControl.softLimit * w.stabilityScale)) timeUpFlag.set();
+            if (!infiniteFlag.get() && !ponderingFlag.get() && timeUpFlag.get()) goOn = false;
+        }
+        if (!goOn) break;
+    }
+}
+
+void reportResult(boss& b) {
+    if (b.rootMoves.empty()) {
+        sendLine("bestmove (none)");
+        return;
+    }
+    const worker* chosen = &b;
+    for (const worker* w : pool)
+        if (w->completedDepth > chosen->completedDepth && w->rootBestMove) chosen = w;
+    b.reportedMove = chosen->rootBestMove;
+    b.reportedPonder = chosen->rootPv.size() > 1 && sameMove(chosen->rootPv[0], chosen->rootBestMove) ? chosen->rootPv[1] : NO_MOVE;
+    sendLine(infoLine(chosen->rootBestScore, chosen->completedDepth, chosen->selDepth, totalNodes(), elapsedMs(), totalTbHits(),
+                      chosen->rootPv, b.position));
+    std::string line = "bestmove " + moveToText(b.position, b.reportedMove);
+    if (b.reportedPonder) {
+        Position& p = b.position;
+        makeMove(p, 0, b.reportedMove);
+        line += " ponder " + moveToText(p, b.reportedPonder);
+        unmakeMove(p, 0, b.reportedMove);
+    }
+    sendLine(line);
+}

@@ -1,0 +1,28 @@
+// The root of the search: root special cases, iterative deepening with
+// aspiration windows and helper-thread depth skipping, and the report lines.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "search/worker.h"
+
+// Runs one thread's whole search; `leader` is true for the boss, which prints
+// the info lines and makes the root decisions that concern the whole search.
+void iterativeDeepening(worker& w, bool leader);
+
+// The boss's final lines: the last info line and "bestmove" (with "ponder").
+void reportResult(boss& b);
+
+// "info score ..." with the counts of all threads.
+std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t elapsed, uint64_t tbHits,
+                     const std::vector<Move>& pv, const Position& root);
+
+// Depth scheme of the helper threads, by index mod 16.
+extern const int DEPTH_CYCLE[16];
+extern const int DEPTH_JUMP[16];
+// Aspiration steps, by index mod 32.
+extern const int16_t ASPIRATION_STEPS[32][5];
+
+// The stability scale after an iteration (depth, best-move changes in it).
+double nextStabilityScale(double scale, int depth, int bestMoveChanges);

@@ -1,0 +1,152 @@
+#include <thread>
+
+#include "search_session.h"
+
+namespace {
+
+TEST(SearchGo, DepthLimitAndInfoLineForm) {
+    EngineSession s;
+    s.send("position startpos");
+    std::vector<std::string> lines;
+    s.millisUntilBestMove("go depth 5", &lines);
+    auto infos = withPrefix(lines, "info score");
+    ASSERT_GE(infos.size(), 2u);
+    // One line per completed iteration (the last one at depth 4), then the final summary.
+    for (size_t i = 0; i + 1 < infos.size(); ++i) EXPECT_EQ(fieldOf(infos[i], "depth"), long(i + 1)) << infos[i];
+    EXPECT_EQ(fieldOf(infos.back(), "depth"), 4);
+    for (const auto& l : infos) EXPECT_TRUE(std::regex_match(l, infoPattern())) << l;
+    const std::string& best = lines.back();
+    EXPECT_TRUE(std::regex_match(best, std::regex("bestmove [a-h][1-8][a-h][1-8] ponder [a-h][1-8][a-h][1-8]"))) << best;
+    // The bestmove and the ponder move are the start of the final line's pv.
+    std::string pv = infos.back().substr(infos.back().find(" pv ") + 4);
+    EXPECT_EQ(pv.substr(0, 9), best.substr(9, 4) + " " + best.substr(21, 4));
+}
+
+TEST(SearchGo, MoveTimeIsKept) {
+    EngineSession s;
+    s.send("position startpos moves e2e4 e7e5");
+    long ms = s.millisUntilBestMove("go movetime 400");
+    EXPECT_GE(ms, 350);
+    EXPECT_LE(ms, 1500);
+}
+
+TEST(SearchGo, ClockWithMovesToGoStaysInsideTheTime) {
+    EngineSession s;
+    s.send("position startpos moves d2d4");
+    // Black has 600 ms for one move: the hard limit is 500 ms (600 minus the overhead).
+    long ms = s.millisUntilBestMove("go wtime 600 btime 600 winc 0 binc 0 movestogo 1");
+    EXPECT_LE(ms, 1200);
+    // With an increment and no moves-to-go the engine spends only a part of its clock.
+    ms = s.millisUntilBestMove("go wtime 2000 btime 2000 winc 100 binc 100");
+    EXPECT_LE(ms, 1500);
+}
+
+TEST(SearchGo, InfiniteWaitsForStopAndAnswersIsReady) {
+    EngineSession s;
+    s.send("position fen 6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1");  // mate in one: the search has nothing left to do
+    s.send("go infinite");
+    auto early = readFor(s.engine, 600);
+    EXPECT_TRUE(withPrefix(early, "bestmove").empty());
+    auto start = std::chrono::steady_clock::now();
+    s.send("isready");
+    bool ready = false;
+    auto lines = readUntilLine(s.engine, "readyok", 2000, &ready);
+    EXPECT_TRUE(ready);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+    EXPECT_TRUE(withPrefix(lines, "bestmove").empty());
+    s.send("stop");
+    auto result = s.untilBestMove(3000);
+    EXPECT_EQ(result.back(), "bestmove d1d8");
+}
+
+TEST(SearchGo, PonderWaitsForPonderhit) {
+    EngineSession s;
+    s.send("position startpos moves e2e4");
+    s.send("go ponder wtime 1000 btime 1000");
+    auto early = readFor(s.engine, 600);
+    EXPECT_TRUE(withPrefix(early, "bestmove").empty());
+    s.send("ponderhit");
+    s.untilBestMove(3000);
+}
+
+TEST(SearchGo, PonderhitBeforeTheSoftLimitKeepsSearching) {
+    EngineSession s;
+    s.send("position startpos");
+    // 60 s on the clock: the soft limit is about a second, so ponderhit at once leaves the search running.
+    s.send("go ponder wtime 60000 btime 60000");
+    s.send("ponderhit");
+    auto soon = readFor(s.engine, 300);
+    EXPECT_TRUE(withPrefix(soon, "bestmove").empty());
+    s.untilBestMove(10000);
+}
+
+TEST(SearchGo, StopAndQuitWithSeveralThreads) {
+    EngineSession s;
+    s.send("setoption name Threads value 3");
+    s.send("position startpos");
+    s.send("go infinite");
+    readFor(s.engine, 300);
+    s.send("isready");
+    bool ready = false;
+    readUntilLine(s.engine, "readyok", 1000, &ready);
+    EXPECT_TRUE(ready);
+    s.send("stop");
+    s.untilBestMove(3000);
+    s.send("go infinite");
+    readFor(s.engine, 300);
+    s.send("quit");
+    EXPECT_EQ(waitExit(s.engine, 5000), 0);
+}
+
+TEST(SearchGo, QuitDuringASingleThreadSearch) {
+    EngineSession s;
+    s.send("position startpos");
+    s.send("go infinite");
+    readFor(s.engine, 200);
+    s.send("quit");
+    EXPECT_EQ(waitExit(s.engine, 5000), 0);
+}
+
+TEST(SearchGo, EndOfInputDuringASearchEndsTheProgram) {
+    EngineSession s;
+    s.send("setoption name Threads value 2");
+    s.send("position startpos");
+    s.send("go infinite");
+    readFor(s.engine, 200);
+    closeInput(s.engine);
+    EXPECT_EQ(waitExit(s.engine, 5000), 0);
+}
+
+TEST(SearchGo, GoWhileSearchingStartsAfreshWithoutHanging) {
+    EngineSession s;
+    s.send("position startpos");
+    s.send("go infinite");
+    readFor(s.engine, 200);
+    s.send("go depth 3");
+    auto first = s.untilBestMove(3000);
+    auto second = s.untilBestMove(5000);
+    EXPECT_TRUE(startsWith(second.back(), "bestmove"));
+}
+
+TEST(SearchGo, NodesLimitStopsTheSearch) {
+    EngineSession s;
+    s.send("position startpos");
+    std::vector<std::string> lines;
+    s.millisUntilBestMove("go nodes 20000", &lines);
+    auto infos = withPrefix(lines, "info score");
+    ASSERT_FALSE(infos.empty());
+    EXPECT_LT(fieldOf(infos.back(), "nodes"), 40000);
+}
+
+TEST(SearchGo, MateLimitStopsAtTheMate) {
+    EngineSession s;
+    s.send("position fen k7/8/2K5/8/8/8/8/7R w - - 0 1");
+    std::vector<std::string> lines;
+    long ms = s.millisUntilBestMove("go mate 2", &lines);
+    EXPECT_LT(ms, 3000);
+    bool mate = false;
+    for (const auto& l : withPrefix(lines, "info score mate 2 ")) mate = true;
+    EXPECT_TRUE(mate);
+}
+
+} // namespace

@@ -1,0 +1,74 @@
+#include "search_session.h"
+
+namespace {
+
+TEST(SearchRoot, MateInTwoIsReportedInMoves) {
+    EngineSession s;
+    s.send("position fen k7/8/2K5/8/8/8/8/7R w - - 0 1");
+    std::vector<std::string> lines;
+    s.millisUntilBestMove("go depth 8", &lines);
+    bool found = false;
+    for (const auto& l : withPrefix(lines, "info score mate 2 depth")) found = std::regex_match(l, infoPattern());
+    EXPECT_TRUE(found);
+}
+
+TEST(SearchRoot, MatedSideSeesANegativeMate) {
+    EngineSession s;
+    s.send("position fen k7/8/1K6/8/8/8/8/7R b - - 0 1");  // Kb8 is forced, then Rh8 mates
+    std::vector<std::string> lines;
+    s.millisUntilBestMove("go depth 6", &lines);
+    auto infos = withPrefix(lines, "info score");
+    ASSERT_FALSE(infos.empty());
+    EXPECT_TRUE(startsWith(infos.back(), "info score mate -")) << infos.back();
+}
+
+TEST(SearchRoot, CheckmateAtTheRoot) {
+    EngineSession s;
+    s.send("position startpos moves f2f3 e7e5 g2g4 d8h4");
+    std::vector<std::string> lines;
+    s.millisUntilBestMove("go wtime 10000 btime 10000", &lines, 3000);
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_EQ(lines[lines.size() - 2], "info score mate 0");
+    EXPECT_EQ(lines.back(), "bestmove (none)");
+}
+
+TEST(SearchRoot, StalemateAtTheRoot) {
+    EngineSession s;
+    s.send("position fen 7k/8/8/8/8/8/5q2/7K w - - 0 1");
+    std::vector<std::string> lines;
+    s.millisUntilBestMove("go depth 5", &lines, 3000);
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_TRUE(startsWith(lines[lines.size() - 2], "info score cp 0 depth 0")) << lines[lines.size() - 2];
+    EXPECT_EQ(lines.back(), "bestmove (none)");
+}
+
+TEST(SearchRoot, SingleLegalMoveStopsAfterDepthThree) {
+    EngineSession s;
+    s.send("position fen k7/8/8/8/8/8/1q6/K7 w - - 0 1");
+    std::vector<std::string> lines;
+    long ms = s.millisUntilBestMove("go wtime 600000 btime 600000", &lines);
+    EXPECT_LT(ms, 2000);
+    EXPECT_EQ(lines.back(), "bestmove a1b2");
+    for (const auto& l : withPrefix(lines, "info score")) EXPECT_LE(fieldOf(l, "depth"), 3) << l;
+}
+
+TEST(SearchRoot, NoPonderMoveWithoutAReply) {
+    EngineSession s;
+    s.send("position fen 6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1");  // Rd8 mates: nothing follows
+    std::vector<std::string> lines;
+    s.millisUntilBestMove("go depth 4", &lines);
+    EXPECT_EQ(lines.back(), "bestmove d1d8");
+}
+
+TEST(SearchRoot, GameHistoryRepetitionIsADraw) {
+    EngineSession s;
+    // Black, a rook down, can repeat the position a third time with Qe1+.
+    s.send("position fen 6k1/5ppp/8/8/8/8/q4PPP/1R4K1 b - - 0 1 moves a2e2 g1h1 e2e1 h1h2 e1e2 h2h1 e2e1 h1h2 e1e2 h2h1");
+    std::vector<std::string> lines;
+    s.millisUntilBestMove("go depth 6", &lines);
+    auto infos = withPrefix(lines, "info score");
+    ASSERT_FALSE(infos.empty());
+    EXPECT_LE(std::abs(fieldOf(infos.back(), "cp")), 1) << infos.back();
+}
+
+} // namespace

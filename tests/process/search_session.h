@@ -1,0 +1,79 @@
+// An engine started in a fresh directory holding an all-zero network, so
+// that it agrees to search; removed again with the directory at the end.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "engine_process.h"
+
+struct EngineSession {
+    std::string dir;
+    EngineProcess engine;
+
+    explicit EngineSession(bool withNetwork = true) {
+        dir = makeTempDir("quorvane-search-");
+        if (withNetwork) writeZeroNetwork(dir + "/220321-307.nnue");
+        EXPECT_TRUE(startEngine(engine, {}, dir));
+        bool ready = false;
+        send("isready");
+        readUntilLine(engine, "readyok", 20000, &ready);
+        EXPECT_TRUE(ready) << "engine did not start";
+    }
+    ~EngineSession() {
+        if (engine.pid > 0) {
+            send("quit");
+            waitExit(engine, 10000);
+        }
+        std::error_code ignored;
+        std::filesystem::remove_all(dir, ignored);
+    }
+
+    void send(const std::string& line) { ::send(engine, line); }
+
+    // Lines up to and including the first one starting with `prefix`; *found tells whether it came.
+    std::vector<std::string> until(const std::string& prefix, int timeoutMs, bool* found = nullptr) {
+        return readUntil(engine, [&](const std::string& l) { return startsWith(l, prefix); }, timeoutMs, found);
+    }
+    std::vector<std::string> untilBestMove(int timeoutMs = 20000) {
+        bool found = false;
+        auto lines = until("bestmove", timeoutMs, &found);
+        EXPECT_TRUE(found) << "no bestmove within " << timeoutMs << " ms";
+        return lines;
+    }
+    // Sends `line` and answers how many ms passed until the bestmove.
+    long millisUntilBestMove(const std::string& line, std::vector<std::string>* lines = nullptr, int timeoutMs = 20000) {
+        auto start = std::chrono::steady_clock::now();
+        send(line);
+        auto got = untilBestMove(timeoutMs);
+        if (lines) *lines = got;
+        return long(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count());
+    }
+};
+
+inline const std::regex& infoPattern() {
+    static const std::regex pattern(
+        "info score (cp -?[0-9]+|mate -?[0-9]+) depth [0-9]+ seldepth [0-9]+ nodes [0-9]+ nps [0-9]+ time [0-9]+ tbhits [0-9]+ pv"
+        "( [a-h][1-8][a-h][1-8][nbrq]?)+");
+    return pattern;
+}
+
+inline std::vector<std::string> withPrefix(const std::vector<std::string>& lines, const std::string& prefix) {
+    std::vector<std::string> out;
+    for (const auto& l : lines)
+        if (startsWith(l, prefix)) out.push_back(l);
+    return out;
+}
+
+// The number after `key` in an info line, or -1.
+inline long fieldOf(const std::string& line, const std::string& key) {
+    std::string k = " " + key + " ";
+    size_t at = line.find(k);
+    if (at == std::string::npos) return -1;
+    return std::stol(line.substr(at + k.size()));
+}

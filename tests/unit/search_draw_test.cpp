@@ -1,0 +1,108 @@
+#include <sstream>
+#include <string>
+
+#include "board/makemove.h"
+#include "search/search.h"
+#include "search/threads.h"
+#include "search_support.h"
+
+namespace {
+
+// Plays the moves from the start position as search plies 0, 1, 2, ...
+int playLine(Position& p, const std::string& moves) {
+    std::istringstream in(moves);
+    std::string text;
+    int ply = 0;
+    while (in >> text) {
+        Move m = findLegalMove(p, ply, text);
+        EXPECT_NE(m, NO_MOVE) << text;
+        makeMove(p, ply, m);
+        ++ply;
+    }
+    return ply;
+}
+
+const char* KNIGHTS_OUT_AND_BACK = " g1f3 g8f6 f3g1 f6g8";
+
+TEST(Repetition, InsideTheSearchedLineOnceIsEnough) {
+    TestPosition p(START_FEN);
+    int plies = playLine(*p, std::string("e2e3 e7e6") + KNIGHTS_OUT_AND_BACK);
+    ASSERT_EQ(plies, 6);
+    // The position after 1.e3 e6 is back. With the root before 1.e4 it lies inside the line...
+    EXPECT_TRUE(isRepetition(*p, 6));
+    // ...with the root at it, it is game history and one occurrence is not enough.
+    EXPECT_FALSE(isRepetition(*p, 4));
+    EXPECT_FALSE(isRepetition(*p, 1));
+}
+
+TEST(Repetition, GameHistoryNeedsTwoEarlierOccurrences) {
+    TestPosition p(START_FEN);
+    playLine(*p, std::string("e2e3 e7e6") + KNIGHTS_OUT_AND_BACK + KNIGHTS_OUT_AND_BACK);
+    EXPECT_TRUE(isRepetition(*p, 1));
+}
+
+TEST(Repetition, AResetHalfmoveClockEndsTheScan) {
+    TestPosition p(START_FEN);
+    // The knights go out and back, but a pawn move in between resets the clock.
+    playLine(*p, "g1f3 g8f6 f3g1 f6g8 e2e3 e7e6 g1f3 g8f6 f3g1 f6g8");
+    EXPECT_EQ((*p).fiftyMove, 4);
+    EXPECT_TRUE(isRepetition(*p, 5));   // the position after 3.e3 e6 lies inside the line
+    EXPECT_FALSE(isRepetition(*p, 4));  // it is the root: one occurrence only
+    TestPosition q(START_FEN);
+    playLine(*q, "g1f3 g8f6 f3g1");
+    EXPECT_FALSE(isRepetition(*q, 3));  // fewer than four reversible plies
+}
+
+TEST(InsufficientMaterial, MinorPiecesAloneCannotWin) {
+    EXPECT_TRUE(insufficientMaterial(*TestPosition("8/8/4k3/8/8/3NK3/8/8 w - - 0 1")));
+    EXPECT_TRUE(insufficientMaterial(*TestPosition("8/8/4kb2/8/8/3NK3/8/8 w - - 0 1")));
+    EXPECT_TRUE(insufficientMaterial(*TestPosition("8/8/4k3/8/8/4K3/8/8 w - - 0 1")));
+    EXPECT_FALSE(insufficientMaterial(*TestPosition("8/8/4k3/8/8/3RK3/8/8 w - - 0 1")));
+    EXPECT_FALSE(insufficientMaterial(*TestPosition("8/8/4k3/8/8/2NNK3/8/8 w - - 0 1")));
+    EXPECT_FALSE(insufficientMaterial(*TestPosition("8/8/4k3/8/8/4K3/4P3/8 w - - 0 1")));
+}
+
+class FixedDepthSearch : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        initSearchTables();
+        setThreadCount(1);
+    }
+    static void TearDownTestSuite() { setThreadCount(0); }
+    int scoreOf(const std::string& fen, int depth) {
+        TestPosition p(fen);
+        clear();
+        clearSearchTables();
+        searchFixedDepth(*p, depth);
+        return pool[0]->rootBestScore;
+    }
+    std::string bestOf(const std::string& fen, int depth) {
+        TestPosition p(fen);
+        clear();
+        clearSearchTables();
+        searchFixedDepth(*p, depth);
+        return moveToText(*p, pool[0]->rootBestMove);
+    }
+};
+
+TEST_F(FixedDepthSearch, FiftyMoveRuleTurnsAWinIntoADraw) {
+    const char* queenUp = "7k/8/8/8/8/8/8/K5Q1 w - - %d 80";
+    char fen[64];
+    std::snprintf(fen, sizeof fen, queenUp, 0);
+    EXPECT_GT(scoreOf(fen, 4), 800);
+    std::snprintf(fen, sizeof fen, queenUp, 99);
+    EXPECT_EQ(scoreOf(fen, 4), 0);
+}
+
+TEST_F(FixedDepthSearch, FindsAMateInTwoAndScoresItFromTheRoot) {
+    // The rooks mate on the back rank.
+    const char* fen = "6k1/5ppp/8/8/8/8/1R3PPP/1R4K1 w - - 0 1";
+    EXPECT_EQ(scoreOf(fen, 4), MATE - 1);  // mate in one: Rb8#
+    // King and rook against king: no mate in one, but mate in two.
+    const char* twoMoves = "k7/8/2K5/8/8/8/8/7R w - - 0 1";
+    EXPECT_EQ(scoreOf(twoMoves, 5), MATE - 3);
+    EXPECT_EQ(scoreOf("k7/8/1K6/8/8/8/8/7R w - - 0 1", 5), MATE - 1);
+    EXPECT_EQ(bestOf("k7/8/1K6/8/8/8/8/7R w - - 0 1", 5), "h1h8");
+}
+
+} // namespace

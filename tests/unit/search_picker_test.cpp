@@ -1,0 +1,104 @@
+#include <algorithm>
+#include <vector>
+
+#include "search/movepick.h"
+#include "search_support.h"
+
+namespace {
+
+std::string text(Position& p, Move m) { return moveToText(p, m); }
+
+// A worker (with its idle thread) looking at `fen` from ply 1, so that the
+// counter-move stage runs.
+struct PickerBench {
+    worker w{7};
+    explicit PickerBench(const std::string& fen) {
+        TestPosition root(fen);
+        copyRootPosition(w.position, *root);
+        Position& p = w.position;
+        p.plyStates[1] = p.plyStates[0];
+        p.plyStates[1].moveStart = w.moveStack;
+        for (SearchFrame& f : w.frameStack) f = SearchFrame{};
+    }
+    Move quiet(const char* t, int piece) { return withPiece(findLegalMove(w.position, 0, t), piece); }
+    std::vector<std::string> order(Move ttMove, bool inCheck = false) {
+        Position& p = w.position;
+        p.plyStates[1].moveStart = w.moveStack;
+        startPicker(w, 1, ttMove, inCheck);
+        ContinuationBlocks blocks = continuationBlocks(w, 1);
+        std::vector<std::string> seen;
+        while (Move m = nextMove(w, 1, blocks)) {
+            if (!isLegal(p, 1, m)) continue;
+            seen.push_back(text(p, m) + "/" + std::to_string(w.frames[1].picker.lastStage));
+        }
+        return seen;
+    }
+};
+
+TEST(Picker, StagesComeInOrder) {
+    // Nxc7 is a good capture; Nxd6 and Qxd6 lose material.
+    PickerBench b("4k3/2p5/3p4/1N6/8/8/8/3QK3 w - - 0 1");
+    Position& p = b.w.position;
+    Move tt = findLegalMove(p, 0, "e1f2");
+    b.w.frames[1].killers[0] = b.quiet("d1d4", WQUEEN);
+    b.w.frames[1].killers[1] = b.quiet("d1a4", WQUEEN);
+    Move blackMove = withPiece(makeMove(61, 60), BKING);  // ...Kf8-e8 led here
+    b.w.frames[1].movedBy = blackMove;
+    b.w.history->counterMoveTable[BKING][60] = b.quiet("d1h5", WQUEEN);
+    b.w.history->historyTable[WKNIGHT][16] = 5000;  // Nb5-a3 first among the quiets
+    b.w.history->historyTable[WKING][11] = 4000;    // then Ke1-d2
+
+    std::vector<std::string> seen = b.order(tt);
+    ASSERT_GE(seen.size(), 9u);
+    EXPECT_EQ(seen[0], "e1f2/0");
+    EXPECT_EQ(seen[1], "b5c7/2");
+    EXPECT_EQ(seen[2], "d1d4/3");
+    EXPECT_EQ(seen[3], "d1a4/4");
+    EXPECT_EQ(seen[4], "d1h5/5");
+    EXPECT_EQ(seen[5], "b5d6/7");
+    EXPECT_EQ(seen[6], "d1d6/7");
+    EXPECT_EQ(seen[7], "b5a3/9");
+    EXPECT_EQ(seen[8], "e1d2/9");
+    // Every legal move exactly once.
+    std::vector<std::string> moves;
+    for (auto& s : seen) moves.push_back(s.substr(0, s.find('/')));
+    std::sort(moves.begin(), moves.end());
+    EXPECT_EQ(std::adjacent_find(moves.begin(), moves.end()), moves.end());
+    Move* end = generateLegal(0, p);
+    EXPECT_EQ(long(moves.size()), end - p.plyStates[0].moveStart);
+}
+
+TEST(Picker, KillerEqualToTheTtMoveIsNotRepeated) {
+    PickerBench b("4k3/8/8/8/8/8/8/3QK3 w - - 0 1");
+    Move tt = b.quiet("d1d4", WQUEEN);
+    b.w.frames[1].killers[0] = tt;
+    std::vector<std::string> seen = b.order(moveBase(tt));
+    int count = 0;
+    for (auto& s : seen) count += s.rfind("d1d4", 0) == 0;
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(seen[0], "d1d4/0");
+}
+
+TEST(Picker, StaleKillersAreNotTried) {
+    PickerBench b("4k3/8/8/8/8/8/8/3QK3 w - - 0 1");
+    b.w.frames[1].killers[0] = withPiece(makeMove(3, 27), WROOK);  // the queen stands there, not a rook
+    std::vector<std::string> seen = b.order(NO_MOVE);
+    for (auto& s : seen) EXPECT_NE(s, "d1d4/3");
+    int d4 = 0;
+    for (auto& s : seen) d4 += s.rfind("d1d4", 0) == 0;
+    EXPECT_EQ(d4, 1);  // still searched once as a plain quiet move
+}
+
+TEST(Picker, InCheckTheTtMoveLeadsTheEvasions) {
+    PickerBench b("4k3/8/8/8/8/8/3q4/R3K3 w - - 0 1");
+    Position& p = b.w.position;
+    p.plyStates[1].inCheck = 1;
+    Move tt = findLegalMove(p, 0, "e1f1");
+    std::vector<std::string> seen = b.order(tt, true);
+    ASSERT_FALSE(seen.empty());
+    EXPECT_EQ(seen[0], "e1f1/99");
+    for (auto& s : seen) EXPECT_EQ(s.substr(s.find('/') + 1), "99");
+    EXPECT_EQ(seen.size(), 2u);  // Kf1 and Kxd2
+}
+
+} // namespace

@@ -1,0 +1,55 @@
+#include "search/root.h"
+#include "search_support.h"
+
+namespace {
+
+TEST(StabilityScale, ShrinksOnOneChangeAndGrowsOnMany) {
+    EXPECT_DOUBLE_EQ(nextStabilityScale(1.7, 4, 3), 1.0);  // shallow iterations reset it
+    EXPECT_DOUBLE_EQ(nextStabilityScale(1.0, 5, 1), 0.9);
+    EXPECT_DOUBLE_EQ(nextStabilityScale(1.0, 5, 0), 1.0);  // no change resets to 1.0...
+    EXPECT_DOUBLE_EQ(nextStabilityScale(1.5, 5, 0), 1.2);  // ...or decays from above
+    EXPECT_DOUBLE_EQ(nextStabilityScale(0.9, 5, 2), 1.4);
+    EXPECT_DOUBLE_EQ(nextStabilityScale(1.5, 5, 2), 1.6);
+    EXPECT_DOUBLE_EQ(nextStabilityScale(1.9, 9, 5), 2.0);  // clamped above
+    EXPECT_DOUBLE_EQ(nextStabilityScale(0.62, 9, 1), 0.6); // and below
+}
+
+TEST(InfoLine, CentipawnsMatesAndMoveText) {
+    TestPosition p("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
+    Move castle = moveFromText(*p, "e1g1");
+    ASSERT_NE(castle, NO_MOVE);
+    std::vector<Move> pv = {castle};
+    EXPECT_EQ(infoLine(35, 7, 11, 5000, 250, 2, pv, *p),
+              "info score cp 35 depth 7 seldepth 11 nodes 5000 nps 20000 time 250 tbhits 2 pv e1g1");
+    EXPECT_EQ(infoLine(31999, 1, 1, 10, 0, 0, pv, *p), "info score mate 1 depth 1 seldepth 1 nodes 10 nps 10000 time 0 tbhits 0 pv e1g1");
+    EXPECT_EQ(infoLine(31995, 5, 6, 10, 1, 0, pv, *p).substr(0, 18), "info score mate 3 ");
+    EXPECT_EQ(infoLine(-31996, 5, 6, 10, 1, 0, pv, *p).substr(0, 19), "info score mate -3 ");
+    EXPECT_EQ(infoLine(31871, 5, 6, 10, 1, 0, pv, *p).substr(0, 22), "info score cp 31871 de");
+}
+
+TEST(InfoLine, PrincipalVariationIsWrittenMoveAfterMove) {
+    TestPosition p("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
+    Move ep = moveFromText(*p, "e5d6");
+    ASSERT_NE(ep, NO_MOVE);
+    std::vector<Move> pv = {ep, makeMove(60, 51)};  // exd6, Kd7
+    std::string line = infoLine(0, 2, 2, 1, 1, 0, pv, *p);
+    EXPECT_EQ(line.substr(line.find(" pv ")), " pv e5d6 e8d7");
+}
+
+TEST(DepthScheme, TablesAsGiven) {
+    const int cycle[16] = {1, 2, 2, 3, 3, 3, 4, 4, 6, 3, 2, 2, 4, 5, 3, 2};
+    const int jump[16] = {0, 1, 0, 1, 1, 0, 0, 2, 1, 3, 0, 2, 2, 1, 1, 0};
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_EQ(DEPTH_CYCLE[i], cycle[i]);
+        EXPECT_EQ(DEPTH_JUMP[i], jump[i]);
+    }
+    const int16_t row0[5] = {15, 35, 40, 80, 160}, row1[5] = {9, 24, 34, 75, 113};
+    for (int k = 0; k < 5; ++k) {
+        EXPECT_EQ(ASPIRATION_STEPS[0][k], row0[k]);
+        EXPECT_EQ(ASPIRATION_STEPS[1][k], row1[k]);
+    }
+    for (int r = 0; r < 32; ++r)
+        for (int k = 1; k < 5; ++k) EXPECT_GT(ASPIRATION_STEPS[r][k], ASPIRATION_STEPS[r][k - 1]) << "row " << r;
+}
+
+} // namespace

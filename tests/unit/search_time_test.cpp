@@ -1,0 +1,127 @@
+#include <gtest/gtest.h>
+
+#include "uci/go.h"
+
+namespace {
+
+AllotmentInput bareGo() {
+    AllotmentInput in;  // 900000 ms, no increment, one thread, overhead 100
+    return in;
+}
+
+TEST(TimeAllotment, BareGoAfterANewGame) {
+    AllotmentInput in = bareGo();
+    in.newGame = true;
+    Allotment a = allotTime(in);
+    EXPECT_FLOAT_EQ(a.incrementFactor, 1.75f);  // 900000 / 1 clamped to 360
+    EXPECT_EQ(a.movesToGo, 40);
+    EXPECT_EQ(a.softLimit, 14850);
+    EXPECT_EQ(a.hardLimit, 74250);
+    EXPECT_FLOAT_EQ(a.timeFactor, 1.0f);
+}
+
+TEST(TimeAllotment, IncrementFactorIsKeptBetweenMovesOfAGame) {
+    AllotmentInput in = bareGo();
+    in.inc = 10000;  // ratio 90, clamped to 100
+    in.newGame = true;
+    EXPECT_FLOAT_EQ(allotTime(in).incrementFactor, 1.37f);
+    in.newGame = false;
+    in.incrementFactor = 1.5f;
+    EXPECT_FLOAT_EQ(allotTime(in).incrementFactor, 1.5f);
+}
+
+TEST(TimeAllotment, MoveTimeOverridesTheClock) {
+    AllotmentInput in = bareGo();
+    in.moveTime = 1000;
+    Allotment a = allotTime(in);
+    EXPECT_EQ(a.hardLimit, 1000);
+    EXPECT_EQ(a.softLimit, 10000);
+}
+
+TEST(TimeAllotment, OneMoveToGo) {
+    AllotmentInput in = bareGo();
+    in.time = 1000;
+    in.movesToGo = 1;
+    in.movesToGoGiven = true;
+    Allotment a = allotTime(in);
+    EXPECT_EQ(a.softLimit, 657);  // 1000 x 0.73 x 0.9
+    EXPECT_EQ(a.hardLimit, 900);
+}
+
+TEST(TimeAllotment, FourMovesToGoNeverGoesBelowFortyMilliseconds) {
+    AllotmentInput in = bareGo();
+    in.movesToGo = 4;
+    in.movesToGoGiven = true;
+    for (int t : {0, 1, 20, 60, 100, 150}) {
+        in.time = t;
+        EXPECT_GE(allotTime(in).hardLimit, 40) << t;
+    }
+    in.movesToGo = 5;
+    in.time = 60;
+    EXPECT_LT(allotTime(in).hardLimit, 40);  // the floor is for four moves only
+}
+
+TEST(TimeAllotment, LittleTimeLeftHalvesTheLimits) {
+    AllotmentInput in = bareGo();
+    in.time = 500;  // soft trunc(12 x 0.66) = 7; avail 400 / 7 >= 4: no halving
+    Allotment plenty = allotTime(in);
+    EXPECT_FLOAT_EQ(plenty.timeFactor, 1.0f);
+    EXPECT_EQ(plenty.softLimit, 7);
+    in.time = 120;
+    in.inc = 3000;  // a large increment raises soft far above the 20 ms available
+    Allotment tight = allotTime(in);
+    EXPECT_FLOAT_EQ(tight.timeFactor, 5.0f);
+    // n = trunc(40 x 1.37) = 54; total = 53 x 3000 + 120 = 159120; soft = trunc(3978 x 0.66) / 2
+    EXPECT_EQ(tight.softLimit, int(float(3978) * 0.66f) / 2);
+    EXPECT_EQ(tight.hardLimit, tight.softLimit + 1);
+}
+
+TEST(TimeAllotment, FenWithoutHistoryCountsAsMoveOneOfAnUnknownGame) {
+    AllotmentInput in = bareGo();
+    in.gameMoveCount = 1024;
+    Allotment a = allotTime(in);
+    EXPECT_EQ(a.movesToGo, 30);
+    // total 900000, trunc(30 x 1.37) = 41: total / 30 x 0.66 x 1.4
+    EXPECT_EQ(a.softLimit, int(float(30000) * (0.66f * 1.4f)));
+}
+
+TEST(TimeAllotment, GameStageChoosesMovesToGo) {
+    AllotmentInput in = bareGo();
+    const int stages[][2] = {{0, 40}, {17, 40}, {18, 22}, {50, 22}, {51, 25}, {80, 25}, {81, 20}, {200, 20}, {201, 15}};
+    for (auto& s : stages) {
+        in.gameMoveCount = s[0];
+        EXPECT_EQ(allotTime(in).movesToGo, s[1]) << s[0];
+    }
+}
+
+TEST(TimeAllotment, MoreThreadsAndPonderingSpendMore) {
+    AllotmentInput in = bareGo();
+    int one = allotTime(in).softLimit;
+    in.threads = 4;
+    int four = allotTime(in).softLimit;
+    in.ponder = true;
+    int pondering = allotTime(in).softLimit;
+    EXPECT_LT(one, four);
+    EXPECT_LT(four, pondering);
+    EXPECT_EQ(four, int(float(22500) * 0.76f));
+}
+
+TEST(TimeAllotment, MovesToGoZeroDoesNotDivideByZero) {
+    AllotmentInput in = bareGo();
+    in.movesToGo = 0;
+    in.movesToGoGiven = true;
+    Allotment a = allotTime(in);
+    AllotmentInput plain = bareGo();
+    EXPECT_EQ(a.softLimit, allotTime(plain).softLimit);
+    EXPECT_GT(a.hardLimit, a.softLimit);
+}
+
+TEST(TimeAllotment, HardLimitStaysAboveSoftEvenWithNoTimeLeft) {
+    AllotmentInput in = bareGo();
+    in.time = -50;
+    Allotment a = allotTime(in);
+    EXPECT_GE(a.softLimit, 0);
+    EXPECT_GT(a.hardLimit, a.softLimit);
+}
+
+} // namespace
