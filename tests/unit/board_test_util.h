@@ -1,5 +1,4 @@
-// Shared helpers for the board tests: one-time table set-up and positions
-// with their own move stacks.
+// Shared helpers for the board tests.
 #pragma once
 
 #include <memory>
@@ -12,22 +11,7 @@
 #include "board/movegen.h"
 #include "board/position.h"
 #include "board/zobrist.h"
-
-inline void initBoardTables() {
-    initAttackTables();
-    initZobrist();
-}
-
-// A heap position with its own move stack (positions are too large for small stacks).
-struct TestPosition {
-    std::unique_ptr<Position> pos = std::make_unique<Position>();
-    std::vector<Move> stack = std::vector<Move>(MOVE_STACK);
-    TestPosition() { pos->plyStates[0].moveStart = stack.data(); }
-    explicit TestPosition(const std::string& fen) : TestPosition() { set(fen); }
-    bool set(const std::string& fen, std::string* error = nullptr) { return setFen(*pos, fen, error); }
-    Position& operator*() { return *pos; }
-    Position* operator->() { return pos.get(); }
-};
+#include "test_position.h"
 
 inline std::vector<Move> legalMoves(Position& p, int ply) {
     Move* start = p.plyStates[ply].moveStart;

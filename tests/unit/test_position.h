@@ -1,0 +1,41 @@
+// The one test position used by every unit test: a heap position with its own
+// move stack, the board tables built first.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "board/attacks.h"
+#include "board/position.h"
+#include "board/zobrist.h"
+
+inline void initBoardTables() {
+    static bool done = false;
+    if (done) return;
+    initAttackTables();
+    initZobrist();
+    done = true;
+}
+
+struct TestPosition {
+    std::unique_ptr<Position> pos = std::make_unique<Position>();
+    std::vector<Move> stack = std::vector<Move>(MOVE_STACK);
+    bool ok = false;
+
+    TestPosition() {
+        initBoardTables();
+        pos->plyStates[0].moveStart = stack.data();
+    }
+    // A FEN that must be readable: a test fails when it is not.
+    explicit TestPosition(const std::string& fen) : TestPosition() {
+        std::string error;
+        ok = set(fen, &error);
+        EXPECT_TRUE(ok) << fen << ": " << error;
+    }
+    bool set(const std::string& fen, std::string* error = nullptr) { return setFen(*pos, fen, error); }
+    Position& operator*() { return *pos; }
+    Position* operator->() { return pos.get(); }
+};
