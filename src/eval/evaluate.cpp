@@ -8,6 +8,7 @@
 #include "eval/caches.h"
 #include "eval/evaluate_steps.h"
 #include "eval/hce.h"
+#include "eval/net_layout.h"
 #include "eval/nnue.h"
 #include "eval/pawns.h"
 
@@ -53,7 +54,10 @@ void releaseEvaluation(Position& p) {
     p.pawnHash = nullptr;
 }
 
-void evaluationChanged() { ++currentGeneration; }
+void evaluationChanged() {
+    prepareNetwork();
+    ++currentGeneration;
+}
 
 int clampedPhase(const Position& p) { return p.phase < 0 ? 0 : p.phase > 24 ? 24 : p.phase; }
 

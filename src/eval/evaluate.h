@@ -11,8 +11,8 @@ void initEvaluation(Position& p);
 // Frees what initEvaluation allocated and nulls the pointers.
 void releaseEvaluation(Position& p);
 
-// Forgets every cached score of every position: call after the network or the
-// handcrafted tables change.
+// Call after the network's weights or the handcrafted tables change: rebuilds
+// the network's derived weight layout and forgets every cached score.
 void evaluationChanged();
 
 // Score of the position from the side to move's point of view, in centipawns.

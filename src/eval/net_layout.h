@@ -22,3 +22,15 @@ struct NnueNet {
 };
 
 extern NnueNet nnue;
+
+// Layer-1 weights regrouped by input chunk (four consecutive inputs) for the
+// vector kernels, which skip chunks whose inputs are all zero. Built from
+// `nnue` by prepareNetwork().
+struct NnueChunkedWeights {
+    alignas(64) int8_t l1ByChunk[NNUE_INPUTS / 4][NNUE_L1][4];
+};
+
+extern NnueChunkedWeights nnueChunked;
+
+// Rebuilds the derived layouts after the weights in `nnue` changed.
+void prepareNetwork();

@@ -44,6 +44,14 @@ int findBase(const Position& p, int ply) {
 
 } // namespace
 
+NnueChunkedWeights nnueChunked;
+
+void prepareNetwork() {
+    for (int chunk = 0; chunk < NNUE_INPUTS / 4; ++chunk)
+        for (int j = 0; j < NNUE_L1; ++j)
+            for (int b = 0; b < 4; ++b) nnueChunked.l1ByChunk[chunk][j][b] = nnue.l1Weights[j * NNUE_INPUTS + chunk * 4 + b];
+}
+
 const NnueKernel& engineKernel() {
 #if defined(__AVX2__)
     return avx2Kernel;

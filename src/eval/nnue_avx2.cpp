@@ -52,17 +52,30 @@ inline __m128i sumFour(__m256i s0, __m256i s1, __m256i s2, __m256i s3) {
     return _mm_add_epi32(_mm256_castsi256_si128(h), _mm256_extracti128_si256(h, 1));
 }
 
-// 32 outputs in 0..127 (one vector) from `vectors` input vectors of 32 bytes.
-__m256i denseLayer(const __m256i* in, int vectors, const int8_t* weights, const int32_t* bias) {
-    const int inputs = vectors * 32;
-    __m128i sums[NNUE_L1 / 4];
-    for (int j = 0; j < NNUE_L1; j += 4) {
-        __m128i four = sumFour(rowSums(in, weights + (j + 0) * inputs, vectors),
-                               rowSums(in, weights + (j + 1) * inputs, vectors),
-                               rowSums(in, weights + (j + 2) * inputs, vectors),
-                               rowSums(in, weights + (j + 3) * inputs, vectors));
-        sums[j / 4] = _mm_add_epi32(four, _mm_load_si128(reinterpret_cast<const __m128i*>(bias + j)));
+// Four weight rows against the same inputs, each input vector loaded once.
+template <int VECTORS>
+inline __m128i fourNeurons(const __m256i* in, const int8_t* rows) {
+    const __m256i ones = _mm256_set1_epi16(1);
+    const __m256i* w = reinterpret_cast<const __m256i*>(rows);
+    __m256i s0 = _mm256_setzero_si256(), s1 = s0, s2 = s0, s3 = s0;
+    for (int i = 0; i < VECTORS; ++i) {
+        __m256i x = in[i];
+        s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + i)), ones));
+        s1 = _mm256_add_epi32(s1, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + VECTORS + i)), ones));
+        s2 = _mm256_add_epi32(s2, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 2 * VECTORS + i)), ones));
+        s3 = _mm256_add_epi32(s3, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 3 * VECTORS + i)), ones));
     }
+    return sumFour(s0, s1, s2, s3);
+}
+
+// 32 outputs in 0..127 (one vector) from VECTORS input vectors of 32 bytes.
+template <int VECTORS>
+__m256i denseLayer(const __m256i* in, const int8_t* weights, const int32_t* bias) {
+    constexpr int inputs = VECTORS * 32;
+    __m128i sums[NNUE_L1 / 4];
+    for (int j = 0; j < NNUE_L1; j += 4)
+        sums[j / 4] = _mm_add_epi32(fourNeurons<VECTORS>(in, weights + j * inputs),
+                                    _mm_load_si128(reinterpret_cast<const __m128i*>(bias + j)));
     const __m128i zero = _mm_setzero_si128();
     __m128i half[2];
     for (int k = 0; k < 2; ++k) {
@@ -73,12 +86,45 @@ __m256i denseLayer(const __m256i* in, int vectors, const int8_t* weights, const 
     return _mm256_set_m128i(half[1], half[0]);
 }
 
+// The first layer from the chunked weights, visiting only input chunks with a
+// non-zero byte. Inputs are at most 127, so no pair of products reaches the
+// 16-bit saturation and the order of the 32-bit sums does not matter.
+__m256i firstLayer(const __m256i* in) {
+    const __m256i ones = _mm256_set1_epi16(1);
+    const __m256i zero = _mm256_setzero_si256();
+    const int32_t* chunks = reinterpret_cast<const int32_t*>(in);
+    __m256i s0 = zero, s1 = zero, s2 = zero, s3 = zero;
+    for (int v = 0; v < NNUE_INPUTS / 32; ++v) {
+        unsigned nonZero = ~unsigned(_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(in[v], zero)))) & 0xff;
+        while (nonZero) {
+            int chunk = v * 8 + __builtin_ctz(nonZero);
+            nonZero &= nonZero - 1;
+            __m256i x = _mm256_set1_epi32(chunks[chunk]);
+            const __m256i* w = reinterpret_cast<const __m256i*>(nnueChunked.l1ByChunk[chunk]);
+            s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 0)), ones));
+            s1 = _mm256_add_epi32(s1, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 1)), ones));
+            s2 = _mm256_add_epi32(s2, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 2)), ones));
+            s3 = _mm256_add_epi32(s3, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 3)), ones));
+        }
+    }
+    const __m256i* bias = reinterpret_cast<const __m256i*>(nnue.l1Bias);
+    s0 = _mm256_add_epi32(s0, _mm256_load_si256(bias + 0));
+    s1 = _mm256_add_epi32(s1, _mm256_load_si256(bias + 1));
+    s2 = _mm256_add_epi32(s2, _mm256_load_si256(bias + 2));
+    s3 = _mm256_add_epi32(s3, _mm256_load_si256(bias + 3));
+    // Packing works per 128-bit lane: groups of four neurons come out in the
+    // order 0 2 4 6 | 1 3 5 7 and are put back in order at the end.
+    __m256i a = _mm256_max_epi16(_mm256_srai_epi16(_mm256_packs_epi32(s0, s1), 6), zero);
+    __m256i b = _mm256_max_epi16(_mm256_srai_epi16(_mm256_packs_epi32(s2, s3), 6), zero);
+    return _mm256_permutevar8x32_epi32(_mm256_packs_epi16(a, b), _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+}
+
 int32_t propagateAvx2(const int16_t* mover, const int16_t* other) {
     __m256i input[NNUE_INPUTS / 32];
     clipHalf(mover, input);
     clipHalf(other, input + NNUE_HIDDEN / 32);
-    __m256i hidden1 = denseLayer(input, NNUE_INPUTS / 32, nnue.l1Weights, nnue.l1Bias);
-    __m256i hidden2 = denseLayer(&hidden1, 1, nnue.l2Weights, nnue.l2Bias);
+    __m256i hidden1 = firstLayer(input);
+    __m256i hidden2 = denseLayer<1>(&hidden1, nnue.l2Weights, nnue.l2Bias);
     __m256i s = rowSums(&hidden2, nnue.outputWeights, 1);
     __m128i t = _mm_add_epi32(_mm256_castsi256_si128(s), _mm256_extracti128_si256(s, 1));
     t = _mm_add_epi32(t, _mm_shuffle_epi32(t, 0x4e));

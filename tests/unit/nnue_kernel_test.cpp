@@ -6,6 +6,7 @@
 
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "eval/net_layout.h"
 #include "eval/nnue.h"
 #include "eval_helpers.h"
 
@@ -111,6 +112,7 @@ TEST(NnueKernels, ReferenceSaturations) {
     nnue.l2Bias[0] = -5000;  // 4064 - 5000 < 0 -> clipped to 0
     std::memset(nnue.outputWeights, 3, sizeof nnue.outputWeights);
     nnue.outputBias = -7;
+    prepareNetwork();
     // Output: 31 neurons of 63 and one of 0, times 3, minus 7.
     int32_t expected = 31 * 63 * 3 - 7;
     EXPECT_EQ(expected, scalarKernel.propagate(mover, other));
@@ -120,7 +122,9 @@ TEST(NnueKernels, ReferenceSaturations) {
     EXPECT_EQ(expected, scalarKernel.propagate(other, mover));
     // With negative layer-1 weights the sum saturates below and the neurons clip to 0.
     std::memset(nnue.l1Weights, 0xff, sizeof nnue.l1Weights);
+    prepareNetwork();
     EXPECT_EQ(-7, scalarKernel.propagate(mover, other));
+    for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(-7, k->propagate(mover, other)) << k->name;
 }
 
 } // namespace
