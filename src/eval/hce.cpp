@@ -193,6 +193,8 @@ combEval endgameKnowledge(const Position& p, combEval subtotal) {
         return scaled(subtotal, drawScale[DRAW_OPPOSITE_BISHOPS]) - subtotal;
 
     combEval score = 0;
+    int lead = egOf(subtotal) < 0 ? -egOf(subtotal) : egOf(subtotal);
+    if (lead >= 300) score += tradeDown[p.phase < 0 ? 0 : p.phase > 24 ? 24 : p.phase];
     if (!weakPawns && strongPieces - weakPieces >= 400) {
         int weakKing = kingSquare(p, weak), strongKing = kingSquare(p, strong);
         score += mopUpProximity[squareDistance[weakKing][strongKing]];

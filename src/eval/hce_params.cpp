@@ -64,6 +64,11 @@ combEval mopUpProximity[8] = {X(0, 0), X(0, 40), X(0, 32), X(0, 24), X(0, 16), X
 combEval bishopKnightCorner[8] = {
     X(0, 120), X(0, 100), X(0, 80), X(0, 60), X(0, 40), X(0, 20), X(0, 0), X(0, 0)};
 
+combEval tradeDown[25] = {
+    X(0, 96), X(0, 92), X(0, 88), X(0, 84), X(0, 80), X(0, 76), X(0, 72), X(0, 68), X(0, 64),
+    X(0, 60), X(0, 56), X(0, 52), X(0, 48), X(0, 44), X(0, 40), X(0, 36), X(0, 32), X(0, 28),
+    X(0, 24), X(0, 20), X(0, 16), X(0, 12), X(0,  8), X(0,  4), X(0,  0)};
+
 combEval drawScale[DRAW_CLASSES] = {X(4, 4), X(24, 24), X(64, 32)};
 
 #define EVAL_TABLE(t) {#t, &t[0], int(sizeof(t) / sizeof(combEval))}
@@ -79,7 +84,7 @@ const EvalTable evalTables[] = {
     EVAL_VALUE(bishopPawnSameColour), EVAL_VALUE(rookOpenFile), EVAL_VALUE(rookHalfOpenFile),
     EVAL_VALUE(rookOnSeventh), EVAL_TABLE(kingAttackUnits), EVAL_TABLE(safeCheckUnits), EVAL_TABLE(kingDanger),
     EVAL_TABLE(threatByPawn), EVAL_TABLE(threatByMinor), EVAL_TABLE(threatByRook), EVAL_VALUE(threatByKing),
-    EVAL_VALUE(hangingPiece), EVAL_TABLE(mopUpCentre), EVAL_TABLE(mopUpProximity), EVAL_TABLE(bishopKnightCorner),
+    EVAL_VALUE(hangingPiece), EVAL_TABLE(mopUpCentre), EVAL_TABLE(mopUpProximity), EVAL_TABLE(bishopKnightCorner), EVAL_TABLE(tradeDown),
     EVAL_TABLE(drawScale),
 };
 const int evalTableCount = int(sizeof(evalTables) / sizeof(evalTables[0]));

@@ -53,6 +53,8 @@ extern combEval hangingPiece;
 extern combEval mopUpCentre[7];       // by the weaker king's distance from the centre
 extern combEval mopUpProximity[8];    // by the distance between the kings
 extern combEval bishopKnightCorner[8];// by the weaker king's distance to a bishop-coloured corner
+// For the side with a clear material lead, by phase (0..24): fewer pieces left is easier to convert.
+extern combEval tradeDown[25];
 
 // Scale factors (in 64ths, middlegame and endgame half) for drawish material.
 enum DrawClass { DRAW_ONLY_MINORS, DRAW_NO_PAWNS_SMALL_EDGE, DRAW_OPPOSITE_BISHOPS, DRAW_CLASSES };

@@ -2,6 +2,7 @@
 // knowledge that converts (or does not overrate) a material edge.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 
 #include "eval/caches.h"
@@ -135,6 +136,26 @@ TEST(EvalParams, EveryTableIsRegisteredOnce) {
     }
     EXPECT_TRUE(names.count("kingDanger") && names.count("queenMobility") && names.count("pieceSquareScore"));
     EXPECT_GT(entries, 6 + 384 + 9 + 14 + 15 + 28 + 64);
+}
+
+} // namespace
+
+namespace {
+
+TEST(EvalEndgames, TradingPiecesHelpsTheSideAhead) {
+    // White is a knight up; the same position with a pair of rooks off (the
+    // rooks stand mirrored, so their own terms cancel).
+    const char* withRooks = "r3k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/R3K3 w - - 0 1";
+    const char* without = "4k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/4K3 w - - 0 1";
+    int gain = handcrafted(without) - handcrafted(withRooks);
+    EXPECT_EQ(-gain, handcrafted(mirrorFen(without)) - handcrafted(mirrorFen(withRooks)));
+    // Part of the gain is the taper alone; the trade-down term adds to it.
+    combEval saved[25];
+    std::copy(tradeDown, tradeDown + 25, saved);
+    std::fill(tradeDown, tradeDown + 25, 0);
+    int taperOnly = handcrafted(without) - handcrafted(withRooks);
+    std::copy(saved, saved + 25, tradeDown);
+    EXPECT_GT(gain, taperOnly + 10);
 }
 
 } // namespace
