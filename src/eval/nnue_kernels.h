@@ -13,7 +13,9 @@ struct NnueKernel {
     void (*updateAccumulator)(int16_t* out, const int16_t* base, const int* added, int addedCount,
                               const int* removed, int removedCount);
     // Clips both accumulator halves (side to move first) and runs the three
-    // small layers: the raw output of the network.
+    // small layers: the raw output of the network. The vector versions read
+    // the chunked first-layer weights, so prepareNetwork() must have run since
+    // the weights last changed.
     int32_t (*propagate)(const int16_t* mover, const int16_t* other);
 };
 
