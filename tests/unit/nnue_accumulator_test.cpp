@@ -81,6 +81,7 @@ void walk(Position& p, TestRng& rng, int steps, MoveKinds& kinds) {
 }
 
 struct WalkCase {
+    const char* name;
     const char* fen;
     bool frc;
 };
@@ -103,11 +104,12 @@ TEST_P(AccumulatorWalk, IncrementalEqualsRefresh) {
 INSTANTIATE_TEST_SUITE_P(
     Positions, AccumulatorWalk,
     ::testing::Values(
-        WalkCase{"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", false},
-        WalkCase{"r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/1PPBBPPP/R3K2R w KQkq - 0 1", false},
-        WalkCase{"r3k2r/p1pp1pP1/8/1pP1p3/4P1p1/8/PpPP1P1P/R3K2R w KQkq b6 0 1", false},
-        WalkCase{"1r3kr1/pp3ppp/8/2pP4/8/8/PP3PPP/1R3KR1 w KQkq c6 0 1", true},
-        WalkCase{"rk2r3/1ppp1ppp/8/p3P3/8/8/PPPP1PPP/RK2R3 w KQkq - 0 1", true}));
+        WalkCase{"Start", "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", false},
+        WalkCase{"Promotions", "r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/1PPBBPPP/R3K2R w KQkq - 0 1", false},
+        WalkCase{"EnPassant", "r3k2r/p1pp1pP1/8/1pP1p3/4P1p1/8/PpPP1P1P/R3K2R w KQkq b6 0 1", false},
+        WalkCase{"Chess960KingOnF", "1r3kr1/pp3ppp/8/2pP4/8/8/PP3PPP/1R3KR1 w KQkq c6 0 1", true},
+        WalkCase{"Chess960KingOnB", "rk2r3/1ppp1ppp/8/p3P3/8/8/PPPP1PPP/RK2R3 w KQkq - 0 1", true}),
+    [](const ::testing::TestParamInfo<WalkCase>& info) { return std::string(info.param.name); });
 
 // The special moves turn up over the walks of the rich positions.
 TEST(AccumulatorSpecialMoves, AllTurnUp) {

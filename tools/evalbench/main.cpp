@@ -119,6 +119,11 @@ int main(int argc, char** argv) {
             double layers = timePerCall(100000, [&](int i) {
                 sink += k->propagate(middle.acc[0].values[i & 1], middle.acc[0].values[(i & 1) ^ 1]);
             });
+            int added[2] = {1000, 20000}, removed[2] = {3000, 40000};
+            double update = timePerCall(200000, [&](int i) {
+                k->updateAccumulator(middle.acc[2].values[i & 1], middle.acc[0].values[i & 1], added, 1 + (i & 1), removed, 2);
+            });
+            std::printf("%-8s net, %-6s: update of one perspective, rows in cache %5.1f ns\n", netName, k->name, update);
             std::printf("%-8s net, %-6s: line %7.1f ns/node (%5.2f x walk) | refresh %7.1f ns (%5.2f x) | layers alone %7.1f ns\n",
                         netName, k->name, eval, eval / reference.nsPerNode, refresh, refresh / reference.nsPerNode, layers);
         }
