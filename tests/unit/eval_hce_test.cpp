@@ -159,3 +159,37 @@ TEST(EvalEndgames, TradingPiecesHelpsTheSideAhead) {
 }
 
 } // namespace
+
+namespace {
+
+// Each pair differs in one feature; the first position has it for White.
+struct TermPair {
+    const char* feature;
+    const char* with;
+    const char* without;
+};
+
+TEST(EvalTerms, EachTermPointsTheRightWay) {
+    const TermPair pairs[] = {
+        {"pawn attacks a knight", "r3k3/pp3ppp/2n5/3P4/8/8/PP3PPP/R3K3 b - - 0 1",
+         "r3k3/pp3ppp/1n6/3P4/8/8/PP3PPP/R3K3 b - - 0 1"},
+        {"rook on an open file", "4k3/pp3ppp/8/8/8/8/PP3PPP/3RK3 w - - 0 1",
+         "4k3/pp3ppp/8/8/8/8/PP3PPP/R3K3 w - - 0 1"},
+        {"knight outpost", "r3k3/pp3p1p/6p1/3N4/4P3/8/PP3PPP/4K3 w - - 0 1",
+         "r3k3/pp3p1p/6p1/8/4P3/8/PP2NPPP/4K3 w - - 0 1"},
+        {"protected passed pawn", "4k3/8/8/3PP3/8/8/8/4K2r w - - 0 1",
+         "4k3/8/8/3P4/4P3/8/8/4K2r w - - 0 1"},
+        {"no isolated pawn", "r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R3K3 w - - 0 1",
+         "r3k3/ppp2ppp/8/8/8/8/PP1P1PPP/R3K3 w - - 0 1"},
+        {"king shelter intact", "3qr1k1/5ppp/8/8/8/8/5PPP/3QR1K1 w - - 0 1",
+         "3qr1k1/5ppp/8/8/6P1/8/5P1P/3QR1K1 w - - 0 1"},
+        {"rook on the seventh", "6k1/1R3ppp/8/8/8/8/r4PPP/6K1 b - - 0 1",
+         "6k1/5ppp/8/8/8/8/r4PPP/1R4K1 b - - 0 1"},
+    };
+    for (const TermPair& t : pairs) {
+        EXPECT_GT(handcrafted(t.with), handcrafted(t.without)) << t.feature;
+        EXPECT_LT(handcrafted(mirrorFen(t.with)), handcrafted(mirrorFen(t.without))) << t.feature << " (mirrored)";
+    }
+}
+
+} // namespace
