@@ -1,6 +1,6 @@
 // Cost of the static evaluation against the cost of walking the move tree,
 // measured in one run:
-//   walk     legal move generation + make/unmake per node (the reference)
+//   walk     legal move generation at every node + make/unmake per node (the reference)
 //   line     incremental accumulator update + the three layers, per node, for each kernel
 //   refresh  accumulator refresh from scratch, per call
 //   layers   the three layers alone, per call
@@ -36,9 +36,10 @@ int64_t sink = 0;
 
 uint64_t walk(Position& p, int ply, int depth, const NnueKernel* kernel) {
     if (kernel) sink += nnueEvaluate(p, ply, *kernel);
-    if (depth == 0) return 1;
+    // Every node generates its moves, as every search node does.
     Move* begin = p.plyStates[ply].moveStart;
     Move* end = generateLegal(ply, p);
+    if (depth == 0) return 1;
     uint64_t nodes = 1;
     for (Move* m = begin; m < end; ++m) {
         makeMove(p, ply, *m);
