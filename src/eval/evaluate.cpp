@@ -1,18 +1,139 @@
 #include "eval/evaluate.h"
 
+#include <cstdlib>
+#include <cstring>
 #include <iostream>
+#include <new>
 
-// Placeholder until the evaluation arrives: material and placement only.
-void initEvaluation(Position&) {}
+#include "eval/caches.h"
+#include "eval/evaluate_steps.h"
+#include "eval/hce.h"
+#include "eval/net_layout.h"
+#include "eval/nnue.h"
+#include "eval/pawns.h"
 
-int evaluate(int, Position& p) {
-    combEval total = p.material[0] - p.material[1] + p.psq[0] - p.psq[1];
-    int phase = p.phase > 24 ? 24 : p.phase;
-    int score = (egOf(total) * (24 - phase) + mgOf(total) * phase) / 24;
-    return p.sideToMove == WHITE ? score : -score;
+namespace {
+
+constexpr int SCORE_LIMIT = 31871;  // beyond this the search reads mate or tablebase scores
+constexpr Bitboard QUEENSIDE_FILES = 0x0f0f0f0f0f0f0f0fULL;
+
+// One allocation per position: the generation tells whether the contents
+// predate the last change of weights.
+struct EvalTables {
+    unsigned generation;
+    alignas(64) EvalCacheEntry cache[EVAL_CACHE_SIZE];
+    alignas(64) PawnEntry pawns[PAWN_HASH_SIZE];
+};
+
+unsigned currentGeneration = 1;
+
+EvalTables* tablesOf(const Position& p) {
+    return reinterpret_cast<EvalTables*>(reinterpret_cast<char*>(p.evalCache) - offsetof(EvalTables, cache));
 }
 
-int evaluateForDisplay(Position& p) { return evaluate(0, p); }
+void clearTables(EvalTables* t) {
+    std::memset(t->cache, 0, sizeof t->cache);
+    std::memset(t->pawns, 0, sizeof t->pawns);
+    t->generation = currentGeneration;
+}
+
+int clampScore(int v) { return v < -SCORE_LIMIT ? -SCORE_LIMIT : v > SCORE_LIMIT ? SCORE_LIMIT : v; }
+
+} // namespace
+
+void initEvaluation(Position& p) {
+    EvalTables* t = p.evalCache ? tablesOf(p) : new EvalTables;
+    clearTables(t);
+    p.evalCache = t->cache;
+    p.pawnHash = t->pawns;
+}
+
+void releaseEvaluation(Position& p) {
+    if (p.evalCache) delete tablesOf(p);
+    p.evalCache = nullptr;
+    p.pawnHash = nullptr;
+}
+
+void evaluationChanged() {
+    prepareNetwork();
+    ++currentGeneration;
+}
+
+int clampedPhase(const Position& p) { return p.phase < 0 ? 0 : p.phase > 24 ? 24 : p.phase; }
+
+combEval materialBalance(const Position& p) { return p.material[0] - p.material[1] + p.psq[0] - p.psq[1]; }
+
+bool usesNetwork(combEval balance) {
+    int eg = egOf(balance);
+    return eg > -NETWORK_THRESHOLD && eg < NETWORK_THRESHOLD;
+}
+
+int networkScore(Position& p, int ply) {
+    int32_t out = nnueEvaluate(p, ply);
+    int pawns = popcount(p.pieces[WPAWN] | p.pieces[BPAWN]);
+    int32_t scale = (pawns + 55) * 16 + clampedPhase(p) * 11;
+    int32_t product = int32_t(uint32_t(out) * uint32_t(scale));  // 32-bit arithmetic, as the format intends
+    return clampScore(product / 24576);
+}
+
+combEval bishopPair(const Position& p) {
+    combEval v = 0;
+    if (popcount(p.pieces[WBISHOP]) == 2) v += BISHOP_PAIR;
+    if (popcount(p.pieces[BBISHOP]) == 2) v -= BISHOP_PAIR;
+    return v;
+}
+
+combEval complexityCorrection(int eg, int pawns, bool bothFlanks, bool pawnEnding) {
+    int complexity = 4 * pawns + 67 * (bothFlanks ? 1 : 0) + (pawnEnding ? -24 : -102);
+    int magnitude = eg < 0 ? -eg : eg;
+    int bounded = complexity > -magnitude ? complexity : -magnitude;
+    int sign = (eg > 0) - (eg < 0);
+    return X(0, sign * bounded);
+}
+
+int taper(combEval total, int phase) { return (egOf(total) * (24 - phase) + mgOf(total) * phase) / 24; }
+
+int handcraftedScore(Position& p) {
+    combEval balance = materialBalance(p);
+    const PawnEntry& pawns = probePawns(p);
+    combEval subtotal = balance + pawns.score;
+    combEval total = subtotal + positionalTerms(p, pawns, subtotal);
+    total += bishopPair(p);
+
+    Bitboard allPawns = p.pieces[WPAWN] | p.pieces[BPAWN];
+    bool bothFlanks = (allPawns & QUEENSIDE_FILES) && (allPawns & ~QUEENSIDE_FILES);
+    bool pawnEnding = popcount(occupancy(p) & ~allPawns) == 2;
+    total += complexityCorrection(egOf(total), popcount(allPawns), bothFlanks, pawnEnding);
+
+    total += p.sideToMove == WHITE ? TEMPO : -TEMPO;
+    return clampScore(taper(total, clampedPhase(p)));
+}
+
+int evaluate(int ply, Position& p) {
+    EvalCacheEntry& entry = p.evalCache[p.key & (EVAL_CACHE_SIZE - 1)];
+    if (tablesOf(p)->generation != currentGeneration) {
+        clearTables(tablesOf(p));
+    } else if (entry.key == p.key) {
+        return p.sideToMove == WHITE ? entry.score : -entry.score;
+    }
+    int white;
+    if (usesNetwork(materialBalance(p))) {
+        int score = networkScore(p, ply);
+        white = p.sideToMove == WHITE ? score : -score;
+    } else {
+        white = handcraftedScore(p);
+    }
+    entry.key = p.key;
+    entry.score = int16_t(white);
+    return p.sideToMove == WHITE ? white : -white;
+}
+
+int evaluateForDisplay(Position& p) {
+    if (!p.evalCache) initEvaluation(p);
+    p.evalCache[p.key & (EVAL_CACHE_SIZE - 1)].key = ~p.key;  // never a stale figure
+    p.acc[0].computed = 0;
+    return evaluate(0, p);
+}
 
 void texelCommand() {
     std::cout << "There seems to be a problem with the tuning file. tuning not executed\n" << std::flush;

@@ -3,13 +3,22 @@
 
 #include "board/position.h"
 
-// Gives a position the evaluation caches of the thread that owns it.
+// Gives a position its own evaluation cache and pawn table (allocated on the
+// first call for a position whose pointers are still null, cleared on later
+// calls). Each search thread calls it for its own position.
 void initEvaluation(Position& p);
+
+// Frees what initEvaluation allocated and nulls the pointers.
+void releaseEvaluation(Position& p);
+
+// Call after the network's weights or the handcrafted tables change: rebuilds
+// the network's derived weight layout and forgets every cached score.
+void evaluationChanged();
 
 // Score of the position from the side to move's point of view, in centipawns.
 int evaluate(int ply, Position& p);
 
-// The "evil" command's figure for the main position.
+// The "evil" command's figure for the main position, computed afresh.
 int evaluateForDisplay(Position& p);
 
 // The "texel" command.

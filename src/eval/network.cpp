@@ -1,5 +1,7 @@
 #include "eval/network.h"
 
+#include "eval/evaluate.h"
+
 #include <fstream>
 #include <iostream>
 
@@ -41,6 +43,7 @@ bool loadNet(std::istream& in) {
     readBlock(in, nnue.outputWeights, NNUE_L2);
     std::cout << "Net read" << std::endl;
     netLoaded = true;
+    evaluationChanged();
     return bool(in);
 }
 

@@ -1,0 +1,30 @@
+// The arithmetic of the network, in three interchangeable versions: portable
+// scalar code (the reference), SSSE3 and AVX2. All three give bit-identical
+// results; each lives in its own file compiled for its instruction set, so one
+// binary can hold them all and the tests can compare them.
+#pragma once
+
+#include <cstdint>
+
+struct NnueKernel {
+    const char* name;
+    // out = base + the weights of every added feature - those of every removed
+    // one, element by element in wrapping 16-bit arithmetic (ACC_SIZE elements).
+    void (*updateAccumulator)(int16_t* out, const int16_t* base, const int* added, int addedCount,
+                              const int* removed, int removedCount);
+    // Clips both accumulator halves (side to move first) and runs the three
+    // small layers: the raw output of the network. The vector versions read
+    // the chunked first-layer weights, so prepareNetwork() must have run since
+    // the weights last changed.
+    int32_t (*propagate)(const int16_t* mover, const int16_t* other);
+};
+
+extern const NnueKernel scalarKernel;
+extern const NnueKernel ssse3Kernel;
+extern const NnueKernel avx2Kernel;
+
+// The version this build uses for the engine, chosen by its instruction-set flags.
+const NnueKernel& engineKernel();
+
+// Whether the processor running us can execute a kernel.
+bool kernelSupported(const NnueKernel& k);

@@ -1,0 +1,195 @@
+// The handcrafted terms: colour symmetry, pawn structure, and the endgame
+// knowledge that converts (or does not overrate) a material edge.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "eval/caches.h"
+#include "eval/evaluate_steps.h"
+#include "eval/hce_params.h"
+#include "eval/pawns.h"
+#include "eval_helpers.h"
+
+namespace {
+
+int scoreOf(const std::string& fen) {
+    TestPosition p(fen);
+    return evaluate(0, *p);
+}
+
+// White's point of view, handcrafted path regardless of the balance.
+int handcrafted(const std::string& fen) {
+    TestPosition p(fen);
+    return handcraftedScore(*p);
+}
+
+TEST(EvalSymmetry, MirroredTwinScoresTheSameOnBothPaths) {
+    useRandomNet(90);
+    const char* fens[] = {
+        "r1bqk2r/pppp1ppp/2n2n2/2b1p3/2B1P3/3P1N2/PPP2PPP/RNBQK2R w KQkq - 1 5",
+        "r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/1PPBBPPP/R3K2R b KQkq - 0 1",
+        "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
+        "rnb1kbnr/pppp1ppp/8/4p3/6Pq/5P2/PPPPP2P/RNBQKBNR w KQkq - 1 3",  // queen up: handcrafted
+        "4k3/8/8/8/8/8/PPP5/3QK3 b - - 0 1",
+        "6k1/5ppp/8/8/8/8/1R3PPP/6K1 w - - 0 1",
+        "8/8/3k4/8/2P5/1P6/P7/4K3 w - - 0 1",
+        "2r3k1/pp3ppp/8/3N4/8/1B6/PP3PPP/6K1 b - - 0 1",
+        "r1b1k2r/ppppnppp/2n5/4P3/1bB5/2N2N2/PPP2PPP/R1BQK2R w KQkq - 0 1",
+    };
+    int network = 0, hand = 0;
+    for (const char* fen : fens) {
+        TestPosition a(fen), b(mirrorFen(fen));
+        (usesNetwork(materialBalance(*a)) ? network : hand)++;
+        EXPECT_EQ(evaluate(0, *a), evaluate(0, *b)) << fen;
+        EXPECT_EQ(handcraftedScore(*a), -handcraftedScore(*b)) << fen;
+    }
+    EXPECT_GE(network, 3);
+    EXPECT_GE(hand, 3);
+}
+
+TEST(EvalPawns, StructureOfAKnownPosition) {
+    // White: a2 isolated and passed; c4, c5 doubled (c5 not passed: d6 guards
+    // its path); e4/f4 phalanx; h5 passed. Black: nothing passed.
+    TestPosition p("4k3/8/3p4/2P1p2P/2P1PP2/8/P7/4K3 w - - 0 1");
+    PawnEntry entry{};
+    evaluatePawns(*p, entry);
+    Bitboard expectedPassed = bit(39) /* h5 */ | bit(8) /* a2 */;
+    EXPECT_EQ(expectedPassed, entry.passed & p->pieces[WPAWN]);
+    EXPECT_EQ(0u, entry.passed & p->pieces[BPAWN]);
+    // Taking the doubled rear pawn away removes a penalty: the score changes by more than that pawn's absence alone.
+    TestPosition single("4k3/8/3p4/2P1p2P/4PP2/8/P7/4K3 w - - 0 1");
+    PawnEntry other{};
+    evaluatePawns(*single, other);
+    EXPECT_NE(entry.score, other.score);
+}
+
+TEST(EvalPawns, TableEntryIsReused) {
+    TestPosition p("4k3/8/3p4/2P1p2P/2P1PP2/8/P7/4K3 w - - 0 1");
+    const PawnEntry& first = probePawns(*p);
+    EXPECT_EQ(p->pawnKey, first.key);
+    PawnEntry& stored = p->pawnHash[p->pawnKey & (PAWN_HASH_SIZE - 1)];
+    EXPECT_EQ(&stored, &first);
+    stored.score = X(1234, 1234);
+    EXPECT_EQ(X(1234, 1234), probePawns(*p).score);  // a hit is not recomputed
+}
+
+TEST(EvalEndgames, BareKingIsDrivenToTheEdge) {
+    // KQ v K, king in the centre against king in the corner, same queen and own king.
+    int centre = handcrafted("8/8/8/3k4/8/8/7Q/4K3 w - - 0 1");
+    int corner = handcrafted("k7/8/8/8/8/8/7Q/4K3 w - - 0 1");
+    EXPECT_GT(corner, centre + 40);
+    // The strong king approaching helps too.
+    int far = handcrafted("k7/8/8/8/8/8/7Q/7K w - - 0 1");
+    int near = handcrafted("k7/8/2K5/8/8/8/7Q/8 w - - 0 1");
+    EXPECT_GT(near, far);
+    EXPECT_GT(scoreOf("8/8/8/3k4/8/8/8/R3K3 w - - 0 1"), 400);
+}
+
+TEST(EvalEndgames, BishopAndKnightAimForTheBishopsCorner) {
+    // Dark-squared bishop (c1): a1 and h8 are the mating corners.
+    int right = handcrafted("7k/8/8/8/8/8/8/2B1KN2 w - - 0 1");
+    int wrong = handcrafted("k7/8/8/8/8/8/8/2B1KN2 w - - 0 1");
+    EXPECT_GT(right, wrong + 50);
+}
+
+TEST(EvalEndgames, DrawishMaterialIsNotOverrated) {
+    EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")), 60);    // two knights
+    EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/4KB2 w - - 0 1")), 40);      // one bishop
+    EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/4KN2 b - - 0 1")), 40);      // one knight
+    int rookVsBishop = handcrafted("8/8/3kb3/8/8/8/8/R3K3 w - - 0 1");
+    EXPECT_GT(rookVsBishop, 0);
+    EXPECT_LT(rookVsBishop, 150);
+    // Opposite bishops halve a pawn edge; same-coloured ones do not.
+    int same = handcrafted("4k3/2b5/8/8/8/8/PPP5/2B1K3 w - - 0 1");
+    int opposite = handcrafted("4k3/3b4/8/8/8/8/PPP5/2B1K3 w - - 0 1");
+    EXPECT_LT(opposite, same);
+    // Mirrored material gives the mirrored verdict.
+    EXPECT_EQ(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1"), -handcrafted(mirrorFen("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")));
+}
+
+TEST(EvalEndgames, UnstoppablePasserAgainstABareKingSide) {
+    // The black king catches the pawn only when it is to move first... it is too far either way here.
+    int far = handcrafted("7k/8/8/8/P7/8/8/4K3 w - - 0 1");
+    int caught = handcrafted("1k6/8/8/8/P7/8/8/4K3 w - - 0 1");
+    EXPECT_GT(far, caught + 150);
+}
+
+TEST(EvalTerms, MobilityAndKingSafetyPointTheRightWay) {
+    // A knight on the rim against one in the centre.
+    EXPECT_GT(handcrafted("4k3/pp6/8/8/3N4/8/PP6/4K3 w - - 0 1"), handcrafted("4k3/pp6/8/8/8/8/PP6/N3K3 w - - 0 1"));
+    // The same attackers near the black king score more than far from it.
+    int attacking = handcrafted("6k1/5ppp/8/6N1/8/8/5PPP/3Q2K1 w - - 0 1") -
+                    handcrafted("6k1/5ppp/8/8/8/8/5PPP/1N1Q2K1 w - - 0 1");
+    EXPECT_GT(attacking, 0);
+}
+
+TEST(EvalParams, EveryTableIsRegisteredOnce) {
+    std::set<std::string> names;
+    std::set<const combEval*> addresses;
+    int entries = 0;
+    for (int i = 0; i < evalTableCount; ++i) {
+        EXPECT_TRUE(names.insert(evalTables[i].name).second) << evalTables[i].name;
+        EXPECT_TRUE(addresses.insert(evalTables[i].values).second) << evalTables[i].name;
+        EXPECT_GT(evalTables[i].count, 0);
+        entries += evalTables[i].count;
+    }
+    EXPECT_TRUE(names.count("kingDanger") && names.count("queenMobility") && names.count("pieceSquareScore"));
+    EXPECT_GT(entries, 6 + 384 + 9 + 14 + 15 + 28 + 64);
+}
+
+} // namespace
+
+namespace {
+
+TEST(EvalEndgames, TradingPiecesHelpsTheSideAhead) {
+    // White is a knight up; the same position with a pair of rooks off (the
+    // rooks stand mirrored, so their own terms cancel).
+    const char* withRooks = "r3k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/R3K3 w - - 0 1";
+    const char* without = "4k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/4K3 w - - 0 1";
+    int gain = handcrafted(without) - handcrafted(withRooks);
+    EXPECT_EQ(-gain, handcrafted(mirrorFen(without)) - handcrafted(mirrorFen(withRooks)));
+    // Part of the gain is the taper alone; the trade-down term adds to it.
+    combEval saved[25];
+    std::copy(tradeDown, tradeDown + 25, saved);
+    std::fill(tradeDown, tradeDown + 25, 0);
+    int taperOnly = handcrafted(without) - handcrafted(withRooks);
+    std::copy(saved, saved + 25, tradeDown);
+    EXPECT_GT(gain, taperOnly + 10);
+}
+
+} // namespace
+
+namespace {
+
+// Each pair differs in one feature; the first position has it for White.
+struct TermPair {
+    const char* feature;
+    const char* with;
+    const char* without;
+};
+
+TEST(EvalTerms, EachTermPointsTheRightWay) {
+    const TermPair pairs[] = {
+        {"pawn attacks a knight", "r3k3/pp3ppp/2n5/3P4/8/8/PP3PPP/R3K3 b - - 0 1",
+         "r3k3/pp3ppp/1n6/3P4/8/8/PP3PPP/R3K3 b - - 0 1"},
+        {"rook on an open file", "4k3/pp3ppp/8/8/8/8/PP3PPP/3RK3 w - - 0 1",
+         "4k3/pp3ppp/8/8/8/8/PP3PPP/R3K3 w - - 0 1"},
+        {"knight outpost", "r3k3/pp3p1p/6p1/3N4/4P3/8/PP3PPP/4K3 w - - 0 1",
+         "r3k3/pp3p1p/6p1/8/4P3/8/PP2NPPP/4K3 w - - 0 1"},
+        {"protected passed pawn", "4k3/8/8/3PP3/8/8/8/4K2r w - - 0 1",
+         "4k3/8/8/3P4/4P3/8/8/4K2r w - - 0 1"},
+        {"no isolated pawn", "r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R3K3 w - - 0 1",
+         "r3k3/ppp2ppp/8/8/8/8/PP1P1PPP/R3K3 w - - 0 1"},
+        {"king shelter intact", "3qr1k1/5ppp/8/8/8/8/5PPP/3QR1K1 w - - 0 1",
+         "3qr1k1/5ppp/8/8/6P1/8/5P1P/3QR1K1 w - - 0 1"},
+        {"rook on the seventh", "6k1/1R3ppp/8/8/8/8/r4PPP/6K1 b - - 0 1",
+         "6k1/5ppp/8/8/8/8/r4PPP/1R4K1 b - - 0 1"},
+    };
+    for (const TermPair& t : pairs) {
+        EXPECT_GT(handcrafted(t.with), handcrafted(t.without)) << t.feature;
+        EXPECT_LT(handcrafted(mirrorFen(t.with)), handcrafted(mirrorFen(t.without))) << t.feature << " (mirrored)";
+    }
+}
+
+} // namespace

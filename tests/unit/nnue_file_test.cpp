@@ -1,0 +1,122 @@
+// Reading network files: any description length, truncated and missing files.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "eval/network.h"
+#include "eval_helpers.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uintmax_t NET_BYTES = 25184056;
+
+struct TempDir {
+    fs::path path = fs::temp_directory_path() / ("quorvane_net_" + std::to_string(::getpid()));
+    TempDir() { fs::create_directories(path); }
+    ~TempDir() { fs::remove_all(path); }
+};
+
+fs::path writeRandomNet(const fs::path& file, uint64_t seed, const std::string& description, NnueNet& net) {
+    fillRandomNet(net, seed);
+    std::ofstream out(file, std::ios::binary);
+    EXPECT_TRUE(writeNet(out, net, description));
+    return file;
+}
+
+std::string loadCapturingOutput(const std::string& path, bool* opened) {
+    testing::internal::CaptureStdout();
+    *opened = loadNetFile(path);
+    return testing::internal::GetCapturedStdout();
+}
+
+TEST(NetFile, AnyDescriptionLengthLoads) {
+    TempDir dir;
+    auto written = std::make_unique<NnueNet>();
+    uint64_t seed = 50;
+    for (size_t length : {size_t(0), size_t(1), size_t(3), size_t(4), size_t(255), size_t(4099)}) {
+        std::string description(length, 'd');
+        if (length) description[0] = '\0';  // the text is skipped, whatever it holds
+        fs::path file = writeRandomNet(dir.path / "net.nnue", ++seed, description, *written);
+        EXPECT_EQ(NET_BYTES + length, fs::file_size(file));
+        std::memset(&nnue, 0, sizeof nnue);
+        bool opened = false;
+        std::string out = loadCapturingOutput(file.string(), &opened);
+        EXPECT_TRUE(opened);
+        EXPECT_EQ("Net read\n", out);
+        EXPECT_TRUE(netLoaded);
+        EXPECT_EQ(0, std::memcmp(&nnue, written.get(), sizeof nnue)) << "description length " << length;
+    }
+}
+
+TEST(NetFile, LoadNetReportsAStreamThatRanOut) {
+    auto net = std::make_unique<NnueNet>();
+    fillRandomNet(*net, 60);
+    std::stringstream whole;
+    writeNet(whole, *net, "x");
+    std::string bytes = whole.str();
+    std::istringstream complete(bytes), extra(bytes + "trailing bytes are not read");
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(loadNet(complete));
+    EXPECT_TRUE(loadNet(extra));
+    std::istringstream shortened(bytes.substr(0, bytes.size() - 1));
+    EXPECT_FALSE(loadNet(shortened));
+    EXPECT_TRUE(netLoaded);
+    EXPECT_EQ("Net read\nNet read\nNet read\n", testing::internal::GetCapturedStdout());
+}
+
+TEST(NetFile, TruncatedFileStillCountsAsRead) {
+    TempDir dir;
+    auto written = std::make_unique<NnueNet>();
+    fs::path file = writeRandomNet(dir.path / "short.nnue", 61, "", *written);
+    fs::resize_file(file, 12 + 4 + 2 * 256 + 1000);  // the transformer weights break off
+    std::memset(&nnue, 0, sizeof nnue);
+    bool opened = false;
+    std::string out = loadCapturingOutput(file.string(), &opened);
+    EXPECT_TRUE(opened);
+    EXPECT_EQ("Net read\n", out);
+    EXPECT_TRUE(netLoaded);
+    EXPECT_EQ(0, std::memcmp(nnue.transformerBias, written->transformerBias, sizeof nnue.transformerBias));
+    EXPECT_EQ(0, nnue.outputBias);  // blocks after the break keep their old contents
+}
+
+TEST(NetFile, MissingFileIsReported) {
+    TempDir dir;
+    netLoaded = true;
+    std::string path = (dir.path / "absent.nnue").string();
+    bool opened = true;
+    std::string out = loadCapturingOutput(path, &opened);
+    EXPECT_FALSE(opened);
+    EXPECT_FALSE(netLoaded);
+    EXPECT_EQ("", out);
+    EXPECT_EQ("info string NetFile not found/correct: " + path + ". Unable to calculate the best move for a position.",
+              netMissingLine(path, false));
+    EXPECT_EQ(0u, netMissingLine(path, true).find("info string NetFile not found/correct: " + path));
+}
+
+TEST(NetFile, LoadingForgetsCachedScores) {
+    TempDir dir;
+    auto written = std::make_unique<NnueNet>();
+    TestPosition p("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
+    fs::path first = writeRandomNet(dir.path / "a.nnue", 70, "", *written);
+    fs::path second = writeRandomNet(dir.path / "b.nnue", 71, "", *written);
+    bool opened;
+    loadCapturingOutput(first.string(), &opened);
+    int before = evaluate(0, *p);
+    loadCapturingOutput(second.string(), &opened);
+    p->acc[0].computed = 0;  // the search starts every root afresh
+    int after = evaluate(0, *p);
+    loadCapturingOutput(first.string(), &opened);
+    p->acc[0].computed = 0;
+    EXPECT_NE(before, after);
+    EXPECT_EQ(before, evaluate(0, *p));
+}
+
+} // namespace
