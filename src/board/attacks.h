@@ -45,8 +45,17 @@ inline Bitboard bishopAttacks(int sq, Bitboard occ) {
 inline Bitboard queenAttacks(int sq, Bitboard occ) {
     return rookAttacks(sq, occ) | bishopAttacks(sq, occ);
 }
-// Squares attacked by a pawn of colour c standing on sq.
-inline Bitboard pawnAttacks(int c, int sq) { return pawnAttackers[c ^ 1][sq]; }
+// Squares attacked by a pawn of colour c standing on sq. Computed by shifts
+// because pawnAttackers is empty for the ranks next to the edges.
+inline Bitboard pawnAttacks(int c, int sq) {
+    Bitboard b = bit(sq);
+    constexpr Bitboard fileA = 0x0101010101010101ull, fileH = fileA << 7;
+    return c == WHITE ? ((b & ~fileA) << 7) | ((b & ~fileH) << 9) : ((b & ~fileA) >> 9) | ((b & ~fileH) >> 7);
+}
+
+// Runs the random trial search for one square's multiplier (the start-up uses
+// stored results of the same search).
+uint64_t searchMagic(int sq, bool rook);
 
 // Walks the rays from sq, stopping on the first occupied square (included).
 Bitboard slowRookAttacks(int sq, Bitboard occ);

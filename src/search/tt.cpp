@@ -79,7 +79,9 @@ void resize(int megabytes) {
     std::free(tt.buckets);
     tt.buckets = nullptr;
     for (;;) {
-        tt.buckets = static_cast<HashBucket*>(std::malloc((buckets + 1) * sizeof(HashBucket)));
+        // Zeroed memory from the system: a fresh table is already clear, and its
+        // pages are only touched when the search first writes them.
+        tt.buckets = static_cast<HashBucket*>(std::calloc(buckets + 1, sizeof(HashBucket)));
         if (tt.buckets || buckets <= 16384) break;
         buckets /= 2;
     }
@@ -87,7 +89,7 @@ void resize(int megabytes) {
     if (buckets * 64 < uint64_t(megabytes) * 1024 * 1024 / 2 && megabytes > 1)
         std::cout << "info string Not enough memory, hash table has " << (buckets * 64 >> 20) << " MB" << std::endl;
     tt.mask = buckets - 1;
-    clear();
+    tt.searchCounter = 0;
 }
 
 void freeTable() {

@@ -1,0 +1,252 @@
+// The command loop as a GUI or a person at the console sees it.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+
+#include "engine_process.h"
+
+namespace {
+
+const std::string BOARD_LINE = "+---+---+---+---+---+---+---+---+";
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> out;
+    size_t start = 0;
+    for (size_t nl; (nl = text.find('\n', start)) != std::string::npos; start = nl + 1) out.push_back(text.substr(start, nl - start));
+    if (start < text.size()) out.push_back(text.substr(start));
+    return out;
+}
+
+bool contains(const std::vector<std::string>& all, const std::string& line) {
+    return std::find(all.begin(), all.end(), line) != all.end();
+}
+
+int countPrefix(const std::vector<std::string>& all, const std::string& prefix) {
+    return int(std::count_if(all.begin(), all.end(), [&](const std::string& l) { return startsWith(l, prefix); }));
+}
+
+// Output after the start-up lines (banner and the network report).
+std::vector<std::string> afterStartUp(const std::string& text) {
+    auto all = lines(text);
+    auto it = std::find(all.begin(), all.end(), "enter 'help' to see the commands");
+    if (it == all.end()) return all;
+    ++it;
+    while (it != all.end() && (startsWith(*it, "info string NetFile") || *it == "Net read")) ++it;
+    return std::vector<std::string>(it, all.end());
+}
+
+TEST(Frontend, BannerAndIdentification) {
+    int status = 0;
+    auto out = lines(runEngine("uci\nisready\n", {}, "", 20000, &status));
+    ASSERT_GE(out.size(), 4u);
+    EXPECT_EQ(out[0], "Quorvane 3.0 SSSE3");
+    EXPECT_EQ(out[1], "by Olvredan");
+    EXPECT_EQ(out[2], "");
+    EXPECT_EQ(out[3], "enter 'help' to see the commands");
+    const std::vector<std::string> expected = {
+        "id name Quorvane 3.0 SSSE3",
+        "id author Olvredan",
+        "option name Threads type spin default 1 min 1 max 256",
+        "option name Hash type spin default 256 min 1 max 262144",
+        "option name Ponder type check default false",
+        "option name MoveOverhead type spin default 100 min 1 max 60000",
+        "option name SyzygyPath type string default <empty>",
+        "option name SyzygyProbeDepth type spin default 0 min 0 max 127",
+        "option name WindowsNumaNode type spin default 0 min 0 max 4",
+        "option name NetFile type string default <empty>",
+        "option name UCI_Chess960 type check default false",
+        "uciok",
+        "readyok",
+    };
+    auto it = std::find(out.begin(), out.end(), expected[0]);
+    ASSERT_NE(it, out.end());
+    EXPECT_EQ(std::vector<std::string>(it, out.end()), expected);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(Frontend, MissingNetworkIsReportedAtStartUp) {
+    std::string dir = makeTempDir("quorvane-nonet-");
+    auto out = lines(runEngine("quit\n", {}, dir));
+    EXPECT_TRUE(contains(out, "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for a position."));
+    EXPECT_FALSE(contains(out, "Net read"));
+}
+
+TEST(Frontend, HelpUnknownAndEmptyCommands) {
+    auto out = afterStartUp(runEngine("help\nfoo\n\nUCI\nisready extra words\n"));
+    const std::vector<std::string> expected = {
+        "supported UCI commands 'uci' 'ucinewgame' 'position' 'go' 'ponderhit' 'stop 'quit' 'setoption' 'isready'",
+        "other commands 'perft depth', default depth=6, change board with 'position'; 'showboard' shows the current board",
+        "Unknown command",
+        "Unknown command",
+        "Unknown command",
+        "readyok",
+    };
+    EXPECT_EQ(out, expected);
+}
+
+TEST(Frontend, ShowboardAfterPosition) {
+    auto out = afterStartUp(runEngine("position startpos moves e2e4 e7e5 g1f3\nshowboard\n"));
+    ASSERT_EQ(out.size(), 17u);
+    EXPECT_EQ(out[0], BOARD_LINE);
+    EXPECT_EQ(out[1], "| r | n | b | q | k | b | n | r |");
+    EXPECT_EQ(out[7], "|   |   |   |   | p |   |   |   |");
+    EXPECT_EQ(out[9], "|   |   |   |   | P |   |   |   |");
+    EXPECT_EQ(out[11], "|   |   |   |   |   | N |   |   |");
+    EXPECT_EQ(out[15], "| R | N | B | Q | K | B |   | R |");
+}
+
+TEST(Frontend, PerftCountsAndRemembersItsDepth) {
+    auto out = afterStartUp(runEngine("perft 3\nposition fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1\nperft\n"));
+    std::vector<std::string> results;
+    for (const auto& l : out)
+        if (startsWith(l, "Perft results for depth: ")) results.push_back(l);
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_TRUE(startsWith(results[0], "Perft results for depth: 3  8902  Nodes per sec: ")) << results[0];
+    EXPECT_TRUE(startsWith(results[1], "Perft results for depth: 3  97862  Nodes per sec: ")) << results[1];
+    EXPECT_EQ(countPrefix(out, BOARD_LINE), 18);  // two pictures
+    // The timing line: nanoseconds, then seconds.
+    auto timing = std::find_if(out.begin(), out.end(), [](const std::string& l) { return l.find(" ns and ") != std::string::npos; });
+    ASSERT_NE(timing, out.end());
+    EXPECT_NE(timing->find(" in seconds"), std::string::npos);
+}
+
+TEST(Frontend, PerftKeepsTheGamePosition) {
+    auto out = afterStartUp(runEngine("position startpos moves e2e4\nperft 2\nshowboard\n"));
+    ASSERT_GE(out.size(), 17u);
+    std::vector<std::string> last(out.end() - 17, out.end());
+    EXPECT_EQ(last[13], "| P | P | P | P |   | P | P | P |");
+}
+
+TEST(Frontend, CommandLineArgumentsRunOneCommand) {
+    int status = -1;
+    auto out = afterStartUp(runEngine("isready\n", {"perft", "2"}, "", 20000, &status));
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(countPrefix(out, "Perft results for depth: 2  400  "), 1);
+    EXPECT_FALSE(contains(out, "readyok"));  // standard input is not read
+}
+
+TEST(Frontend, EndOfInputAndQuitEndTheProgram) {
+    int status = -1;
+    runEngine("isready\n", {}, "", 20000, &status);
+    EXPECT_EQ(status, 0);
+    EngineProcess e;
+    ASSERT_TRUE(startEngine(e));
+    send(e, "quit");
+    EXPECT_EQ(waitExit(e, 20000), 0);
+}
+
+// What a person might type must never take the engine down.
+TEST(Frontend, BadInputIsReportedAndSurvived) {
+    std::string input =
+        "position startpos moves e2e4\n"
+        "position fen 8/8/8/8/8/8/8/8 w - - 0 1\n"
+        "position fen rnbqkbnr/pppppppp/9/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1\n"
+        "position startpos moves e7e5x\n"
+        "position\n"
+        "position fen\n"
+        "position startpos moves e2\n"
+        "setoption name Hash value lots\n"
+        "setoption name Threads value 99999999999999\n"
+        "setoption\n"
+        "setoption name\n"
+        "setoption name UCI_Chess960\n"
+        "perft x\n"
+        "perft -3\n"
+        "go\n"
+        "go depth banana\n"
+        "evil\n"
+        "hashstats\n"
+        "stop\n"
+        "ponderhit\n"
+        "ucinewgame\n"
+        "position startpos moves e2e4\n"
+        "\x01\x02\xff garbage\n" +
+        std::string(100000, 'x') + "\n"
+        "showboard\n"
+        "isready\n";
+    int status = -1;
+    auto out = afterStartUp(runEngine(input, {}, "", 60000, &status));
+    EXPECT_EQ(status, 0);
+    ASSERT_FALSE(out.empty());
+    EXPECT_EQ(out.back(), "readyok");
+    EXPECT_GE(countPrefix(out, "info string"), 10);
+    // The position after the last good command stands: e2e4 played.
+    auto picture = std::find(out.begin(), out.end(), "| P | P | P | P |   | P | P | P |");
+    EXPECT_NE(picture, out.end());
+}
+
+TEST(Frontend, Chess960OptionChangesMoveText) {
+    auto out = afterStartUp(runEngine(
+        "setoption name UCI_Chess960 value true\n"
+        "position fen r3k2r/8/8/8/8/8/8/RK5R w AHah - 0 1 moves b1a1\n"
+        "showboard\n"
+        "setoption name UCI_Chess960 value True\n"));
+    ASSERT_GE(out.size(), 19u);
+    EXPECT_EQ(out[0], "info string UCI_Chess960 set to : 1");
+    EXPECT_EQ(out[16], "|   |   | K | R |   |   |   | R |");
+    EXPECT_EQ(out.back(), "info string UCI_Chess960 set to : 0");
+}
+
+class PerftFiles : public ::testing::Test {
+protected:
+    std::string dir = makeTempDir("quorvane-perft-");
+    void writeFile(const std::string& text) { std::ofstream(dir + "/perftFRC.txt") << text; }
+};
+
+TEST_F(PerftFiles, MissingFile) {
+    auto out = afterStartUp(runEngine("rtest\nrtestRFC\n", {}, dir));
+    const std::string problem = "There seems to be a problem with the perftFile. check of the move generator not executed";
+    EXPECT_EQ(out, (std::vector<std::string>{problem, problem, "Results of the perft checks (0 = wrong, 1 = OK) : 0"}));
+}
+
+TEST_F(PerftFiles, RtestLineFormatAndStopWord) {
+    writeFile("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1;3;8902\n"
+              "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1;2;190\n"
+              "extended\n"
+              "this line is never read;1;1\n");
+    auto out = afterStartUp(runEngine("rtest\n", {}, dir));
+    ASSERT_EQ(out.size(), 3u);
+    EXPECT_TRUE(startsWith(out[0], "1; rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1; 3; 8902; 8902; ")) << out[0];
+    EXPECT_TRUE(startsWith(out[1], "0; 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1; 2; 190; 191; ")) << out[1];
+    EXPECT_EQ(out[2], "Results of the perft checks is OK: 0");
+    writeFile("full\nrnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1;1;21\n");
+    EXPECT_EQ(afterStartUp(runEngine("rtest\n", {}, dir)), (std::vector<std::string>{"Results of the perft checks is OK: 1"}));
+}
+
+TEST_F(PerftFiles, RtestRFCStopsALineAtItsFirstWrongDepth) {
+    writeFile("bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KQkq - 0 1;20;401;9006;201143;4975808;121983565\n"
+              "bqnbnrkr/pppppppp/8/8/8/8/PPPPPPPP/BQNBNRKR w KQkq - 0 1;20;400;8948;198393;4863733;118108315\n");
+    auto out = afterStartUp(runEngine("setoption name UCI_Chess960 value true\nrtestRFC\n", {}, dir, 120000));
+    const std::vector<std::string> expected = {
+        "info string UCI_Chess960 set to : 1",
+        "bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KQkq - 0 1",
+        "WRONGGGGGGGGGGGG 2 correct : 401 berekend : 400",
+        "bqnbnrkr/pppppppp/8/8/8/8/PPPPPPPP/BQNBNRKR w KQkq - 0 1",
+        "Okidoki",
+        "Results of the perft checks (0 = wrong, 1 = OK) : 0",
+    };
+    EXPECT_EQ(out, expected);
+}
+
+// The whole shared files through the commands, as a person checking the generator would.
+TEST_F(PerftFiles, SharedFilesPass) {
+    std::ifstream rtest(std::string(SHARED_DIR) + "/perft/rtest.txt");
+    ASSERT_TRUE(rtest);
+    writeFile(std::string(std::istreambuf_iterator<char>(rtest), {}));
+    auto out = afterStartUp(runEngine("setoption name Hash value 1\nrtest\n", {}, dir, 300000));
+    ASSERT_FALSE(out.empty());
+    EXPECT_EQ(out.back(), "Results of the perft checks is OK: 1");
+    EXPECT_EQ(countPrefix(out, "0;"), 0);
+
+    std::ifstream frc(std::string(SHARED_DIR) + "/perft/perftFRC.txt");
+    ASSERT_TRUE(frc);
+    writeFile(std::string(std::istreambuf_iterator<char>(frc), {}));
+    out = afterStartUp(runEngine("setoption name UCI_Chess960 value true\nrtestRFC\n", {}, dir, 600000));
+    ASSERT_FALSE(out.empty());
+    EXPECT_EQ(out.back(), "Results of the perft checks (0 = wrong, 1 = OK) : 1");
+    EXPECT_EQ(countPrefix(out, "Okidoki"), 100);
+}
+
+} // namespace

@@ -1,0 +1,161 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "board_test_util.h"
+
+namespace {
+
+class Fen : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { initBoardTables(); }
+};
+
+TEST_F(Fen, StartPosition) {
+    TestPosition t(START_FEN);
+    Position& p = *t;
+    EXPECT_EQ(p.plyStates[0].castling, 15);
+    EXPECT_EQ(p.castlingRook[CR_WHITE_SHORT], 7);
+    EXPECT_EQ(p.castlingRook[CR_BLACK_SHORT], 63);
+    EXPECT_EQ(p.castlingRook[CR_WHITE_LONG], 0);
+    EXPECT_EQ(p.castlingRook[CR_BLACK_LONG], 56);
+    EXPECT_EQ(p.sideToMove, WHITE);
+    EXPECT_EQ(p.gamePly, 1);
+    EXPECT_EQ(p.keyHistory[0], p.key);
+    EXPECT_EQ(p.phase, 24);
+    EXPECT_EQ(p.material[WHITE], p.material[BLACK]);
+    EXPECT_EQ(p.board[4], WKING);
+    EXPECT_EQ(p.board[59], BQUEEN);
+    EXPECT_EQ(popcount(occupancy(p)), 32);
+    EXPECT_FALSE(p.plyStates[0].inCheck);
+    EXPECT_EQ(getFen(p), START_FEN);
+}
+
+TEST_F(Fen, MissingFieldsArePadded) {
+    TestPosition t;
+    ASSERT_TRUE(t.set("4k3/8/8/8/8/8/8/4K3 w"));
+    EXPECT_EQ(t->plyStates[0].castling, 0);
+    EXPECT_EQ(t->plyStates[0].epSquare, 0);
+    EXPECT_EQ(t->fiftyMove, 0);
+    EXPECT_EQ(t->gamePly, 1);
+    EXPECT_EQ(getFen(*t), "4k3/8/8/8/8/8/8/4K3 w - - 0 1");
+}
+
+TEST_F(Fen, GamePlyIsClamped) {
+    TestPosition t("4k3/8/8/8/8/8/8/4K3 b - - 7 300");
+    EXPECT_EQ(t->gamePly, 513);  // clamped to 512, then the key is stored
+    EXPECT_EQ(t->fiftyMove, 7);
+    TestPosition zero("4k3/8/8/8/8/8/8/4K3 w - - 0 0");
+    EXPECT_EQ(zero->gamePly, 1);
+}
+
+TEST_F(Fen, EnPassantFieldNamesThePawnThatCanBeTaken) {
+    TestPosition t("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
+    EXPECT_EQ(t->plyStates[0].epSquare, 28);
+    TestPosition black("rnbqkbnr/ppp1pppp/8/3pP3/8/8/PPPP1PPP/RNBQKBNR w KQkq d6 0 3");
+    EXPECT_EQ(black->plyStates[0].epSquare, 35);
+    // A target that no double step explains is dropped.
+    TestPosition bogus("4k3/8/8/8/8/8/8/4K3 b - e3 0 1");
+    EXPECT_EQ(bogus->plyStates[0].epSquare, 0);
+}
+
+TEST_F(Fen, Chess960CastlingLetters) {
+    Chess960Scope on(true);
+    TestPosition t("r3k2r/8/8/8/8/8/8/R3K2R w HAha - 0 1");
+    EXPECT_EQ(t->plyStates[0].castling, 15);
+    EXPECT_EQ(t->castlingRook[CR_WHITE_SHORT], 7);
+    EXPECT_EQ(t->castlingRook[CR_WHITE_LONG], 0);
+    EXPECT_EQ(t->castlingRook[CR_BLACK_SHORT], 63);
+    EXPECT_EQ(t->castlingRook[CR_BLACK_LONG], 56);
+    // X-FEN letters take the outermost rooks.
+    TestPosition x("1r2k1rr/8/8/8/8/8/8/RR2K1R1 w KQkq - 0 1");
+    EXPECT_EQ(x->castlingRook[CR_WHITE_SHORT], 6);
+    EXPECT_EQ(x->castlingRook[CR_WHITE_LONG], 0);
+    EXPECT_EQ(x->castlingRook[CR_BLACK_SHORT], 63);
+    EXPECT_EQ(x->castlingRook[CR_BLACK_LONG], 57);
+    // An inner rook named by its file.
+    TestPosition inner("1r2k1rr/8/8/8/8/8/8/RR2K1R1 w Bg - 0 1");
+    EXPECT_EQ(inner->plyStates[0].castling, WHITE_LONG | BLACK_SHORT);
+    EXPECT_EQ(inner->castlingRook[CR_WHITE_LONG], 1);
+    EXPECT_EQ(inner->castlingRook[CR_BLACK_SHORT], 62);
+}
+
+TEST_F(Fen, CastlingRightsWithoutTheirRookAreDropped) {
+    TestPosition t("r3k3/8/8/8/8/8/8/4K2R w KQkq - 0 1");
+    EXPECT_EQ(t->plyStates[0].castling, WHITE_SHORT | BLACK_LONG);
+    // Outside Chess960 the king must stand on its e-file square.
+    TestPosition moved("4k3/8/8/8/8/8/8/3K3R w K - 0 1");
+    EXPECT_EQ(moved->plyStates[0].castling, 0);
+}
+
+TEST_F(Fen, MalformedTextIsRefusedWithAReason) {
+    const char* bad[] = {
+        "",
+        "8/8/8/8/8/8/8/8 w - - 0 1",                      // no kings
+        "4k3/8/8/8/8/8/8/4KK2 w - - 0 1",                 // two white kings
+        "4k3/8/8/8/8/8/8/9 w - - 0 1",                    // rank digit 9
+        "4k3/8/8/8/8/8/8/4K4 w - - 0 1",                  // nine squares in a rank
+        "4k3/8/8/8/8/8/4K3 w - - 0 1",                    // seven ranks
+        "4k3/8/8/8/8/8/8/4K2 w - - 0 1",                  // seven squares in a rank
+        "4k3/8/8/8/8/8/8/4KX2 w - - 0 1",                 // unknown piece letter
+        "4k2P/8/8/8/8/8/8/4K3 w - - 0 1",                 // pawn on the last rank
+        "4k3/8/8/8/8/8/8/4K3 x - - 0 1",                  // side to move
+        "4k3/8/8/8/8/8/8/4K3",                            // no side to move
+        "4k3/4R3/8/8/8/8/8/4K3 w - - 0 1",                // side not to move in check
+        "4k3/8/8/8/8/8/8/4K3 w - z9 0 1",                 // en-passant text
+        "4k3/8/8/8/8/8/8/4K3 w X - 0 1",                  // castling letter
+        "4k3/8/8/8/8/8/8/4K3 w - - abc 1",                // clock
+        "4k3/8/8/8/8/8/8/4K3 w - - 0 -1",                 // move number
+        "QQQQQQQQ/QQQQQQQQ/8/8/8/8/8/4K2k w - - 0 1",     // more queens than promotions allow
+    };
+    for (const char* fen : bad) {
+        TestPosition t;
+        std::string error;
+        EXPECT_FALSE(t.set(fen, &error)) << fen;
+        EXPECT_FALSE(error.empty()) << fen;
+    }
+}
+
+TEST_F(Fen, BookPositionsRoundTrip) {
+    std::ifstream in(sharedPath("books/UHO_4060_v3.epd"));
+    ASSERT_TRUE(in) << "shared books missing";
+    std::string line;
+    int checked = 0;
+    TestPosition t;
+    while (checked < 300 && std::getline(in, line)) {
+        std::string fen = line.substr(0, line.find(';'));
+        ASSERT_TRUE(t.set(fen)) << fen;
+        std::string again = getFen(*t);
+        TestPosition u(again);
+        EXPECT_EQ(u->key, t->key) << fen;
+        EXPECT_EQ(getFen(*u), again);
+        EXPECT_TRUE(positionIsConsistent(*t, 0));
+        ++checked;
+    }
+    EXPECT_EQ(checked, 300);
+}
+
+TEST_F(Fen, KeysSeparateSideCastlingAndEnPassant) {
+    TestPosition a("4k3/8/8/8/8/8/8/4K2R w K - 0 1");
+    TestPosition b("4k3/8/8/8/8/8/8/4K2R b K - 0 1");
+    TestPosition c("4k3/8/8/8/8/8/8/4K2R w - - 0 1");
+    EXPECT_NE(a->key, b->key);
+    EXPECT_NE(a->key, c->key);
+    EXPECT_EQ(a->pawnKey, c->pawnKey);
+    TestPosition d("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
+    TestPosition e("4k3/8/8/3pP3/8/8/8/4K3 w - - 0 1");
+    EXPECT_NE(d->key, e->key);
+}
+
+TEST_F(Fen, BoardPicture) {
+    TestPosition t("4k3/8/8/8/8/8/8/R3K3 w Q - 0 1");
+    std::string picture = boardPicture(*t);
+    std::string line = "+---+---+---+---+---+---+---+---+\n";
+    std::string empty = "|   |   |   |   |   |   |   |   |\n";
+    std::string expected = line + "|   |   |   |   | k |   |   |   |\n" + line;
+    for (int i = 0; i < 6; ++i) expected += empty + line;
+    expected += "| R |   |   |   | K |   |   |   |\n" + line;
+    EXPECT_EQ(picture, expected);
+}
+
+} // namespace

@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "board/perft.h"
+#include "board_test_util.h"
+
+namespace {
+
+class Perft : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { initBoardTables(); }
+};
+
+std::vector<std::string> splitSemicolons(const std::string& line) {
+    std::vector<std::string> parts;
+    std::stringstream ss(line);
+    std::string part;
+    while (std::getline(ss, part, ';')) parts.push_back(part);
+    return parts;
+}
+
+TEST_F(Perft, StartPosition) {
+    TestPosition t(START_FEN);
+    const uint64_t expected[] = {20, 400, 8902, 197281, 4865609};
+    for (int d = 1; d <= 5; ++d) EXPECT_EQ(perft(0, d, *t), expected[d - 1]) << "depth " << d;
+}
+
+// Every line of the shared test file: well-known positions, middlegames and endgames.
+TEST_F(Perft, SharedTestFile) {
+    std::ifstream in(sharedPath("perft/rtest.txt"));
+    ASSERT_TRUE(in);
+    std::string line;
+    int lines = 0;
+    TestPosition t;
+    while (std::getline(in, line)) {
+        if (line.empty() || line == "full" || line == "extended") continue;
+        auto parts = splitSemicolons(line);
+        ASSERT_EQ(parts.size(), 3u) << line;
+        ASSERT_TRUE(t.set(parts[0])) << line;
+        EXPECT_EQ(perft(0, std::stoi(parts[1]), *t), std::stoull(parts[2])) << line;
+        ++lines;
+    }
+    EXPECT_GT(lines, 300);
+}
+
+// Chess960 start positions to depth 5 (depth 6 runs in the process tests through "rtestRFC").
+TEST_F(Perft, SharedChess960File) {
+    Chess960Scope on(true);
+    std::ifstream in(sharedPath("perft/perftFRC.txt"));
+    ASSERT_TRUE(in);
+    std::string line;
+    int lines = 0;
+    TestPosition t;
+    while (std::getline(in, line)) {
+        auto parts = splitSemicolons(line);
+        ASSERT_EQ(parts.size(), 7u) << line;
+        ASSERT_TRUE(t.set(parts[0])) << line;
+        for (int d = 1; d <= 4; ++d) ASSERT_EQ(perft(0, d, *t), std::stoull(parts[d])) << line << " depth " << d;
+        ++lines;
+    }
+    EXPECT_EQ(lines, 100);
+}
+
+// Tricky positions with counts from an independent generator.
+TEST_F(Perft, PromotionsPinsAndCastlingEdgeCases) {
+    struct Case { const char* fen; int depth; uint64_t nodes; bool frc; };
+    const Case cases[] = {
+        {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1", 4, 4085603, false},
+        {"8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1", 5, 674624, false},
+        {"r3k2r/Pppp1ppp/1b3nbN/nP6/BBP1P3/q4N2/Pp1P2PP/R2Q1RK1 w kq - 0 1", 4, 422333, false},
+        {"rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8", 4, 2103487, false},
+        {"8/8/1k6/2b5/2pP4/8/5K2/8 b - d3 0 1", 6, 1440467, false},
+        {"8/5bk1/8/2Pp4/8/1K6/8/8 w - d6 0 1", 6, 824064, false},
+        {"K1k5/8/P7/8/8/8/8/8 w - - 0 1", 6, 2217, false},
+        {"8/P1k5/K7/8/8/8/8/8 w - - 0 1", 6, 92683, false},
+        {"r3k2r/1b4bq/8/8/8/8/7B/R3K2R w KQkq - 0 1", 4, 1274206, false},
+        // A pawn pinned on the long diagonal takes its pinner while promoting.
+        {"r1b2b2/1p5n/2kqp1rp/p7/1PnP2pP/8/PB1Q1PpN/RN2R1KB b - - 1 24", 3, 66571, false},
+        {"nqnbrk2/1pp1p3/5ppr/p1P4p/P2p1P2/1b4P1/3PP1KP/NQNB1RBR w e - 0 10", 5, 23987105, true},
+    };
+    for (const Case& c : cases) {
+        Chess960Scope mode(c.frc);
+        TestPosition t(c.fen);
+        EXPECT_EQ(perft(0, c.depth, *t), c.nodes) << c.fen;
+    }
+}
+
+} // namespace
