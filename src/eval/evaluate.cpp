@@ -135,6 +135,3 @@ int evaluateForDisplay(Position& p) {
     return evaluate(0, p);
 }
 
-void texelCommand() {
-    std::cout << "There seems to be a problem with the tuning file. tuning not executed\n" << std::flush;
-}

@@ -20,6 +20,3 @@ int evaluate(int ply, Position& p);
 
 // The "evil" command's figure for the main position, computed afresh.
 int evaluateForDisplay(Position& p);
-
-// The "texel" command.
-void texelCommand();

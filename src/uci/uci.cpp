@@ -10,6 +10,7 @@
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
+#include "eval/texel.h"
 #include "search/threads.h"
 #include "search/tt.h"
 #include "uci/go.h"
@@ -94,7 +95,12 @@ bool executeCommand(const std::string& line) {
         rtestRFCCommand(mainPosition, std::cout);
     } else if (command == "texel") {
         std::cout << "Starting texel tuning...." << std::endl;
-        texelCommand();
+        stopAndWait();
+        initZobrist();
+        resize(optionHash);
+        runTexel(std::cout, "lichess-good.epd");
+        // The main position's running sums were made with the old tables.
+        computeEvalSums(mainPosition);
     } else if (command == "showboard") {
         std::cout << boardPicture(mainPosition) << std::flush;
     } else if (command == "evil") {

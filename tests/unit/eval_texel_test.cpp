@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "board/attacks.h"
+#include "board/zobrist.h"
+#include "eval/evaluate.h"
+#include "eval/network.h"
+#include "eval/texel.h"
+
+namespace {
+
+class Texel : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        initAttackTables();
+        initZobrist();
+    }
+    void SetUp() override { savedLoaded = netLoaded; }
+    void TearDown() override { netLoaded = savedLoaded; }
+    bool savedLoaded = false;
+
+    std::string writeFile(const std::string& text) {
+        std::string path = ::testing::TempDir() + "/tuning.epd";
+        std::ofstream(path) << text;
+        return path;
+    }
+};
+
+TEST_F(Texel, LineSplitting) {
+    std::string position, result;
+    splitTuningLine("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - c9 \"1-0\";", position, result);
+    EXPECT_EQ(position, "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -");
+    EXPECT_EQ(result, "1-0");
+    splitTuningLine("4k3/8/8/8/8/8/8/4K3 b - - c9 \"1/2-1/2\";", position, result);
+    EXPECT_EQ(result, "1/2");
+    splitTuningLine("4k3/8/8/8/8/8/8/4K3 b - -", position, result);
+    EXPECT_EQ(position, "4k3/8/8/8/8/8/8/4K3 b - -");
+    EXPECT_EQ(result, "");
+}
+
+TEST_F(Texel, LoadingFilter) {
+    const std::string lines =
+        "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - c9 \"1-0\";\n"
+        "4k3/8/8/8/8/8/8/3QK3 w - - c9 \"1-0\";\n"        // a queen up: |balance| >= 600
+        "4k3/8/8/8/8/8/8/3NK3 w - - c9 \"1/2-1/2\";\n"    // a knight up: kept
+        "not a position c9 \"0-1\";\n";
+    std::string path = writeFile(lines);
+    std::vector<TuningRecord> records;
+    netLoaded = false;
+    ASSERT_TRUE(loadTuningFile(path, records));
+    EXPECT_TRUE(records.empty());
+    netLoaded = true;  // the static weights are zero here, so every target is 0.5
+    ASSERT_TRUE(loadTuningFile(path, records));
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_DOUBLE_EQ(records[0].target, 0.5);
+    EXPECT_EQ(records[1].board[3], WKNIGHT);
+    EXPECT_FALSE(loadTuningFile(path + ".missing", records));
+}
+
+TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
+    std::ifstream book(std::string(SHARED_DIR) + "/books/endgames.epd");
+    ASSERT_TRUE(book);
+    auto p = std::make_unique<Position>();
+    std::vector<Move> moves(MOVE_STACK);
+    p->plyStates[0].moveStart = moves.data();
+    initEvaluation(*p);
+    std::vector<TuningRecord> records;
+    std::string line;
+    netLoaded = true;
+    while (records.size() < 400 && std::getline(book, line)) {
+        if (!setFen(*p, line.substr(0, line.find(';')))) continue;
+        TuningRecord r;
+        if (!makeRecord(*p, r)) continue;
+        int score = evaluate(0, *p);
+        if (p->sideToMove == BLACK) score = -score;
+        r.target = sigmoid(score, texelK);
+        records.push_back(r);
+    }
+    releaseEvaluation(*p);
+    ASSERT_GT(records.size(), 100u);
+    EXPECT_EQ(tuningError(records, 1), 0.0);
+    EXPECT_EQ(tuningError(records, 3), 0.0);
+    // Moving the targets gives the same mean error however the records are split.
+    for (auto& r : records) r.target = r.target > 0.5 ? 1.0 : 0.0;
+    double one = tuningError(records, 1);
+    EXPECT_GT(one, 0.0);
+    EXPECT_NEAR(tuningError(records, 2), one, 1e-12);
+    EXPECT_NEAR(tuningError(records, 5), one, 1e-12);
+}
+
+TEST_F(Texel, PrintedTableForms) {
+    combEval values[3] = {X(1, -2), X(-30, 40), X(500, 600)};
+    auto print = [&](int kind, int count, const char* name) {
+        std::ostringstream out;
+        printParam(out, TuneParam{name, kind, values, count, 1, true, false});
+        return out.str();
+    };
+    EXPECT_EQ(print(11, 1, "isolatedPawn"), "TCONST combEval isolatedPawn = X(   1,  -2);\n");
+    EXPECT_EQ(print(5, 2, "t[3]"), "TCONST combEval t[3] = { X(   0,   0), X(   1,  -2), X( -30,  40)};\n");
+    EXPECT_EQ(print(6, 2, "t[4]"), "TCONST combEval t[4] = { X(   0,   0), X(   1,  -2), X( -30,  40), X( 0, 0) };\n");
+    EXPECT_EQ(print(7, 1, "t[4]"), "TCONST combEval t[4] = { X(   0,   0),  X(   0,   0), X(   1,  -2), X( 0, 0) };\n");
+    EXPECT_EQ(print(8, 1, "t[2]"), "TCONST combEval t[2] = { 0, X(   1,  -2)};\n");
+    EXPECT_EQ(print(9, 3, "materialValue[6]"),
+              "TCONST combEval materialValue[6] = { X(  82,  94), X(   1,  -2), X( -30,  40), X( 500, 600), X(12000, 12000) };\n");
+    EXPECT_EQ(print(10, 2, "pieceSquareScore[0]"), "{X(   1,  -2), X( -30,  40)},\n");
+    EXPECT_EQ(print(11, 3, "t[3]"), "TCONST combEval t[3] = {X(   1,  -2), X( -30,  40), X( 500, 600),\n};\n");
+}
+
+TEST_F(Texel, ParameterListCoversTheHandcraftedTables) {
+    auto params = buildParameterList();
+    int squareBlocks = 0, material = 0;
+    for (const auto& p : params) {
+        if (p.kind == 10) ++squareBlocks;
+        if (p.kind == 9) {
+            ++material;
+            EXPECT_EQ(p.count, 4);
+        }
+        EXPECT_GT(p.step, 0);
+    }
+    EXPECT_EQ(squareBlocks, 6);
+    EXPECT_EQ(material, 1);
+    EXPECT_GT(params.size(), 20u);
+    std::ostringstream out;
+    printParameters(out, params);
+    EXPECT_NE(out.str().find("TCONST combEval pieceSquareScore[6][NOFSQUARES] = \n{\n"), std::string::npos);
+}
+
+} // namespace
