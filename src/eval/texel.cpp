@@ -247,6 +247,8 @@ void printParameters(std::ostream& out, const std::vector<TuneParam>& params) {
 double tuningError(const std::vector<TuningRecord>& records, int workers) {
     if (records.empty()) return 0;
     ensureWorkers(workers < 1 ? 1 : workers);
+    // The tables may have changed since the last call: nothing derived from them may be reused.
+    evaluationChanged();
     size_t n = pool.size();
     size_t slice = records.size() / n;
     for (size_t i = 0; i < n; ++i) {

@@ -12,24 +12,7 @@
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
 #include "eval/net_builder.h"
-
-// A heap position with its own move stack and evaluation tables.
-struct TestPosition {
-    std::unique_ptr<Position> pos = std::make_unique<Position>();
-    std::vector<Move> moves = std::vector<Move>(MOVE_STACK);
-
-    explicit TestPosition(const std::string& fen) {
-        initAttackTables();
-        initZobrist();
-        pos->plyStates[0].moveStart = moves.data();
-        initEvaluation(*pos);
-        std::string error;
-        if (!setFen(*pos, fen, &error)) throw std::runtime_error("bad FEN " + fen + ": " + error);
-    }
-    ~TestPosition() { releaseEvaluation(*pos); }
-    Position& operator*() { return *pos; }
-    Position* operator->() { return pos.get(); }
-};
+#include "test_position.h"
 
 struct TestRng {
     uint64_t state;

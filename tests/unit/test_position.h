@@ -1,5 +1,5 @@
 // The one test position used by every unit test: a heap position with its own
-// move stack, the board tables built first.
+// move stack and evaluation tables, the board tables built first.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,6 +11,7 @@
 #include "board/attacks.h"
 #include "board/position.h"
 #include "board/zobrist.h"
+#include "eval/evaluate.h"
 
 inline void initBoardTables() {
     static bool done = false;
@@ -28,7 +29,11 @@ struct TestPosition {
     TestPosition() {
         initBoardTables();
         pos->plyStates[0].moveStart = stack.data();
+        initEvaluation(*pos);
     }
+    ~TestPosition() { releaseEvaluation(*pos); }
+    TestPosition(const TestPosition&) = delete;
+    TestPosition& operator=(const TestPosition&) = delete;
     // A FEN that must be readable: a test fails when it is not.
     explicit TestPosition(const std::string& fen) : TestPosition() {
         std::string error;
