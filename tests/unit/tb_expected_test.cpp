@@ -2,46 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
-#include <vector>
 
 #include "board/movegen.h"
 #include "tablebase/probe.h"
 #include "tb_support.h"
 
 namespace {
-
-struct Expected {
-    std::string fen;
-    int wdl;
-    int dtz;
-};
-
-int wdlOfWord(const std::string& w) {
-    if (w == "Win") return 2;
-    if (w == "CursedWin") return 1;
-    if (w == "Draw") return 0;
-    if (w == "BlessedLoss") return -1;
-    if (w == "Loss") return -2;
-    return TB_FAILED;
-}
-
-std::vector<Expected> readExpected() {
-    std::vector<Expected> out;
-    std::ifstream in(SYZYGY_DIR + "/expected.txt");
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line.empty() || line[0] == '#') continue;
-        std::stringstream fields(line);
-        std::string fen, wdl, dtz;
-        std::getline(fields, fen, ';');
-        std::getline(fields, wdl, ';');
-        std::getline(fields, dtz, ';');
-        out.push_back({fen, wdlOfWord(wdl), std::atoi(dtz.c_str())});
-    }
-    return out;
-}
 
 bool isCheckmate(Position& p) {
     return p.plyStates[0].inCheck && generateLegal(0, p) == p.plyStates[0].moveStart;
@@ -52,10 +18,10 @@ bool isCheckmate(Position& p) {
 TEST(TbExpected, EveryReferencePositionMatches) {
     initBoardTables();
     ASSERT_TRUE(initTablebases(SYZYGY_DIR));
-    std::vector<Expected> cases = readExpected();
+    std::vector<ExpectedProbe> cases = readExpectedProbes();
     ASSERT_EQ(cases.size(), 2500u);
     int wrongWdl = 0, wrongDtz = 0, mates = 0;
-    for (const Expected& e : cases) {
+    for (const ExpectedProbe& e : cases) {
         TestPosition p(e.fen);
         ASSERT_TRUE(p.ok) << e.fen;
         int wdl = probeWdlValue(*p);

@@ -19,7 +19,10 @@ std::string readBytes(const fs::path& file) {
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
+// Replaces the directory entry first: it may be a link to a shared table,
+// which must never be written through.
 void writeBytes(const fs::path& file, const std::string& bytes) {
+    fs::remove(file);
     std::ofstream out(file, std::ios::binary | std::ios::trunc);
     out.write(bytes.data(), std::streamsize(bytes.size()));
 }

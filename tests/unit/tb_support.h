@@ -1,8 +1,14 @@
 // Shared set-up for the tablebase tests: board tables, keys and positions.
 #pragma once
 
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "board/attacks.h"
 #include "board/position.h"
@@ -33,3 +39,44 @@ struct TestPosition {
     Position& operator*() { return *pos; }
     bool ok = false;
 };
+
+// One line of the reference list: WDL -2..2 from the side to move, DTZ in plies.
+struct ExpectedProbe {
+    std::string fen;
+    int wdl;
+    int dtz;
+};
+
+inline int wdlOfWord(const std::string& w) {
+    if (w == "Win") return 2;
+    if (w == "CursedWin") return 1;
+    if (w == "Draw") return 0;
+    if (w == "BlessedLoss") return -1;
+    if (w == "Loss") return -2;
+    return -1000;
+}
+
+inline std::vector<ExpectedProbe> readExpectedProbes() {
+    std::vector<ExpectedProbe> out;
+    std::ifstream in(SYZYGY_DIR + "/expected.txt");
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.empty() || line[0] == '#') continue;
+        std::stringstream fields(line);
+        std::string fen, wdl, dtz;
+        std::getline(fields, fen, ';');
+        std::getline(fields, wdl, ';');
+        std::getline(fields, dtz, ';');
+        out.push_back({fen, wdlOfWord(wdl), std::atoi(dtz.c_str())});
+    }
+    return out;
+}
+
+// The pieces of a FEN's placement sorted, without colour: "KKQR" for KQvKR.
+inline std::string piecesOf(const std::string& fen) {
+    std::string out;
+    for (char c : fen.substr(0, fen.find(' ')))
+        if (std::isalpha(static_cast<unsigned char>(c))) out += char(std::toupper(static_cast<unsigned char>(c)));
+    std::sort(out.begin(), out.end());
+    return out;
+}
