@@ -156,3 +156,23 @@ TEST_F(TbRoot, PositionsOutsideTheTablesGiveNoMove) {
     TestPosition missing("4k3/8/8/8/8/8/8/QQ2K1qq w - - 0 1");  // KQQvKQQ is not among the files
     EXPECT_EQ(probeRoot(*missing, &score), NO_MOVE);
 }
+
+TEST_F(TbRoot, CursedWinsAndBlessedLossesScoreAsDrawsButKeepTheirSide) {
+    int checked = 0;
+    for (int wdl : {1, -1}) {
+        for (const ExpectedProbe& e : linesOf("BBKKN", wdl)) {
+            TestPosition p(e.fen);
+            int score = 7;
+            Move m = probeRoot(*p, &score);
+            ASSERT_NE(m, NO_MOVE) << e.fen;
+            EXPECT_EQ(score, 0) << e.fen;
+            makeMove(*p, 0, m);
+            // The opponent stays on the other side; a "loss" there lies exactly
+            // at the rule's limit, which the move just used up.
+            int child = probeWdlValue(*p);
+            EXPECT_TRUE(child == -wdl || (child == -2 * wdl && std::abs(probeDtzValue(*p)) >= 99)) << e.fen;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 20);
+}
