@@ -226,7 +226,7 @@ TEST_F(TbRegistry, LargestCountsPieces) {
     copyTable("KPvK.rtbw", d);
     ASSERT_TRUE(initTablebases(d.string()));
     EXPECT_EQ(largestTablebase(), 3);
-    copyTable("KRPvKR.rtbw", d);
+    copyTable("KQRvKR.rtbw", d);
     ASSERT_TRUE(initTablebases(d.string()));
     EXPECT_EQ(largestTablebase(), 5);
     // Positions beyond the largest table are refused without searching.
