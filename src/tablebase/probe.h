@@ -10,6 +10,17 @@ int probeWdl(Position& p);
 
 // A root move from the distance-to-zeroing tables that keeps the best result
 // and makes progress under the fifty-move rule; NO_MOVE when the root is not
-// in the tables. *score gets the score to report in centipawns (mate-range
-// scores for wins and losses).
+// in the tables. *score gets the score to report in centipawns: 0 for a draw
+// (cursed wins and blessed losses included), 31872 - n for a win whose next
+// zeroing move comes n plies from now (31999 for a mate in one), and
+// n - 31872 for a loss.
 Move probeRoot(Position& p, int* score);
+
+// Lower-level results, for tests and tools. TB_FAILED when not in the tables.
+constexpr int TB_FAILED = -1000;
+// -2 loss, -1 blessed loss, 0 draw, 1 cursed win, 2 win.
+int probeWdlValue(Position& p);
+// Distance to the next zeroing move in plies, positive when the side to move
+// wins and negative when it loses, 0 for a draw. Cursed wins and blessed
+// losses lie beyond 100 plies (101 + the distance of the stored table).
+int probeDtzValue(Position& p);

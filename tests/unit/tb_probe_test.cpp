@@ -1,0 +1,143 @@
+// Probing details beyond the reference list: en passant, which the tables do
+// not hold, positions reached by moves during a search, and several threads
+// mapping and probing at once.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <random>
+#include <thread>
+
+#include "board/makemove.h"
+#include "board/movegen.h"
+#include "tablebase/probe.h"
+#include "tb_support.h"
+
+namespace {
+
+struct TbProbe : ::testing::Test {
+    void SetUp() override {
+        initBoardTables();
+        ASSERT_TRUE(initTablebases(SYZYGY_DIR));
+    }
+};
+
+// The best result over the legal moves, each child probed after the move is
+// made as the search makes it.
+int bestChildWdl(Position& p) {
+    Move* end = generateLegal(0, p);
+    std::vector<Move> moves(p.plyStates[0].moveStart, end);
+    int best = -3;
+    for (Move m : moves) {
+        makeMove(p, 0, m);
+        int v = -probeWdlValue(p);
+        unmakeMove(p, 0, m);
+        best = std::max(best, v);
+    }
+    return best;
+}
+
+// Random KPvKP positions in which Black has just double-stepped beside a
+// white pawn on the fifth rank.
+std::vector<std::string> enPassantPositions(int wanted) {
+    std::mt19937 rng(12345);
+    std::vector<std::string> out;
+    while (int(out.size()) < wanted) {
+        int file = int(rng() % 8), side = rng() % 2 ? 1 : -1;
+        int black = file + side;
+        if (black < 0 || black > 7) continue;
+        char board[64];
+        std::fill(board, board + 64, '.');
+        board[32 + file] = 'P';
+        board[32 + black] = 'p';
+        int wk = int(rng() % 64), bk = int(rng() % 64);
+        if (board[wk] != '.' || board[bk] != '.' || wk == bk) continue;
+        if (wk == 40 + black || bk == 40 + black || wk == 48 + black || bk == 48 + black) continue;
+        board[wk] = 'K';
+        board[bk] = 'k';
+        std::string fen;
+        for (int rank = 7; rank >= 0; --rank) {
+            int empty = 0;
+            for (int f = 0; f < 8; ++f) {
+                char c = board[rank * 8 + f];
+                if (c == '.') { ++empty; continue; }
+                if (empty) fen += char('0' + empty);
+                empty = 0;
+                fen += c;
+            }
+            if (empty) fen += char('0' + empty);
+            if (rank) fen += '/';
+        }
+        fen += std::string(" w - ") + char('a' + black) + "6 0 1";
+        TestPosition p(fen);
+        if (p.ok && p.pos->plyStates[0].epSquare) out.push_back(fen);
+    }
+    return out;
+}
+
+} // namespace
+
+TEST_F(TbProbe, EnPassantIsTakenIntoAccount) {
+    int differ = 0;
+    for (const std::string& fen : enPassantPositions(150)) {
+        TestPosition p(fen);
+        int wdl = probeWdlValue(*p);
+        ASSERT_NE(wdl, TB_FAILED) << fen;
+        EXPECT_EQ(wdl, bestChildWdl(*p)) << fen;
+        int dtz = probeDtzValue(*p);
+        EXPECT_EQ(wdl > 0, dtz > 0) << fen;
+        EXPECT_EQ(wdl < 0, dtz < 0) << fen;
+        std::string withoutEp = fen.substr(0, fen.find(" w ")) + " w - - 0 1";
+        TestPosition plain(withoutEp);
+        differ += probeWdlValue(*plain) != wdl;
+    }
+    EXPECT_GT(differ, 0);  // the capture changes the result somewhere
+}
+
+TEST_F(TbProbe, PositionAfterADoubleStepProbesLikeItsFen) {
+    // Black's pawn can take the pawn that just passed it.
+    TestPosition p("8/8/8/8/3p4/8/4P3/K6k w - - 0 1");
+    Move* end = generateLegal(0, *p);
+    Move push = NO_MOVE;
+    for (Move* m = p.pos->plyStates[0].moveStart; m < end; ++m)
+        if (moveFlag(*m) == FLAG_DOUBLE) push = *m;
+    ASSERT_NE(push, NO_MOVE);
+    makeMove(*p, 0, push);
+    TestPosition fen("8/8/8/8/3pP3/8/8/K6k b - e3 0 1");
+    EXPECT_EQ(probeWdlValue(*p), probeWdlValue(*fen));
+    EXPECT_EQ(probeDtzValue(*p), probeDtzValue(*fen));
+    TestPosition noEp("8/8/8/8/3pP3/8/8/K6k b - - 0 1");
+    EXPECT_NE(probeWdlValue(*fen), probeWdlValue(*noEp));
+}
+
+TEST_F(TbProbe, SeveralThreadsProbingAtOnceAgreeWithOne) {
+    std::vector<ExpectedProbe> cases = readExpectedProbes();
+    std::vector<int> wdl(cases.size()), dtz(cases.size());
+    for (size_t i = 0; i < cases.size(); ++i) {
+        TestPosition p(cases[i].fen);
+        wdl[i] = probeWdlValue(*p);
+        dtz[i] = probeDtzValue(*p);
+    }
+    // Start again with nothing mapped, so that the threads race to map files.
+    ASSERT_TRUE(initTablebases(SYZYGY_DIR));
+    const int THREADS = 4;
+    std::atomic<int> waiting{THREADS};
+    std::vector<int> mismatches(THREADS, 0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < THREADS; ++t)
+        threads.emplace_back([&, t] {
+            auto pos = std::make_unique<Position>();
+            auto stack = std::make_unique<Move[]>(MOVE_STACK);
+            pos->plyStates[0].moveStart = stack.get();
+            waiting.fetch_sub(1);
+            while (waiting.load() > 0) std::this_thread::yield();
+            size_t n = cases.size();
+            for (size_t k = 0; k < n; ++k) {
+                size_t i = (k * (2 * t + 1) + size_t(t) * 97) % n;  // a different order in each thread
+                setFen(*pos, cases[i].fen);
+                if (probeWdlValue(*pos) != wdl[i]) ++mismatches[t];
+                if (k % 2 == size_t(t % 2) && probeDtzValue(*pos) != dtz[i]) ++mismatches[t];
+            }
+        });
+    for (std::thread& th : threads) th.join();
+    for (int t = 0; t < THREADS; ++t) EXPECT_EQ(mismatches[t], 0) << "thread " << t;
+}

@@ -1,0 +1,183 @@
+// The root move from the tables: it keeps the result, makes progress towards
+// zeroing, resists longest when lost and respects the fifty-move counter.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "board/makemove.h"
+#include "board/movegen.h"
+#include "tablebase/probe.h"
+#include "tb_support.h"
+
+namespace {
+
+struct TbRoot : ::testing::Test {
+    static void SetUpTestSuite() {
+        initBoardTables();
+        ASSERT_TRUE(initTablebases(SYZYGY_DIR));
+    }
+};
+
+bool isLegalRootMove(Position& p, Move m) {
+    Move* end = generateLegal(0, p);
+    for (Move* x = p.plyStates[0].moveStart; x < end; ++x)
+        if (moveBase(*x) == moveBase(m)) return true;
+    return false;
+}
+
+std::string withClock(const std::string& fen, int clock) {
+    std::string out = fen;
+    size_t field = out.rfind(' ', out.rfind(' ') - 1);  // before the half-move clock
+    size_t end = out.rfind(' ');
+    return out.substr(0, field + 1) + std::to_string(clock) + out.substr(end);
+}
+
+std::vector<ExpectedProbe> linesOf(const std::string& pieces, int wdl) {
+    std::vector<ExpectedProbe> out;
+    for (const ExpectedProbe& e : readExpectedProbes())
+        if (piecesOf(e.fen) == pieces && e.wdl == wdl) out.push_back(e);
+    return out;
+}
+
+} // namespace
+
+TEST_F(TbRoot, WinningMoveKeepsTheWinAndComesCloserToZeroing) {
+    int checked = 0;
+    for (const char* pieces : {"KKQR", "KKR", "KKQ", "KKPR"}) {
+        for (const ExpectedProbe& e : linesOf(pieces, 2)) {
+            TestPosition p(e.fen);
+            if (p.pos->plyStates[0].inCheck && generateLegal(0, *p) == p.pos->plyStates[0].moveStart) continue;
+            int score = 0;
+            Move m = probeRoot(*p, &score);
+            ASSERT_NE(m, NO_MOVE) << e.fen;
+            ASSERT_TRUE(isLegalRootMove(*p, m)) << e.fen;
+            EXPECT_GE(score, 31872 - 100) << e.fen;
+            makeMove(*p, 0, m);
+            EXPECT_EQ(probeWdlValue(*p), -2) << e.fen;
+            // Distances kept in moves are rounded, so the child may show the
+            // root's own distance, never more.
+            if (p.pos->fiftyMove != 0) {
+                int after = std::abs(probeDtzValue(*p));
+                EXPECT_LE(after, e.dtz) << e.fen;
+                if (e.dtz > 2) {
+                    EXPECT_LT(after, e.dtz) << e.fen;
+                }
+            }
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 50);
+}
+
+TEST_F(TbRoot, DrawnMoveKeepsTheDraw) {
+    int checked = 0;
+    for (const char* pieces : {"KKRR", "KKQQ", "KKNR", "KKPP", "KKBN"}) {
+        for (const ExpectedProbe& e : linesOf(pieces, 0)) {
+            TestPosition p(e.fen);
+            int score = 1;
+            Move m = probeRoot(*p, &score);
+            if (m == NO_MOVE) {  // stalemate: nothing to play
+                EXPECT_EQ(generateLegal(0, *p), p.pos->plyStates[0].moveStart) << e.fen;
+                continue;
+            }
+            EXPECT_EQ(score, 0) << e.fen;
+            makeMove(*p, 0, m);
+            EXPECT_EQ(probeWdlValue(*p), 0) << e.fen;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 30);
+}
+
+TEST_F(TbRoot, LosingMoveResistsLongest) {
+    int checked = 0;
+    for (const char* pieces : {"KKQR", "KKR", "KKNP"}) {
+        for (const ExpectedProbe& e : linesOf(pieces, -2)) {
+            TestPosition p(e.fen);
+            int score = 0;
+            Move chosen = probeRoot(*p, &score);
+            if (chosen == NO_MOVE) continue;  // mated
+            EXPECT_LT(score, 0) << e.fen;
+            EXPECT_GE(score, -31872) << e.fen;
+            // Plies until the opponent's next zeroing move after each reply.
+            auto resistance = [&](Move m) {
+                makeMove(*p, 0, m);
+                int plies = p.pos->fiftyMove == 0 ? 0 : std::abs(probeDtzValue(*p));
+                unmakeMove(*p, 0, m);
+                return plies;
+            };
+            int best = resistance(chosen);
+            Move* end = generateLegal(0, *p);
+            std::vector<Move> moves(p.pos->plyStates[0].moveStart, end);
+            for (Move m : moves) EXPECT_LE(resistance(m), best) << e.fen;
+            EXPECT_EQ(score, -31872 + best + 1) << e.fen;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 30);
+}
+
+TEST_F(TbRoot, FiftyMoveCounterTurnsATooDistantWinIntoADraw) {
+    int checked = 0;
+    for (const ExpectedProbe& e : linesOf("KKQR", 2)) {
+        if (e.dtz < 10) continue;
+        TestPosition fresh(e.fen);
+        int score = 0;
+        ASSERT_NE(probeRoot(*fresh, &score), NO_MOVE);
+        int plies = 31872 - score;  // to the next zeroing move after the chosen one
+        ASSERT_GT(plies, 1);
+
+        TestPosition justInTime(withClock(e.fen, 100 - plies));
+        Move m = probeRoot(*justInTime, &score);
+        EXPECT_EQ(score, 31872 - plies) << e.fen;
+        TestPosition tooLate(withClock(e.fen, 101 - plies));
+        m = probeRoot(*tooLate, &score);
+        EXPECT_NE(m, NO_MOVE);
+        EXPECT_EQ(score, 0) << e.fen;
+        if (++checked == 10) break;
+    }
+    EXPECT_EQ(checked, 10);
+}
+
+TEST_F(TbRoot, MateInOneIsPlayed) {
+    TestPosition p("8/3R4/8/k1K5/8/8/8/8 w - - 0 1");
+    int score = 0;
+    Move m = probeRoot(*p, &score);
+    EXPECT_EQ(moveFrom(m), 51);  // d7
+    EXPECT_EQ(moveTo(m), 48);    // a7
+    EXPECT_EQ(score, 31999);
+}
+
+TEST_F(TbRoot, PositionsOutsideTheTablesGiveNoMove) {
+    int score = 5;
+    TestPosition castling("r3k3/8/8/8/8/8/8/4K3 b q - 0 1");
+    EXPECT_EQ(probeRoot(*castling, &score), NO_MOVE);
+    EXPECT_EQ(score, 0);
+    EXPECT_EQ(probeWdl(*castling), -1);
+    TestPosition noCastling("r3k3/8/8/8/8/8/8/4K3 b - - 0 1");
+    EXPECT_EQ(probeWdl(*noCastling), 4);  // KRvK, the rook's side to move
+    TestPosition many("4k3/8/8/8/8/8/PPPPPPPP/4K3 w - - 0 1");
+    EXPECT_EQ(probeRoot(*many, &score), NO_MOVE);
+    TestPosition missing("4k3/8/8/8/8/8/8/QQ2K1qq w - - 0 1");  // KQQvKQQ is not among the files
+    EXPECT_EQ(probeRoot(*missing, &score), NO_MOVE);
+}
+
+TEST_F(TbRoot, CursedWinsAndBlessedLossesScoreAsDrawsButKeepTheirSide) {
+    int checked = 0;
+    for (int wdl : {1, -1}) {
+        for (const ExpectedProbe& e : linesOf("BBKKN", wdl)) {
+            TestPosition p(e.fen);
+            int score = 7;
+            Move m = probeRoot(*p, &score);
+            ASSERT_NE(m, NO_MOVE) << e.fen;
+            EXPECT_EQ(score, 0) << e.fen;
+            makeMove(*p, 0, m);
+            // The opponent stays on the other side; a "loss" there lies exactly
+            // at the rule's limit, which the move just used up.
+            int child = probeWdlValue(*p);
+            EXPECT_TRUE(child == -wdl || (child == -2 * wdl && std::abs(probeDtzValue(*p)) >= 99)) << e.fen;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 20);
+}

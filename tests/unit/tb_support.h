@@ -1,0 +1,82 @@
+// Shared set-up for the tablebase tests: board tables, keys and positions.
+#pragma once
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "board/attacks.h"
+#include "board/position.h"
+#include "board/zobrist.h"
+#include "tablebase/registry.h"
+
+inline const std::string SYZYGY_DIR = std::string(SHARED_DIR) + "/syzygy";
+
+inline void initBoardTables() {
+    static bool done = false;
+    if (done) return;
+    initAttackTables();
+    initZobrist();
+    done = true;
+}
+
+// A heap position with its own move stack, read from a FEN.
+struct TestPosition {
+    std::unique_ptr<Position> pos = std::make_unique<Position>();
+    std::unique_ptr<Move[]> stack = std::make_unique<Move[]>(MOVE_STACK);
+
+    explicit TestPosition(const std::string& fen) {
+        initBoardTables();
+        pos->plyStates[0].moveStart = stack.get();
+        std::string error;
+        ok = setFen(*pos, fen, &error);
+    }
+    Position& operator*() { return *pos; }
+    bool ok = false;
+};
+
+// One line of the reference list: WDL -2..2 from the side to move, DTZ in plies.
+struct ExpectedProbe {
+    std::string fen;
+    int wdl;
+    int dtz;
+};
+
+inline int wdlOfWord(const std::string& w) {
+    if (w == "Win") return 2;
+    if (w == "CursedWin") return 1;
+    if (w == "Draw") return 0;
+    if (w == "BlessedLoss") return -1;
+    if (w == "Loss") return -2;
+    return -1000;
+}
+
+inline std::vector<ExpectedProbe> readExpectedProbes() {
+    std::vector<ExpectedProbe> out;
+    std::ifstream in(SYZYGY_DIR + "/expected.txt");
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.empty() || line[0] == '#') continue;
+        std::stringstream fields(line);
+        std::string fen, wdl, dtz;
+        std::getline(fields, fen, ';');
+        std::getline(fields, wdl, ';');
+        std::getline(fields, dtz, ';');
+        out.push_back({fen, wdlOfWord(wdl), std::atoi(dtz.c_str())});
+    }
+    return out;
+}
+
+// The pieces of a FEN's placement sorted, without colour: "KKQR" for KQvKR.
+inline std::string piecesOf(const std::string& fen) {
+    std::string out;
+    for (char c : fen.substr(0, fen.find(' ')))
+        if (std::isalpha(static_cast<unsigned char>(c))) out += char(std::toupper(static_cast<unsigned char>(c)));
+    std::sort(out.begin(), out.end());
+    return out;
+}

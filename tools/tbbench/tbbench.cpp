@@ -1,0 +1,160 @@
+// Tablebase probing speed on random legal positions of the tables in a
+// directory: WDL and DTZ probes per second, against the cost of generating
+// the legal moves of the same positions in the same run.
+//
+//   tbbench [directory] [positions] [seed]
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "board/attacks.h"
+#include "board/movegen.h"
+#include "board/position.h"
+#include "board/zobrist.h"
+#include "tablebase/probe.h"
+#include "tablebase/registry.h"
+
+namespace {
+
+// What a probe or the move generator reads of a position, small enough to
+// keep thousands of positions and copy one into the working position quickly.
+struct Snapshot {
+    uint8_t board[64];
+    Bitboard pieces[14];
+    uint64_t key, pawnKey;
+    uint8_t sideToMove;
+    int16_t fiftyMove;
+    posinfo root;
+};
+
+Snapshot takeSnapshot(const Position& p) {
+    Snapshot s;
+    std::memcpy(s.board, p.board, sizeof s.board);
+    std::memcpy(s.pieces, p.pieces, sizeof s.pieces);
+    s.key = p.key;
+    s.pawnKey = p.pawnKey;
+    s.sideToMove = p.sideToMove;
+    s.fiftyMove = p.fiftyMove;
+    s.root = p.plyStates[0];
+    return s;
+}
+
+void restore(Position& p, const Snapshot& s) {
+    std::memcpy(p.board, s.board, sizeof s.board);
+    std::memcpy(p.pieces, s.pieces, sizeof s.pieces);
+    p.key = s.key;
+    p.pawnKey = s.pawnKey;
+    p.sideToMove = s.sideToMove;
+    p.fiftyMove = s.fiftyMove;
+    Move* stack = p.plyStates[0].moveStart;
+    p.plyStates[0] = s.root;
+    p.plyStates[0].moveStart = stack;
+}
+
+// A random placement of a table's material ("KRPvKR"), or "" when it is not
+// a legal position.
+std::string randomFen(const std::string& name, std::mt19937_64& rng) {
+    char board[64];
+    std::memset(board, 0, sizeof board);
+    int colour = 0;
+    for (char c : name) {
+        if (c == 'v') { colour = 1; continue; }
+        char letter = colour ? char(c - 'A' + 'a') : c;
+        for (;;) {
+            int sq = int(rng() % 64);
+            if (board[sq]) continue;
+            if ((c == 'P') && (sq < 8 || sq >= 56)) continue;
+            board[sq] = letter;
+            break;
+        }
+    }
+    std::string fen;
+    for (int rank = 7; rank >= 0; --rank) {
+        int empty = 0;
+        for (int file = 0; file < 8; ++file) {
+            char c = board[rank * 8 + file];
+            if (!c) { ++empty; continue; }
+            if (empty) fen += char('0' + empty);
+            empty = 0;
+            fen += c;
+        }
+        if (empty) fen += char('0' + empty);
+        if (rank) fen += '/';
+    }
+    fen += rng() % 2 ? " w - - 0 1" : " b - - 0 1";
+    return fen;
+}
+
+double secondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::string dir = argc > 1 ? argv[1] : "../shared/syzygy";
+    int count = argc > 2 ? std::atoi(argv[2]) : 20000;
+    uint64_t seed = argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 1;
+
+    initAttackTables();
+    initZobrist();
+    if (!initTablebases(dir) || largestTablebase() == 0) {
+        std::fprintf(stderr, "no tables in %s\n", dir.c_str());
+        return 1;
+    }
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir))
+        if (entry.path().extension() == ".rtbw") names.push_back(entry.path().stem().string());
+    std::sort(names.begin(), names.end());
+
+    auto pos = std::make_unique<Position>();
+    auto stack = std::make_unique<Move[]>(MOVE_STACK);
+    pos->plyStates[0].moveStart = stack.get();
+    std::mt19937_64 rng(seed);
+    std::vector<Snapshot> positions;
+    while (int(positions.size()) < count) {
+        std::string fen = randomFen(names[rng() % names.size()], rng);
+        if (setFen(*pos, fen)) positions.push_back(takeSnapshot(*pos));
+    }
+
+    // First touch maps every file; the timed rounds below run on mapped tables.
+    long sink = 0;
+    for (const Snapshot& s : positions) {
+        restore(*pos, s);
+        sink += probeWdl(*pos) + probeDtzValue(*pos);
+    }
+
+    auto timeRounds = [&](int rounds, auto&& work) {
+        auto start = std::chrono::steady_clock::now();
+        for (int r = 0; r < rounds; ++r)
+            for (const Snapshot& s : positions) {
+                restore(*pos, s);
+                sink += work();
+            }
+        return secondsSince(start) / (double(rounds) * double(positions.size()));
+    };
+    double copyOnly = timeRounds(20, [&] { return long(pos->key & 1); });
+    double movegen = timeRounds(20, [&] { return long(generateLegal(0, *pos) - pos->plyStates[0].moveStart); });
+    double wdl = timeRounds(3, [&] { return long(probeWdl(*pos)); });
+    double dtz = timeRounds(1, [&] { return long(probeDtzValue(*pos)); });
+    movegen -= copyOnly;
+    wdl -= copyOnly;
+    dtz -= copyOnly;
+
+    std::printf("%zu random legal positions of %zu tables (up to %d pieces), seed %llu\n", positions.size(),
+                names.size(), largestTablebase(), (unsigned long long)seed);
+    std::printf("legal move generation (reference): %12.0f positions/s\n", 1.0 / movegen);
+    std::printf("WDL probe:                         %12.0f probes/s  (%.1f x the cost of move generation)\n",
+                1.0 / wdl, wdl / movegen);
+    std::printf("DTZ probe:                         %12.0f probes/s  (%.1f x the cost of move generation)\n",
+                1.0 / dtz, dtz / movegen);
+    std::printf("checksum %ld\n", sink);
+    return 0;
+}
