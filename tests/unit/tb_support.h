@@ -14,31 +14,9 @@
 #include "board/position.h"
 #include "board/zobrist.h"
 #include "tablebase/registry.h"
+#include "test_position.h"
 
 inline const std::string SYZYGY_DIR = std::string(SHARED_DIR) + "/syzygy";
-
-inline void initBoardTables() {
-    static bool done = false;
-    if (done) return;
-    initAttackTables();
-    initZobrist();
-    done = true;
-}
-
-// A heap position with its own move stack, read from a FEN.
-struct TestPosition {
-    std::unique_ptr<Position> pos = std::make_unique<Position>();
-    std::unique_ptr<Move[]> stack = std::make_unique<Move[]>(MOVE_STACK);
-
-    explicit TestPosition(const std::string& fen) {
-        initBoardTables();
-        pos->plyStates[0].moveStart = stack.get();
-        std::string error;
-        ok = setFen(*pos, fen, &error);
-    }
-    Position& operator*() { return *pos; }
-    bool ok = false;
-};
 
 // One line of the reference list: WDL -2..2 from the side to move, DTZ in plies.
 struct ExpectedProbe {

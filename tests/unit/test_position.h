@@ -40,6 +40,9 @@ struct TestPosition {
         ok = set(fen, &error);
         EXPECT_TRUE(ok) << fen << ": " << error;
     }
+    // A FEN that may be refused (generated positions): `ok` tells.
+    struct MayFail {};
+    TestPosition(const std::string& fen, MayFail) : TestPosition() { ok = set(fen); }
     bool set(const std::string& fen, std::string* error = nullptr) { return setFen(*pos, fen, error); }
     Position& operator*() { return *pos; }
     Position* operator->() { return pos.get(); }
