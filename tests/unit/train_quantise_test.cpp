@@ -122,7 +122,7 @@ TEST_F(TrainQuantise, IntegerInferenceFollowsTheFloatNet) {
     FloatNet exact;
     dequantiseNet(*q, exact);
     std::vector<TrainingRecord> records = syntheticRecords(2000, 1);
-    NetComparison c = compareFloatAndInteger(exact, *q, records, 2);
+    NetComparison c = compareFloatAndInteger(viewOf(exact), *q, records, 2);
     EXPECT_EQ(c.positions, 2000u);
     EXPECT_GT(c.meanAbsFloatError, 100.0);  // the scores are not all near zero
     EXPECT_LT(c.meanAbsDifference, 2.0);

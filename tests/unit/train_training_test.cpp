@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include "curve_svg.h"
+#include "net_compare.h"
+#include "quantise.h"
 #include "position_record.h"
 #include "synthetic.h"
 #include "training.h"
@@ -90,11 +92,18 @@ TEST_F(TrainTraining, TinyRunLowersTheLoss) {
     ASSERT_EQ(train.size(), 1200u);
     Trainer t;
     initTrainer(t, settings, 2);
-    double before = meanLoss(t.net, train, settings, 2);
+    double before = meanLoss(modelView(t), train, settings, 2);
     for (int epoch = 0; epoch < 5; ++epoch) trainEpoch(t, train, validation);
     ASSERT_EQ(t.history.size(), 5u);
     EXPECT_LT(t.history.back().trainLoss, t.history.front().trainLoss);
-    EXPECT_LT(meanLoss(t.net, train, settings, 2), 0.5 * before);
+    EXPECT_LT(meanLoss(modelView(t), train, settings, 2), 0.5 * before);
+
+    // The exported integer net scores like the trained float model.
+    auto q = newNnueNet();
+    quantiseNet(t.net, *q);
+    NetComparison c = compareFloatAndInteger(modelView(t), *q, train, 2);
+    EXPECT_GT(c.meanAbsFloatError, 0.0);
+    EXPECT_LT(c.meanAbsDifference, 3.0);
     EXPECT_GT(t.history.back().validationLoss, 0.0);  // measured, though too few positions to generalise
     EXPECT_GT(t.history.back().positionsPerSecond, 0.0);
 

@@ -34,7 +34,7 @@ bool saveCheckpoint(const Trainer& t, const std::string& path) {
     bool ok = std::fwrite(CHECKPOINT_MAGIC, 1, 4, f) == 4 && put(f, CHECKPOINT_VERSION) &&
               put(f, uint64_t(PARAM_COUNT)) && put(f, int32_t(s.batchSize)) && put(f, s.learningRate) &&
               put(f, s.learningRateDecay) && put(f, s.lambda) && put(f, s.sigmoidK) &&
-              put(f, s.validationFraction) && put(f, s.seed) && put(f, int32_t(t.epochsDone)) &&
+              put(f, s.validationFraction) && put(f, s.seed) && put(f, uint8_t(s.roundWeights)) && put(f, int32_t(t.epochsDone)) &&
               put(f, t.adam.step) && put(f, uint32_t(t.history.size()));
     for (const EpochStats& e : t.history)
         ok = ok && put(f, int32_t(e.epoch)) && put(f, e.trainLoss) && put(f, e.validationLoss) &&
@@ -63,10 +63,12 @@ bool loadCheckpoint(Trainer& t, const std::string& path, std::string* error) {
     TrainingSettings& s = t.settings;
     int32_t batch = 0, epochs = 0;
     uint32_t historySize = 0;
+    uint8_t roundWeights = 1;
     ok = get(f, batch) && get(f, s.learningRate) && get(f, s.learningRateDecay) && get(f, s.lambda) &&
-         get(f, s.sigmoidK) && get(f, s.validationFraction) && get(f, s.seed) && get(f, epochs) &&
+         get(f, s.sigmoidK) && get(f, s.validationFraction) && get(f, s.seed) && get(f, roundWeights) && get(f, epochs) &&
          get(f, t.adam.step) && get(f, historySize);
     s.batchSize = batch;
+    s.roundWeights = roundWeights != 0;
     t.epochsDone = epochs;
     t.history.clear();
     for (uint32_t i = 0; ok && i < historySize; ++i) {

@@ -84,6 +84,7 @@ void denseBackward(const float* __restrict x, const float* __restrict inputPre, 
     }
 }
 
+template <bool ROUND>
 void accumulate(const float* __restrict params, const float* __restrict bias, const uint16_t* features, int count,
                 float* __restrict acc) {
     // The rows are scattered over 50 MB: ask for all of them before summing,
@@ -96,33 +97,39 @@ void accumulate(const float* __restrict params, const float* __restrict bias, co
     for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] = bias[i];
     for (int n = 0; n < count; ++n) {
         const float* __restrict row = params + FT_WEIGHTS + size_t(features[n]) * FT_OUTPUTS;
-        for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] += row[i];
+        if (ROUND)
+            for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] += std::nearbyint(row[i] * ACTIVATION_ONE) * (1.0f / ACTIVATION_ONE);
+        else
+            for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] += row[i];
     }
     for (int i = 0; i < FT_OUTPUTS; ++i) acc[i] = sum[i];
 }
 
 } // namespace
 
-float forward(const FloatNet& net, const Sample& s, Activations& a) {
-    const float* p = net.params.data();
+float forward(const NetView& net, const Sample& s, Activations& a) {
+    auto p = [&](size_t offset) { return net.dense + (offset - DENSE_START); };
     for (int side = 0; side < 2; ++side) {
-        accumulate(p, p + FT_BIAS, s.features.index[side], s.features.count, a.acc[side]);
+        if (net.roundTransformer)
+            accumulate<true>(net.transformer, p(FT_BIAS), s.features.index[side], s.features.count, a.acc[side]);
+        else
+            accumulate<false>(net.transformer, p(FT_BIAS), s.features.index[side], s.features.count, a.acc[side]);
         for (int i = 0; i < FT_OUTPUTS; ++i) a.input[side * FT_OUTPUTS + i] = clip01(a.acc[side][i]);
     }
-    denseForward<L1_INPUTS, L1_OUTPUTS>(a.input, p + L1_WEIGHTS, p + L1_BIAS, a.z1);
+    denseForward<L1_INPUTS, L1_OUTPUTS>(a.input, p(L1_WEIGHTS), p(L1_BIAS), a.z1);
     for (int j = 0; j < L1_OUTPUTS; ++j) a.y1[j] = clip01(a.z1[j]);
-    denseForward<L1_OUTPUTS, L2_OUTPUTS>(a.y1, p + L2_WEIGHTS, p + L2_BIAS, a.z2);
+    denseForward<L1_OUTPUTS, L2_OUTPUTS>(a.y1, p(L2_WEIGHTS), p(L2_BIAS), a.z2);
     for (int j = 0; j < L2_OUTPUTS; ++j) a.y2[j] = clip01(a.z2[j]);
 
-    float out = p[OUT_BIAS];
-    for (int j = 0; j < L2_OUTPUTS; ++j) out += a.y2[j] * p[OUT_WEIGHTS + j];
+    float out = *p(OUT_BIAS);
+    for (int j = 0; j < L2_OUTPUTS; ++j) out += a.y2[j] * p(OUT_WEIGHTS)[j];
     a.score = out * RAW_PER_UNIT * s.scale;
     return a.score;
 }
 
-void backward(const FloatNet& net, const Sample& s, const Activations& a, float scoreGrad, float* denseGrad,
+void backward(const NetView& net, const Sample& s, const Activations& a, float scoreGrad, float* denseGrad,
               float accGrad[2][FT_OUTPUTS]) {
-    const float* p = net.params.data();
+    auto p = [&](size_t offset) { return net.dense + (offset - DENSE_START); };
     float* g = denseGrad - DENSE_START;  // index g with the global parameter offsets
 
     float outGrad = scoreGrad * RAW_PER_UNIT * s.scale;
@@ -131,22 +138,36 @@ void backward(const FloatNet& net, const Sample& s, const Activations& a, float 
     for (int j = 0; j < L2_OUTPUTS; ++j) {
         g[OUT_WEIGHTS + j] += outGrad * a.y2[j];
         bool linear = a.z2[j] > 0.0f && a.z2[j] < 1.0f;
-        gz2[j] = linear ? outGrad * p[OUT_WEIGHTS + j] : 0.0f;
+        gz2[j] = linear ? outGrad * p(OUT_WEIGHTS)[j] : 0.0f;
         g[L2_BIAS + j] += gz2[j];
     }
 
     float gz1[L1_OUTPUTS];
-    denseBackward<L1_OUTPUTS, L2_OUTPUTS>(a.y1, a.z1, p + L2_WEIGHTS, gz2, g + L2_WEIGHTS, gz1);
+    denseBackward<L1_OUTPUTS, L2_OUTPUTS>(a.y1, a.z1, p(L2_WEIGHTS), gz2, g + L2_WEIGHTS, gz1);
     for (int j = 0; j < L1_OUTPUTS; ++j) g[L1_BIAS + j] += gz1[j];
 
     float gInput[L1_INPUTS];
     const float* accFlat = &a.acc[0][0];  // the two halves in input order
-    denseBackward<L1_INPUTS, L1_OUTPUTS>(a.input, accFlat, p + L1_WEIGHTS, gz1, g + L1_WEIGHTS, gInput);
+    denseBackward<L1_INPUTS, L1_OUTPUTS>(a.input, accFlat, p(L1_WEIGHTS), gz1, g + L1_WEIGHTS, gInput);
     for (int side = 0; side < 2; ++side)
         for (int k = 0; k < FT_OUTPUTS; ++k) {
             accGrad[side][k] = gInput[side * FT_OUTPUTS + k];
             g[FT_BIAS + k] += gInput[side * FT_OUTPUTS + k];
         }
+}
+
+void roundDenseToGrid(const FloatNet& net, std::vector<float>& out) {
+    out.assign(net.params.begin() + DENSE_START, net.params.end());
+    auto round = [&](size_t from, size_t to, float one) {
+        for (size_t i = from; i < to; ++i) out[i - DENSE_START] = std::nearbyint(out[i - DENSE_START] * one) / one;
+    };
+    round(FT_BIAS, L1_WEIGHTS, ACTIVATION_ONE);
+    round(L1_WEIGHTS, L1_BIAS, WEIGHT_ONE);
+    round(L1_BIAS, L2_WEIGHTS, RAW_PER_UNIT);
+    round(L2_WEIGHTS, L2_BIAS, WEIGHT_ONE);
+    round(L2_BIAS, OUT_WEIGHTS, RAW_PER_UNIT);
+    round(OUT_WEIGHTS, OUT_BIAS, WEIGHT_ONE);
+    round(OUT_BIAS, PARAM_COUNT, RAW_PER_UNIT);
 }
 
 LossTerms positionLoss(float score, float target, float k) {

@@ -73,14 +73,33 @@ struct Activations {
     float score;                // centipawns, side to move's view
 };
 
-float forward(const FloatNet& net, const Sample& s, Activations& a);
+// The parameters one pass reads: the transformer weights, and the dense part
+// (from the transformer biases on) either of the same net or a rounded copy.
+struct NetView {
+    const float* transformer;  // the flat parameters; only the transformer weights are read
+    const float* dense;        // DENSE_COUNT values, the parameter at DENSE_START first
+    bool roundTransformer = false;  // read the transformer weights rounded to steps of 1/127
+};
+inline NetView viewOf(const FloatNet& net) { return {net.params.data(), net.params.data() + DENSE_START, false}; }
+
+// The dense part rounded to the steps its integer types can take. Training
+// reads this copy and applies the gradients to the unrounded values, so the
+// net learns weights that still work after quantising.
+void roundDenseToGrid(const FloatNet& net, std::vector<float>& out);
+
+float forward(const NetView& net, const Sample& s, Activations& a);
+inline float forward(const FloatNet& net, const Sample& s, Activations& a) { return forward(viewOf(net), s, a); }
 
 // Adds d(loss)/d(parameter) for the dense part into denseGrad (indexed from
 // DENSE_START) and writes the gradient of each perspective's transformer sums
 // into accGrad; the transformer weights of a feature of perspective p receive
 // accGrad[p], which the caller adds where it owns the rows.
-void backward(const FloatNet& net, const Sample& s, const Activations& a, float scoreGrad, float* denseGrad,
+void backward(const NetView& net, const Sample& s, const Activations& a, float scoreGrad, float* denseGrad,
               float accGrad[2][FT_OUTPUTS]);
+inline void backward(const FloatNet& net, const Sample& s, const Activations& a, float scoreGrad, float* denseGrad,
+                     float accGrad[2][FT_OUTPUTS]) {
+    backward(viewOf(net), s, a, scoreGrad, denseGrad, accGrad);
+}
 
 // The loss of one position: squared difference between the predicted win
 // probability sigmoid(score / k) and the target; also d(loss)/d(score).

@@ -7,7 +7,7 @@
 #include "quantise.h"
 #include "training.h"
 
-NetComparison compareFloatAndInteger(const FloatNet& floatNet, const NnueNet& integerNet,
+NetComparison compareFloatAndInteger(const NetView& floatNet, const NnueNet& integerNet,
                                      const std::vector<TrainingRecord>& records, int threads) {
     struct Sums { double diff = 0, maxDiff = 0, floatError = 0, intError = 0; };
     std::vector<Sums> sums(threads);

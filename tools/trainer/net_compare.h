@@ -15,5 +15,5 @@ struct NetComparison {
     double meanAbsIntegerError = 0;  // |integer - search score|
 };
 
-NetComparison compareFloatAndInteger(const FloatNet& floatNet, const NnueNet& integerNet,
+NetComparison compareFloatAndInteger(const NetView& floatNet, const NnueNet& integerNet,
                                      const std::vector<TrainingRecord>& records, int threads);

@@ -52,7 +52,8 @@ int main(int argc, char** argv) {
         dequantiseNet(nnue, trainer.net);
     }
     int threads = std::max(1u, std::thread::hardware_concurrency());
-    NetComparison c = compareFloatAndInteger(trainer.net, nnue, records, threads);
+    NetView model = paths.size() == 3 ? modelView(trainer) : viewOf(trainer.net);
+    NetComparison c = compareFloatAndInteger(model, nnue, records, threads);
     std::cout << std::fixed << std::setprecision(2) << c.positions << " positions\n"
               << "mean |float - integer|: " << c.meanAbsDifference << " cp (largest " << c.maxAbsDifference << " cp)\n"
               << "mean |float - search score|: " << c.meanAbsFloatError << " cp\n"

@@ -25,6 +25,8 @@ int usage() {
         "      --lambda X (0.75: weight of the search score, the rest on the game result)\n"
         "      --k X (173.718 centipawns in sigmoid(score / k))  --validation X (0.02)\n"
         "      --threads N (all cores)  --seed N (1)  --resume CHECKPOINT\n"
+        "      --round-weights 0|1 (1: the forward pass reads every weight rounded to the integer\n"
+        "        steps of the network file, so the exported net keeps the float net's accuracy)\n"
         "    Writes DIR/checkpoint.bin, DIR/net.nnue, DIR/curve.svg and DIR/log.csv after every epoch.\n"
         "    On --resume the settings stored in the checkpoint are used; --epochs is the total to reach.\n"
         "  nnue_trainer export --checkpoint FILE --out NET\n"
@@ -100,6 +102,7 @@ int train(const std::multimap<std::string, std::string>& o) {
         s.sigmoidK = std::stof(option(o, "k", std::to_string(DEFAULT_SIGMOID_K)));
         s.validationFraction = std::stod(option(o, "validation", "0.02"));
         s.seed = std::stoull(option(o, "seed", "1"));
+        s.roundWeights = option(o, "round-weights", "1") != "0";
         initTrainer(t, s, threads);
     }
     int epochs = std::stoi(option(o, "epochs", "20"));
@@ -174,7 +177,7 @@ int bench(const std::multimap<std::string, std::string>& o) {
     FloatNet net;
     initRandomNet(net, 1);
     auto start = std::chrono::steady_clock::now();
-    meanLoss(net, data, TrainingSettings{}, 1);
+    meanLoss(viewOf(net), data, TrainingSettings{}, 1);
     double forwardRate = double(positions) / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     double one = benchmarkTraining(data, 1, batch);
     std::cout << std::fixed << std::setprecision(0) << "forward only, 1 thread: " << forwardRate << " positions/s\n"

@@ -38,6 +38,12 @@ void initTrainer(Trainer& t, const TrainingSettings& settings, int threads) {
     t.history.clear();
 }
 
+NetView modelView(Trainer& t) {
+    if (!t.settings.roundWeights) return viewOf(t.net);
+    roundDenseToGrid(t.net, t.roundedDense);
+    return {t.net.params.data(), t.roundedDense.data(), true};
+}
+
 float blendedTarget(const TrainingRecord& r, float lambda, float k) {
     return lambda * sigmoid(float(r.score) / k) + (1.0f - lambda) * resultValue(r);
 }
@@ -65,6 +71,7 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
     std::vector<double> losses(threads);
     const float gradScale = 1.0f / float(count);
     const TrainingSettings& st = t.settings;
+    const NetView view = modelView(t);
 
     // Forward and backward, positions split into contiguous slices.
     parallelFor(threads, [&](int id) {
@@ -74,11 +81,11 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
         for (size_t b = from; b < to; ++b) {
             Sample& s = t.samples[b];
             s = makeSample(data[order[begin + b]], st.lambda, st.sigmoidK);
-            float score = forward(t.net, s, a);
+            float score = forward(view, s, a);
             LossTerms terms = positionLoss(score, s.target, st.sigmoidK);
             lossSum += terms.loss;
             auto accGrad = reinterpret_cast<float(*)[FT_OUTPUTS]>(t.accGrads.data() + b * L1_INPUTS);
-            backward(t.net, s, a, terms.scoreGrad * gradScale, denseGrads[id].data(), accGrad);
+            backward(view, s, a, terms.scoreGrad * gradScale, denseGrads[id].data(), accGrad);
         }
         losses[id] = lossSum;
     });
@@ -129,7 +136,7 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
     return lossSum / double(count);
 }
 
-double meanLoss(const FloatNet& net, const std::vector<TrainingRecord>& data, const TrainingSettings& settings,
+double meanLoss(const NetView& net, const std::vector<TrainingRecord>& data, const TrainingSettings& settings,
                 int threads) {
     if (data.empty()) return 0.0;
     std::vector<double> sums(threads);
@@ -167,7 +174,7 @@ EpochStats trainEpoch(Trainer& t, const std::vector<TrainingRecord>& train,
     EpochStats stats;
     stats.epoch = t.epochsDone + 1;
     stats.trainLoss = train.empty() ? 0.0 : lossSum / double(train.size());
-    stats.validationLoss = meanLoss(t.net, validation, t.settings, t.threads);
+    stats.validationLoss = meanLoss(modelView(t), validation, t.settings, t.threads);
     stats.seconds = seconds;
     stats.positionsPerSecond = seconds > 0 ? double(train.size()) / seconds : 0.0;
     t.epochsDone += 1;

@@ -21,6 +21,7 @@ struct TrainingSettings {
     float sigmoidK = DEFAULT_SIGMOID_K;
     double validationFraction = 0.02;
     uint64_t seed = 1;
+    bool roundWeights = true;     // train through the weights rounded as the network file holds them
 };
 
 struct EpochStats {
@@ -49,10 +50,17 @@ struct Trainer {
     std::vector<uint8_t> touched;
     std::vector<Sample> samples;
     std::vector<float> accGrads;
+    std::vector<float> roundedDense;
 };
 
 // A fresh trainer with a randomly initialised network.
 void initTrainer(Trainer& t, const TrainingSettings& settings, int threads);
+
+// The float model as training sees it. With settings.roundWeights every weight
+// and bias is read rounded to the integer steps of the network file (the dense
+// part from a copy refreshed here, the transformer rows as they are summed);
+// the gradients still go to the unrounded values.
+NetView modelView(Trainer& t);
 
 // The network input of a record with the blended target.
 Sample makeSample(const TrainingRecord& r, float lambda, float k);
@@ -63,7 +71,7 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
                   size_t begin, size_t end);
 
 // Mean loss over records without changing anything.
-double meanLoss(const FloatNet& net, const std::vector<TrainingRecord>& data, const TrainingSettings& settings,
+double meanLoss(const NetView& net, const std::vector<TrainingRecord>& data, const TrainingSettings& settings,
                 int threads);
 
 // One pass over the training records in a fresh random order, then the validation loss.
