@@ -123,7 +123,15 @@ int train(const std::multimap<std::string, std::string>& o) {
     if (trainSet.empty()) return 1;
 
     while (t.epochsDone < epochs) {
-        EpochStats e = trainEpoch(t, trainSet, validation);
+        auto lastReport = std::chrono::steady_clock::now();
+        auto progress = [&](size_t done, size_t total, double loss) {
+            auto now = std::chrono::steady_clock::now();
+            if (now - lastReport < std::chrono::seconds(10) || done == total) return;
+            lastReport = now;
+            std::cerr << "  epoch " << t.epochsDone + 1 << ": " << done * 100 / total << "% done, loss so far "
+                      << std::fixed << std::setprecision(6) << loss << std::defaultfloat << std::endl;
+        };
+        EpochStats e = trainEpoch(t, trainSet, validation, progress);
         std::cout << "epoch " << e.epoch << "  loss " << std::fixed << std::setprecision(6) << e.trainLoss
                   << "  validation " << e.validationLoss << "  " << std::setprecision(0) << e.positionsPerSecond
                   << " positions/s  " << std::setprecision(1) << e.seconds << " s" << std::defaultfloat << std::endl;

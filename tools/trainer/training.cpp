@@ -156,7 +156,7 @@ double meanLoss(const NetView& net, const std::vector<TrainingRecord>& data, con
 }
 
 EpochStats trainEpoch(Trainer& t, const std::vector<TrainingRecord>& train,
-                      const std::vector<TrainingRecord>& validation) {
+                      const std::vector<TrainingRecord>& validation, const EpochProgress& progress) {
     auto start = std::chrono::steady_clock::now();
     std::vector<uint32_t> order(train.size());
     for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
@@ -168,6 +168,7 @@ EpochStats trainEpoch(Trainer& t, const std::vector<TrainingRecord>& train,
     for (size_t begin = 0; begin < order.size(); begin += batchSize) {
         size_t end = std::min(order.size(), begin + batchSize);
         lossSum += trainBatch(t, train, order, begin, end) * double(end - begin);
+        if (progress) progress(end, order.size(), lossSum / double(end));
     }
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -74,9 +75,12 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
 double meanLoss(const NetView& net, const std::vector<TrainingRecord>& data, const TrainingSettings& settings,
                 int threads);
 
+// Told after each batch how many positions of the epoch are done and their mean loss so far.
+using EpochProgress = std::function<void(size_t done, size_t total, double meanLoss)>;
+
 // One pass over the training records in a fresh random order, then the validation loss.
 EpochStats trainEpoch(Trainer& t, const std::vector<TrainingRecord>& train,
-                      const std::vector<TrainingRecord>& validation);
+                      const std::vector<TrainingRecord>& validation, const EpochProgress& progress = nullptr);
 
 // Splits records (consumed) into a training and a held-out set, the same way for the same seed.
 void splitValidation(std::vector<TrainingRecord>& all, double fraction, uint64_t seed,
