@@ -87,7 +87,7 @@ bool recordFromTextLine(const std::string& line, const TextLineOptions& options,
     if (!recordFromFen(fen, 0, RESULT_DRAW, r, &why)) return setError(error, "bad FEN: " + why);
     bool blackToMove = r.sideToMove == BLACK;
     if (options.scoreFromWhite && blackToMove) score = -score;
-    if (options.resultFromWhite && blackToMove) result = 2 - result;
+    if (options.resultFromWhite) result = moverResult(GameResult(result), r.sideToMove);
     r.score = int16_t(std::clamp(score, -32767L, 32767L));
     r.result = uint8_t(result);
     return true;

@@ -46,6 +46,11 @@ bool packPlacement(const uint8_t board[64], TrainingRecord& r);
 inline int packedPiece(const TrainingRecord& r, int n) { return (r.pieces[n >> 1] >> ((n & 1) * 4)) & 15; }
 void unpackPlacement(const TrainingRecord& r, uint8_t board[64]);
 
+// A game's result for White turned to the view of the side to move.
+inline GameResult moverResult(GameResult whiteResult, int sideToMove) {
+    return sideToMove == WHITE ? whiteResult : GameResult(RESULT_WIN - whiteResult);
+}
+
 // The result as a training target in 0..1 (loss, draw, win = 0, 0.5, 1).
 inline float resultValue(const TrainingRecord& r) { return r.result * 0.5f; }
 

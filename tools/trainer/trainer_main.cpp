@@ -58,8 +58,9 @@ int defaultThreads() { return std::max(1u, std::thread::hardware_concurrency());
 
 std::string describe(const Trainer& t, size_t positions) {
     std::ostringstream d;
-    d << "Quorvane network trained by nnue_trainer: " << t.epochsDone << " epochs on " << positions
-      << " positions, lambda " << t.settings.lambda << ", k " << t.settings.sigmoidK;
+    d << "Quorvane network trained by nnue_trainer: " << t.epochsDone << " epochs";
+    if (positions) d << " on " << positions << " positions";
+    d << ", lambda " << t.settings.lambda << ", k " << t.settings.sigmoidK;
     return d.str();
 }
 
@@ -120,7 +121,10 @@ int train(const std::multimap<std::string, std::string>& o) {
     splitValidation(all, t.settings.validationFraction, t.settings.seed, trainSet, validation);
     std::cout << trainSet.size() << " training positions, " << validation.size() << " held out, " << t.threads
               << " threads" << std::endl;
-    if (trainSet.empty()) return 1;
+    if (trainSet.empty()) {
+        std::cerr << "no positions left to train on\n";
+        return 1;
+    }
 
     while (t.epochsDone < epochs) {
         auto lastReport = std::chrono::steady_clock::now();
