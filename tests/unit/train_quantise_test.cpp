@@ -51,6 +51,15 @@ TEST_F(TrainQuantise, ExportLoadsIntoTheEngineUnchanged) {
     std::stringstream file;
     ASSERT_TRUE(writeNet(file, *q, description));
     EXPECT_EQ(file.str().size(), 25184056u + description.size());
+    // The engine's weights are process-wide: put them back afterwards.
+    auto saved = newNnueNet();
+    std::memcpy(saved.get(), &nnue, sizeof nnue);
+    bool savedLoaded = netLoaded;
+    struct Restore {
+        NnueNet* copy;
+        bool loaded;
+        ~Restore() { std::memcpy(&nnue, copy, sizeof nnue); netLoaded = loaded; }
+    } restore{saved.get(), savedLoaded};
     std::memset(&nnue, 0, sizeof nnue);
     testing::internal::CaptureStdout();
     EXPECT_TRUE(loadNet(file));
