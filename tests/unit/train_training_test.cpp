@@ -1,0 +1,177 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <unistd.h>
+
+#include "curve_svg.h"
+#include "net_compare.h"
+#include "quantise.h"
+#include "position_record.h"
+#include "synthetic.h"
+#include "training.h"
+
+namespace {
+
+class TrainTraining : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { initRecordTables(); }
+};
+
+double batchLoss(const FloatNet& net, const std::vector<Sample>& samples, float k) {
+    Activations a;
+    double sum = 0;
+    for (const Sample& s : samples) sum += positionLoss(forward(net, s, a), s.target, k).loss;
+    return sum / double(samples.size());
+}
+
+TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
+    const float k = DEFAULT_SIGMOID_K;
+    std::vector<TrainingRecord> records = syntheticRecords(6, 21);
+    std::vector<Sample> samples;
+    for (const TrainingRecord& r : records) samples.push_back(makeSample(r, 0.6f, k));
+    FloatNet net;
+    initRandomNet(net, 3);
+    for (size_t i = OUT_WEIGHTS; i < OUT_BIAS; ++i) net.params[i] *= 4.0f;  // scores of some hundreds
+
+    // Analytic gradient: dense part directly, transformer rows from the sums' gradients.
+    std::vector<float> dense(DENSE_COUNT);
+    std::vector<double> transformer(size_t(FT_INPUTS) * FT_OUTPUTS);
+    Activations a;
+    for (const Sample& s : samples) {
+        float accGrad[2][FT_OUTPUTS];
+        LossTerms t = positionLoss(forward(net, s, a), s.target, k);
+        backward(net, s, a, t.scoreGrad / float(samples.size()), dense.data(), accGrad);
+        for (int side = 0; side < 2; ++side)
+            for (int n = 0; n < s.features.count; ++n)
+                for (int i = 0; i < FT_OUTPUTS; ++i)
+                    transformer[size_t(s.features.index[side][n]) * FT_OUTPUTS + i] += accGrad[side][i];
+    }
+    auto analytic = [&](size_t p) { return p < DENSE_START ? transformer[p] : double(dense[p - DENSE_START]); };
+
+    // In each block, check the parameters with the largest gradients.
+    const size_t blocks[][2] = {{FT_WEIGHTS, FT_BIAS}, {FT_BIAS, L1_WEIGHTS}, {L1_WEIGHTS, L1_BIAS},
+                                {L1_BIAS, L2_WEIGHTS}, {L2_WEIGHTS, L2_BIAS}, {L2_BIAS, OUT_WEIGHTS},
+                                {OUT_WEIGHTS, OUT_BIAS}, {OUT_BIAS, PARAM_COUNT}};
+    int checked = 0;
+    for (auto [from, to] : blocks) {
+        std::vector<size_t> best;
+        for (size_t p = from; p < to; ++p) {
+            if (analytic(p) == 0.0) continue;
+            best.push_back(p);
+            std::sort(best.begin(), best.end(), [&](size_t x, size_t y) { return std::abs(analytic(x)) > std::abs(analytic(y)); });
+            if (best.size() > 3) best.pop_back();
+        }
+        ASSERT_FALSE(best.empty());
+        for (size_t p : best) {
+            const float eps = 1e-3f;
+            float saved = net.params[p];
+            net.params[p] = saved + eps;
+            double up = batchLoss(net, samples, k);
+            net.params[p] = saved - eps;
+            double down = batchLoss(net, samples, k);
+            net.params[p] = saved;
+            double numeric = (up - down) / (2.0 * double(eps));
+            EXPECT_NEAR(analytic(p), numeric, 0.03 * std::abs(numeric) + 1e-7) << "parameter " << p;
+            ++checked;
+        }
+    }
+    EXPECT_EQ(checked, 8 * 3 - 2);  // the output bias is a block of one
+}
+
+TEST_F(TrainTraining, TinyRunLowersTheLoss) {
+    std::vector<TrainingRecord> all = syntheticRecords(1500, 17);
+    std::vector<TrainingRecord> train, validation;
+    TrainingSettings settings;
+    settings.batchSize = 100;
+    settings.lambda = 0.8f;
+    splitValidation(all, 0.2, 4, train, validation);
+    ASSERT_EQ(validation.size(), 300u);
+    ASSERT_EQ(train.size(), 1200u);
+    Trainer t;
+    initTrainer(t, settings, 2);
+    double before = meanLoss(modelView(t), train, settings, 2);
+    for (int epoch = 0; epoch < 5; ++epoch) trainEpoch(t, train, validation);
+    ASSERT_EQ(t.history.size(), 5u);
+    EXPECT_LT(t.history.back().trainLoss, t.history.front().trainLoss);
+    EXPECT_LT(meanLoss(modelView(t), train, settings, 2), 0.5 * before);
+
+    // The exported integer net scores like the trained float model.
+    auto q = newNnueNet();
+    quantiseNet(t.net, *q);
+    NetComparison c = compareFloatAndInteger(modelView(t), *q, train, 2);
+    EXPECT_GT(c.meanAbsFloatError, 0.0);
+    EXPECT_LT(c.meanAbsDifference, 1.5);
+    EXPECT_GT(t.history.back().validationLoss, 0.0);  // measured, though too few positions to generalise
+    EXPECT_GT(t.history.back().positionsPerSecond, 0.0);
+
+    std::string svg = curveSvg(t.history);
+    EXPECT_EQ(svg.rfind("<svg", 0), 0u);
+    EXPECT_NE(svg.find("<polyline"), std::string::npos);
+    EXPECT_NE(svg.find("</svg>"), std::string::npos);
+}
+
+TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
+    std::vector<TrainingRecord> data = syntheticRecords(300, 2);
+    std::vector<uint32_t> order(data.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    Trainer one, three;
+    initTrainer(one, TrainingSettings{}, 1);
+    initTrainer(three, TrainingSettings{}, 3);
+    double lossOne = trainBatch(one, data, order, 0, data.size());
+    double lossThree = trainBatch(three, data, order, 0, data.size());
+    EXPECT_NEAR(lossOne, lossThree, 1e-9);
+    double largest = 0;
+    for (size_t i = 0; i < PARAM_COUNT; ++i) {
+        largest = std::max(largest, double(std::abs(one.net.params[i] - three.net.params[i])));
+    }
+    EXPECT_LT(largest, 1e-5);
+
+    // Only the rows of the features in the batch moved, and all of them did.
+    std::vector<bool> active(FT_INPUTS);
+    for (const TrainingRecord& r : data) {
+        PositionFeatures f = extractFeatures(r);
+        for (int side = 0; side < 2; ++side)
+            for (int n = 0; n < f.count; ++n) active[f.index[side][n]] = true;
+    }
+    Trainer untouched;
+    initTrainer(untouched, TrainingSettings{}, 1);
+    for (int feature = 0; feature < FT_INPUTS; ++feature) {
+        size_t row = FT_WEIGHTS + size_t(feature) * FT_OUTPUTS, moved = 0;
+        for (int i = 0; i < FT_OUTPUTS; ++i) moved += one.net.params[row + i] != untouched.net.params[row + i];
+        if (active[feature]) EXPECT_GT(moved, 0u) << "feature " << feature;
+        else ASSERT_EQ(moved, 0u) << "feature " << feature;
+    }
+}
+
+TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
+    std::vector<TrainingRecord> all = syntheticRecords(600, 8), train, validation;
+    TrainingSettings settings;
+    settings.batchSize = 128;
+    splitValidation(all, 0.1, 1, train, validation);
+    Trainer straight;
+    initTrainer(straight, settings, 2);
+    trainEpoch(straight, train, validation);
+    trainEpoch(straight, train, validation);
+
+    Trainer first;
+    initTrainer(first, settings, 2);
+    trainEpoch(first, train, validation);
+    std::string path = (std::filesystem::temp_directory_path() / ("quorvane_ck_" + std::to_string(::getpid()))).string();
+    ASSERT_TRUE(saveCheckpoint(first, path));
+    Trainer resumed;
+    resumed.threads = 2;
+    ASSERT_TRUE(loadCheckpoint(resumed, path));
+    std::remove(path.c_str());
+    EXPECT_EQ(resumed.epochsDone, 1);
+    EXPECT_EQ(resumed.settings.batchSize, 128);
+    trainEpoch(resumed, train, validation);
+    ASSERT_EQ(resumed.history.size(), 2u);
+    EXPECT_DOUBLE_EQ(resumed.history[0].trainLoss, straight.history[0].trainLoss);
+    EXPECT_DOUBLE_EQ(resumed.history[1].validationLoss, straight.history[1].validationLoss);
+    EXPECT_TRUE(resumed.net.params == straight.net.params);
+}
+
+} // namespace

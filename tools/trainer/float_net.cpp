@@ -1,0 +1,177 @@
+#include "float_net.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+// splitmix64: fast enough to fill the 12.6 million transformer weights.
+struct SplitMix {
+    uint64_t state;
+    uint64_t next() {
+        uint64_t z = (state += 0x9e3779b97f4a7c15ull);
+        z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9ull;
+        z = (z ^ (z >> 27)) * 0x94d049bb133111ebull;
+        return z ^ (z >> 31);
+    }
+    float uniform(float limit) { return (float(next() >> 40) / float(1 << 24) * 2.0f - 1.0f) * limit; }
+};
+
+inline float clip01(float x) { return std::min(std::max(x, 0.0f), 1.0f); }
+
+} // namespace
+
+void initRandomNet(FloatNet& net, uint64_t seed) {
+    SplitMix rng{seed};
+    float* p = net.params.data();
+    // About 30 pieces add up per perspective: keep their sum well inside the 0..1 window.
+    for (size_t i = FT_WEIGHTS; i < FT_BIAS; ++i) p[i] = rng.uniform(0.05f);
+    for (size_t i = FT_BIAS; i < L1_WEIGHTS; ++i) p[i] = 0.5f;
+    for (size_t i = L1_WEIGHTS; i < L1_BIAS; ++i) p[i] = rng.uniform(1.0f / std::sqrt(float(L1_INPUTS)));
+    for (size_t i = L1_BIAS; i < L2_WEIGHTS; ++i) p[i] = 0.5f;
+    for (size_t i = L2_WEIGHTS; i < L2_BIAS; ++i) p[i] = rng.uniform(1.0f / std::sqrt(float(L1_OUTPUTS)));
+    for (size_t i = L2_BIAS; i < OUT_WEIGHTS; ++i) p[i] = 0.5f;
+    for (size_t i = OUT_WEIGHTS; i < OUT_BIAS; ++i) p[i] = rng.uniform(1.0f / std::sqrt(float(L2_OUTPUTS)));
+    p[OUT_BIAS] = 0.0f;
+}
+
+void clipDense(FloatNet& net) {
+    float* p = net.params.data();
+    for (size_t i = FT_BIAS; i < L1_WEIGHTS; ++i) p[i] = std::clamp(p[i], -FT_WEIGHT_LIMIT, FT_WEIGHT_LIMIT);
+    for (size_t i = L1_WEIGHTS; i < L1_BIAS; ++i) p[i] = std::clamp(p[i], -LAYER_WEIGHT_LIMIT, LAYER_WEIGHT_LIMIT);
+    for (size_t i = L2_WEIGHTS; i < L2_BIAS; ++i) p[i] = std::clamp(p[i], -LAYER_WEIGHT_LIMIT, LAYER_WEIGHT_LIMIT);
+    for (size_t i = OUT_WEIGHTS; i < OUT_BIAS; ++i) p[i] = std::clamp(p[i], -LAYER_WEIGHT_LIMIT, LAYER_WEIGHT_LIMIT);
+}
+
+void clipTransformerRow(FloatNet& net, int feature) {
+    float* row = net.params.data() + FT_WEIGHTS + size_t(feature) * FT_OUTPUTS;
+    for (int i = 0; i < FT_OUTPUTS; ++i) row[i] = std::clamp(row[i], -FT_WEIGHT_LIMIT, FT_WEIGHT_LIMIT);
+}
+
+namespace {
+
+// z = bias + sum over the non-zero inputs x[i] of x[i] * (row i of the input-major weights).
+template <int INPUTS, int OUTPUTS>
+void denseForward(const float* __restrict x, const float* __restrict weights, const float* __restrict bias,
+                  float* __restrict z) {
+    float sum[OUTPUTS];
+    for (int j = 0; j < OUTPUTS; ++j) sum[j] = bias[j];
+    for (int i = 0; i < INPUTS; ++i) {
+        float xi = x[i];
+        if (xi == 0.0f) continue;
+        const float* __restrict w = weights + i * OUTPUTS;
+        for (int j = 0; j < OUTPUTS; ++j) sum[j] += xi * w[j];
+    }
+    for (int j = 0; j < OUTPUTS; ++j) z[j] = sum[j];
+}
+
+// For a layer with gradient gz at its pre-activations: adds x[i] * gz to the
+// weight gradient of every non-zero input, and returns through gx the
+// gradient of each input whose own pre-activation lay inside 0..1 (others 0).
+template <int INPUTS, int OUTPUTS>
+void denseBackward(const float* __restrict x, const float* __restrict inputPre, const float* __restrict weights,
+                   const float* __restrict gz, float* __restrict weightGrad, float* __restrict gx) {
+    for (int i = 0; i < INPUTS; ++i) {
+        const float* __restrict w = weights + i * OUTPUTS;
+        float* __restrict gw = weightGrad + i * OUTPUTS;
+        float xi = x[i];
+        if (xi != 0.0f)
+            for (int j = 0; j < OUTPUTS; ++j) gw[j] += xi * gz[j];
+        float sum = 0.0f;
+        if (inputPre[i] > 0.0f && inputPre[i] < 1.0f)
+            for (int j = 0; j < OUTPUTS; ++j) sum += w[j] * gz[j];
+        gx[i] = sum;
+    }
+}
+
+template <bool ROUND>
+void accumulate(const float* __restrict params, const float* __restrict bias, const uint16_t* features, int count,
+                float* __restrict acc) {
+    // The rows are scattered over 50 MB: ask for all of them before summing,
+    // so that the memory fetches overlap.
+    for (int n = 0; n < count; ++n) {
+        const char* row = reinterpret_cast<const char*>(params + FT_WEIGHTS + size_t(features[n]) * FT_OUTPUTS);
+        for (int line = 0; line < FT_OUTPUTS * 4; line += 64) __builtin_prefetch(row + line);
+    }
+    float sum[FT_OUTPUTS];
+    for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] = bias[i];
+    for (int n = 0; n < count; ++n) {
+        const float* __restrict row = params + FT_WEIGHTS + size_t(features[n]) * FT_OUTPUTS;
+        if (ROUND)
+            for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] += std::nearbyint(row[i] * ACTIVATION_ONE) * (1.0f / ACTIVATION_ONE);
+        else
+            for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] += row[i];
+    }
+    for (int i = 0; i < FT_OUTPUTS; ++i) acc[i] = sum[i];
+}
+
+} // namespace
+
+float forward(const NetView& net, const Sample& s, Activations& a) {
+    auto p = [&](size_t offset) { return net.dense + (offset - DENSE_START); };
+    for (int side = 0; side < 2; ++side) {
+        if (net.roundTransformer)
+            accumulate<true>(net.transformer, p(FT_BIAS), s.features.index[side], s.features.count, a.acc[side]);
+        else
+            accumulate<false>(net.transformer, p(FT_BIAS), s.features.index[side], s.features.count, a.acc[side]);
+        for (int i = 0; i < FT_OUTPUTS; ++i) a.input[side * FT_OUTPUTS + i] = clip01(a.acc[side][i]);
+    }
+    denseForward<L1_INPUTS, L1_OUTPUTS>(a.input, p(L1_WEIGHTS), p(L1_BIAS), a.z1);
+    for (int j = 0; j < L1_OUTPUTS; ++j) a.y1[j] = clip01(a.z1[j]);
+    denseForward<L1_OUTPUTS, L2_OUTPUTS>(a.y1, p(L2_WEIGHTS), p(L2_BIAS), a.z2);
+    for (int j = 0; j < L2_OUTPUTS; ++j) a.y2[j] = clip01(a.z2[j]);
+
+    float out = *p(OUT_BIAS);
+    for (int j = 0; j < L2_OUTPUTS; ++j) out += a.y2[j] * p(OUT_WEIGHTS)[j];
+    a.score = out * RAW_PER_UNIT * s.scale;
+    return a.score;
+}
+
+void backward(const NetView& net, const Sample& s, const Activations& a, float scoreGrad, float* denseGrad,
+              float accGrad[2][FT_OUTPUTS]) {
+    auto p = [&](size_t offset) { return net.dense + (offset - DENSE_START); };
+    float* g = denseGrad - DENSE_START;  // index g with the global parameter offsets
+
+    float outGrad = scoreGrad * RAW_PER_UNIT * s.scale;
+    g[OUT_BIAS] += outGrad;
+    float gz2[L2_OUTPUTS];
+    for (int j = 0; j < L2_OUTPUTS; ++j) {
+        g[OUT_WEIGHTS + j] += outGrad * a.y2[j];
+        bool linear = a.z2[j] > 0.0f && a.z2[j] < 1.0f;
+        gz2[j] = linear ? outGrad * p(OUT_WEIGHTS)[j] : 0.0f;
+        g[L2_BIAS + j] += gz2[j];
+    }
+
+    float gz1[L1_OUTPUTS];
+    denseBackward<L1_OUTPUTS, L2_OUTPUTS>(a.y1, a.z1, p(L2_WEIGHTS), gz2, g + L2_WEIGHTS, gz1);
+    for (int j = 0; j < L1_OUTPUTS; ++j) g[L1_BIAS + j] += gz1[j];
+
+    float gInput[L1_INPUTS];
+    const float* accFlat = &a.acc[0][0];  // the two halves in input order
+    denseBackward<L1_INPUTS, L1_OUTPUTS>(a.input, accFlat, p(L1_WEIGHTS), gz1, g + L1_WEIGHTS, gInput);
+    for (int side = 0; side < 2; ++side)
+        for (int k = 0; k < FT_OUTPUTS; ++k) {
+            accGrad[side][k] = gInput[side * FT_OUTPUTS + k];
+            g[FT_BIAS + k] += gInput[side * FT_OUTPUTS + k];
+        }
+}
+
+void roundDenseToGrid(const FloatNet& net, std::vector<float>& out) {
+    out.assign(net.params.begin() + DENSE_START, net.params.end());
+    auto round = [&](size_t from, size_t to, float one) {
+        for (size_t i = from; i < to; ++i) out[i - DENSE_START] = std::nearbyint(out[i - DENSE_START] * one) / one;
+    };
+    round(FT_BIAS, L1_WEIGHTS, ACTIVATION_ONE);
+    round(L1_WEIGHTS, L1_BIAS, WEIGHT_ONE);
+    round(L1_BIAS, L2_WEIGHTS, RAW_PER_UNIT);
+    round(L2_WEIGHTS, L2_BIAS, WEIGHT_ONE);
+    round(L2_BIAS, OUT_WEIGHTS, RAW_PER_UNIT);
+    round(OUT_WEIGHTS, OUT_BIAS, WEIGHT_ONE);
+    round(OUT_BIAS, PARAM_COUNT, RAW_PER_UNIT);
+}
+
+LossTerms positionLoss(float score, float target, float k) {
+    float predicted = sigmoid(score / k);
+    float diff = predicted - target;
+    return {diff * diff, 2.0f * diff * predicted * (1.0f - predicted) / k};
+}

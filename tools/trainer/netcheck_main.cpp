@@ -1,0 +1,62 @@
+// netcheck: how far the engine's integer evaluation of a network file lies
+// from the float network it was made from.
+#include <iomanip>
+#include <iostream>
+#include <thread>
+
+#include "net_compare.h"
+#include "quantise.h"
+#include "training.h"
+
+namespace {
+
+int usage() {
+    std::cerr << "usage: netcheck NET DATA [CHECKPOINT] [--limit N]\n"
+                 "  Compares the float network of CHECKPOINT (without one: the network file's weights read\n"
+                 "  back as floats) with the integer evaluation of NET on the positions of DATA, in centipawns.\n";
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::string> paths;
+    size_t limit = 0;
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "--limit" && i + 1 < argc) limit = std::stoull(argv[++i]);
+        else if (arg.rfind("--", 0) == 0) return usage();
+        else paths.push_back(arg);
+    }
+    if (paths.size() < 2 || paths.size() > 3) return usage();
+
+    if (!loadNetFile(paths[0])) {
+        std::cerr << "cannot open " << paths[0] << "\n";
+        return 1;
+    }
+    std::vector<TrainingRecord> records;
+    std::string error;
+    if (!readAllRecords(paths[1], records, &error)) {
+        std::cerr << error << "\n";
+        return 1;
+    }
+    if (limit && records.size() > limit) records.resize(limit);
+
+    Trainer trainer;
+    if (paths.size() == 3) {
+        if (!loadCheckpoint(trainer, paths[2], &error)) {
+            std::cerr << error << "\n";
+            return 1;
+        }
+    } else {
+        dequantiseNet(nnue, trainer.net);
+    }
+    int threads = std::max(1u, std::thread::hardware_concurrency());
+    NetView model = paths.size() == 3 ? modelView(trainer) : viewOf(trainer.net);
+    NetComparison c = compareFloatAndInteger(model, nnue, records, threads);
+    std::cout << std::fixed << std::setprecision(2) << c.positions << " positions\n"
+              << "mean |float - integer|: " << c.meanAbsDifference << " cp (largest " << c.maxAbsDifference << " cp)\n"
+              << "mean |float - search score|: " << c.meanAbsFloatError << " cp\n"
+              << "mean |integer - search score|: " << c.meanAbsIntegerError << " cp\n";
+    return 0;
+}

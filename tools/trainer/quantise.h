@@ -1,0 +1,30 @@
+// From the float network to the engine's integer network file and back, and
+// an integer inference that follows the engine's arithmetic bit for bit.
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+
+#include "eval/network.h"
+#include "float_net.h"
+
+// Rounds every parameter to its integer type (see float_net.h for the scales).
+// The hidden-layer biases get +32 so that the engine's shift right by 6, which
+// rounds down, rounds to nearest instead.
+void quantiseNet(const FloatNet& net, NnueNet& out);
+// The float network that the integer one stands for (inverse of quantiseNet up to rounding).
+void dequantiseNet(const NnueNet& net, FloatNet& out);
+
+// Writes the engine's file layout: version, architecture hash, description,
+// then the blocks in the order the engine reads them.
+bool writeNet(std::ostream& out, const NnueNet& net, const std::string& description);
+bool writeNetFile(const std::string& path, const NnueNet& net, const std::string& description);
+
+// The engine's integer evaluation of a position: raw output and centipawns.
+int32_t referenceRawOutput(const NnueNet& net, const PositionFeatures& f);
+inline int32_t referenceScore(const NnueNet& net, const PositionFeatures& f) {
+    return scoreFromRaw(referenceRawOutput(net, f), f.pawns, f.phase);
+}
+
+inline std::unique_ptr<NnueNet> newNnueNet() { return std::make_unique<NnueNet>(); }

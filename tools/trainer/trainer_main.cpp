@@ -1,0 +1,224 @@
+// nnue_trainer: trains the engine's network from training data files.
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <thread>
+
+#include "curve_svg.h"
+#include "quantise.h"
+#include "synthetic.h"
+#include "training.h"
+
+namespace {
+
+int usage() {
+    std::cerr <<
+        "usage:\n"
+        "  nnue_trainer train --data FILE [--data FILE ...] --out DIR [options]\n"
+        "      --epochs N (20)  --batch N (16384)  --lr X (0.001)  --lr-decay X (0.95 per epoch)\n"
+        "      --lambda X (0.75: weight of the search score, the rest on the game result)\n"
+        "      --k X (173.718 centipawns in sigmoid(score / k))  --validation X (0.02)\n"
+        "      --threads N (all cores)  --seed N (1)  --resume CHECKPOINT\n"
+        "      --round-weights 0|1 (1: the forward pass reads every weight rounded to the integer\n"
+        "        steps of the network file, so the exported net keeps the float net's accuracy)\n"
+        "    Writes DIR/checkpoint.bin, DIR/net.nnue, DIR/curve.svg and DIR/log.csv after every epoch.\n"
+        "    On --resume the settings stored in the checkpoint are used; --epochs is the total to reach.\n"
+        "  nnue_trainer export --checkpoint FILE --out NET\n"
+        "  nnue_trainer bench [--positions N (100000)] [--threads N (all cores)] [--batch N (16384)]\n";
+    return 2;
+}
+
+// Options "--name value"; repeated names collect every value.
+std::multimap<std::string, std::string> parseOptions(int argc, char** argv, bool& ok) {
+    std::multimap<std::string, std::string> options;
+    ok = true;
+    for (int i = 2; i < argc; i += 2) {
+        std::string name = argv[i];
+        if (name.rfind("--", 0) != 0 || i + 1 >= argc) {
+            ok = false;
+            break;
+        }
+        options.emplace(name.substr(2), argv[i + 1]);
+    }
+    return options;
+}
+
+std::string option(const std::multimap<std::string, std::string>& o, const std::string& name, const std::string& fallback) {
+    auto it = o.find(name);
+    return it == o.end() ? fallback : it->second;
+}
+
+int defaultThreads() { return std::max(1u, std::thread::hardware_concurrency()); }
+
+std::string describe(const Trainer& t, size_t positions) {
+    std::ostringstream d;
+    d << "Quorvane network trained by nnue_trainer: " << t.epochsDone << " epochs";
+    if (positions) d << " on " << positions << " positions";
+    d << ", lambda " << t.settings.lambda << ", k " << t.settings.sigmoidK;
+    return d.str();
+}
+
+bool exportTrainer(const Trainer& t, const std::string& path, size_t positions) {
+    auto net = newNnueNet();
+    quantiseNet(t.net, *net);
+    return writeNetFile(path, *net, describe(t, positions));
+}
+
+void writeLog(const std::string& path, const std::vector<EpochStats>& history) {
+    std::ofstream log(path);
+    log << "epoch,train_loss,validation_loss,positions_per_second,seconds\n";
+    for (const EpochStats& e : history)
+        log << e.epoch << "," << std::setprecision(8) << e.trainLoss << "," << e.validationLoss << ","
+            << std::setprecision(6) << e.positionsPerSecond << "," << e.seconds << "\n";
+}
+
+int train(const std::multimap<std::string, std::string>& o) {
+    std::string outDir = option(o, "out", "");
+    if (outDir.empty() || o.count("data") == 0) return usage();
+    std::filesystem::create_directories(outDir);
+
+    Trainer t;
+    int threads = std::stoi(option(o, "threads", std::to_string(defaultThreads())));
+    std::string resume = option(o, "resume", "");
+    if (!resume.empty()) {
+        std::string error;
+        if (!loadCheckpoint(t, resume, &error)) {
+            std::cerr << error << "\n";
+            return 1;
+        }
+        t.threads = std::max(1, threads);
+        std::cout << "resuming after epoch " << t.epochsDone << "\n";
+    } else {
+        TrainingSettings s;
+        s.batchSize = std::stoi(option(o, "batch", "16384"));
+        s.learningRate = std::stof(option(o, "lr", "0.001"));
+        s.learningRateDecay = std::stof(option(o, "lr-decay", "0.95"));
+        s.lambda = std::stof(option(o, "lambda", "0.75"));
+        s.sigmoidK = std::stof(option(o, "k", std::to_string(DEFAULT_SIGMOID_K)));
+        s.validationFraction = std::stod(option(o, "validation", "0.02"));
+        s.seed = std::stoull(option(o, "seed", "1"));
+        s.roundWeights = option(o, "round-weights", "1") != "0";
+        initTrainer(t, s, threads);
+    }
+    int epochs = std::stoi(option(o, "epochs", "20"));
+
+    std::vector<TrainingRecord> all;
+    for (auto [it, end] = o.equal_range("data"); it != end; ++it) {
+        std::string error;
+        if (!readAllRecords(it->second, all, &error)) {
+            std::cerr << error << "\n";
+            return 1;
+        }
+    }
+    size_t positions = all.size();
+    std::vector<TrainingRecord> trainSet, validation;
+    splitValidation(all, t.settings.validationFraction, t.settings.seed, trainSet, validation);
+    std::cout << trainSet.size() << " training positions, " << validation.size() << " held out, " << t.threads
+              << " threads" << std::endl;
+    if (trainSet.empty()) {
+        std::cerr << "no positions left to train on\n";
+        return 1;
+    }
+
+    while (t.epochsDone < epochs) {
+        auto lastReport = std::chrono::steady_clock::now();
+        auto progress = [&](size_t done, size_t total, double loss) {
+            auto now = std::chrono::steady_clock::now();
+            if (now - lastReport < std::chrono::seconds(10) || done == total) return;
+            lastReport = now;
+            std::cerr << "  epoch " << t.epochsDone + 1 << ": " << done * 100 / total << "% done, loss so far "
+                      << std::fixed << std::setprecision(6) << loss << std::defaultfloat << std::endl;
+        };
+        EpochStats e = trainEpoch(t, trainSet, validation, progress);
+        std::cout << "epoch " << e.epoch << "  loss " << std::fixed << std::setprecision(6) << e.trainLoss
+                  << "  validation " << e.validationLoss << "  " << std::setprecision(0) << e.positionsPerSecond
+                  << " positions/s  " << std::setprecision(1) << e.seconds << " s" << std::defaultfloat << std::endl;
+        bool ok = saveCheckpoint(t, outDir + "/checkpoint.bin") && exportTrainer(t, outDir + "/net.nnue", positions) &&
+                  writeCurveSvg(outDir + "/curve.svg", t.history);
+        writeLog(outDir + "/log.csv", t.history);
+        if (!ok) {
+            std::cerr << "cannot write into " << outDir << "\n";
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int exportCommand(const std::multimap<std::string, std::string>& o) {
+    std::string checkpoint = option(o, "checkpoint", ""), out = option(o, "out", "");
+    if (checkpoint.empty() || out.empty()) return usage();
+    Trainer t;
+    std::string error;
+    if (!loadCheckpoint(t, checkpoint, &error)) {
+        std::cerr << error << "\n";
+        return 1;
+    }
+    if (!exportTrainer(t, out, 0)) {
+        std::cerr << "cannot write " << out << "\n";
+        return 1;
+    }
+    std::cout << "wrote " << out << "\n";
+    return 0;
+}
+
+double benchmarkTraining(const std::vector<TrainingRecord>& data, int threads, int batch) {
+    Trainer t;
+    TrainingSettings s;
+    s.batchSize = batch;
+    initTrainer(t, s, threads);
+    std::vector<uint32_t> order(data.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    trainBatch(t, data, order, 0, std::min<size_t>(batch, data.size()));  // warms up the work space
+    auto start = std::chrono::steady_clock::now();
+    for (size_t begin = 0; begin < data.size(); begin += size_t(batch))
+        trainBatch(t, data, order, begin, std::min(data.size(), begin + size_t(batch)));
+    return double(data.size()) / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+int bench(const std::multimap<std::string, std::string>& o) {
+    size_t positions = std::stoull(option(o, "positions", "100000"));
+    int threads = std::stoi(option(o, "threads", std::to_string(defaultThreads())));
+    int batch = std::stoi(option(o, "batch", "16384"));
+    std::vector<TrainingRecord> data = syntheticRecords(positions, 7);
+    FloatNet net;
+    initRandomNet(net, 1);
+    auto start = std::chrono::steady_clock::now();
+    meanLoss(viewOf(net), data, TrainingSettings{}, 1);
+    double forwardRate = double(positions) / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    double one = benchmarkTraining(data, 1, batch);
+    std::cout << std::fixed << std::setprecision(0) << "forward only, 1 thread: " << forwardRate << " positions/s\n"
+              << "training, 1 thread:     " << one << " positions/s (" << std::setprecision(2)
+              << one / forwardRate << " of forward-only)\n";
+    if (threads > 1) {
+        double many = benchmarkTraining(data, threads, batch);
+        std::cout << std::setprecision(0) << "training, " << threads << " threads:    " << many << " positions/s, "
+                  << many / threads << " per thread (" << std::setprecision(2) << many / one
+                  << "x one thread)\n";
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) return usage();
+    std::string command = argv[1];
+    bool ok = true;
+    auto options = parseOptions(argc, argv, ok);
+    if (!ok) return usage();
+    try {
+        if (command == "train") return train(options);
+        if (command == "export") return exportCommand(options);
+        if (command == "bench") return bench(options);
+    } catch (const std::exception& e) {
+        std::cerr << "bad option value: " << e.what() << "\n";
+        return 2;
+    }
+    return usage();
+}

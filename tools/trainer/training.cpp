@@ -1,0 +1,194 @@
+#include "training.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <random>
+
+namespace {
+
+constexpr float ADAM_BETA1 = 0.9f;
+constexpr float ADAM_BETA2 = 0.999f;
+constexpr float ADAM_EPSILON = 1e-8f;
+
+inline void adamUpdate(float* param, float* m, float* v, const float* grad, size_t n, float stepSize) {
+    for (size_t i = 0; i < n; ++i) {
+        m[i] = ADAM_BETA1 * m[i] + (1.0f - ADAM_BETA1) * grad[i];
+        v[i] = ADAM_BETA2 * v[i] + (1.0f - ADAM_BETA2) * grad[i] * grad[i];
+        param[i] -= stepSize * m[i] / (std::sqrt(v[i]) + ADAM_EPSILON);
+    }
+}
+
+// The learning rate with Adam's bias correction folded in.
+float adamStepSize(const Trainer& t) {
+    float lr = t.settings.learningRate * std::pow(t.settings.learningRateDecay, float(t.epochsDone));
+    double step = double(t.adam.step);
+    return float(lr * std::sqrt(1.0 - std::pow(ADAM_BETA2, step)) / (1.0 - std::pow(ADAM_BETA1, step)));
+}
+
+} // namespace
+
+void initTrainer(Trainer& t, const TrainingSettings& settings, int threads) {
+    t.settings = settings;
+    t.threads = std::max(1, threads);
+    initRandomNet(t.net, settings.seed);
+    t.adam = AdamState{};
+    t.epochsDone = 0;
+    t.history.clear();
+}
+
+NetView modelView(Trainer& t) {
+    if (!t.settings.roundWeights) return viewOf(t.net);
+    roundDenseToGrid(t.net, t.roundedDense);
+    return {t.net.params.data(), t.roundedDense.data(), true};
+}
+
+float blendedTarget(const TrainingRecord& r, float lambda, float k) {
+    return lambda * sigmoid(float(r.score) / k) + (1.0f - lambda) * resultValue(r);
+}
+
+Sample makeSample(const TrainingRecord& r, float lambda, float k) {
+    Sample s;
+    s.features = extractFeatures(r);
+    s.scale = float(outputScale(s.features.pawns, s.features.phase)) / float(OUTPUT_SCALE_DIVISOR);
+    s.target = blendedTarget(r, lambda, k);
+    return s;
+}
+
+double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std::vector<uint32_t>& order,
+                  size_t begin, size_t end) {
+    const size_t count = end - begin;
+    if (count == 0) return 0.0;
+    const int threads = t.threads;
+    if (t.transformerGrad.empty()) {
+        t.transformerGrad.assign(size_t(FT_INPUTS) * FT_OUTPUTS, 0.0f);
+        t.touched.assign(FT_INPUTS, 0);
+    }
+    t.samples.resize(count);
+    t.accGrads.resize(count * L1_INPUTS);
+    std::vector<std::vector<float>> denseGrads(threads, std::vector<float>(DENSE_COUNT));
+    std::vector<double> losses(threads);
+    const float gradScale = 1.0f / float(count);
+    const TrainingSettings& st = t.settings;
+    const NetView view = modelView(t);
+
+    // Forward and backward, positions split into contiguous slices.
+    parallelFor(threads, [&](int id) {
+        size_t from = count * id / threads, to = count * (id + 1) / threads;
+        Activations a;
+        double lossSum = 0;
+        for (size_t b = from; b < to; ++b) {
+            Sample& s = t.samples[b];
+            s = makeSample(data[order[begin + b]], st.lambda, st.sigmoidK);
+            float score = forward(view, s, a);
+            LossTerms terms = positionLoss(score, s.target, st.sigmoidK);
+            lossSum += terms.loss;
+            auto accGrad = reinterpret_cast<float(*)[FT_OUTPUTS]>(t.accGrads.data() + b * L1_INPUTS);
+            backward(view, s, a, terms.scoreGrad * gradScale, denseGrads[id].data(), accGrad);
+        }
+        losses[id] = lossSum;
+    });
+
+    t.adam.step += 1;
+    const float stepSize = adamStepSize(t);
+
+    // Transformer rows: each thread owns the features congruent to its index, so
+    // it can gather their gradients and update them without locks.
+    parallelFor(threads, [&](int id) {
+        std::vector<int> rows;
+        for (size_t b = 0; b < count; ++b) {
+            const PositionFeatures& f = t.samples[b].features;
+            for (int side = 0; side < 2; ++side) {
+                const float* accGrad = t.accGrads.data() + b * L1_INPUTS + side * FT_OUTPUTS;
+                for (int n = 0; n < f.count; ++n) {
+                    int feature = f.index[side][n];
+                    if (feature % threads != id) continue;
+                    if (!t.touched[feature]) {
+                        t.touched[feature] = 1;
+                        rows.push_back(feature);
+                    }
+                    float* grad = t.transformerGrad.data() + size_t(feature) * FT_OUTPUTS;
+                    for (int i = 0; i < FT_OUTPUTS; ++i) grad[i] += accGrad[i];
+                }
+            }
+        }
+        for (int feature : rows) {
+            size_t at = FT_WEIGHTS + size_t(feature) * FT_OUTPUTS;
+            float* grad = t.transformerGrad.data() + size_t(feature) * FT_OUTPUTS;
+            adamUpdate(t.net.params.data() + at, t.adam.m.data() + at, t.adam.v.data() + at, grad, FT_OUTPUTS,
+                       stepSize);
+            std::memset(grad, 0, FT_OUTPUTS * sizeof(float));
+            t.touched[feature] = 0;
+            clipTransformerRow(t.net, feature);
+        }
+    });
+
+    std::vector<float>& dense = denseGrads[0];
+    for (int id = 1; id < threads; ++id)
+        for (size_t i = 0; i < DENSE_COUNT; ++i) dense[i] += denseGrads[id][i];
+    adamUpdate(t.net.params.data() + DENSE_START, t.adam.m.data() + DENSE_START, t.adam.v.data() + DENSE_START,
+               dense.data(), DENSE_COUNT, stepSize);
+    clipDense(t.net);
+
+    double lossSum = 0;
+    for (double l : losses) lossSum += l;
+    return lossSum / double(count);
+}
+
+double meanLoss(const NetView& net, const std::vector<TrainingRecord>& data, const TrainingSettings& settings,
+                int threads) {
+    if (data.empty()) return 0.0;
+    std::vector<double> sums(threads);
+    parallelFor(threads, [&](int id) {
+        size_t from = data.size() * id / threads, to = data.size() * (id + 1) / threads;
+        Activations a;
+        double sum = 0;
+        for (size_t i = from; i < to; ++i) {
+            Sample s = makeSample(data[i], settings.lambda, settings.sigmoidK);
+            sum += positionLoss(forward(net, s, a), s.target, settings.sigmoidK).loss;
+        }
+        sums[id] = sum;
+    });
+    double total = 0;
+    for (double s : sums) total += s;
+    return total / double(data.size());
+}
+
+EpochStats trainEpoch(Trainer& t, const std::vector<TrainingRecord>& train,
+                      const std::vector<TrainingRecord>& validation, const EpochProgress& progress) {
+    auto start = std::chrono::steady_clock::now();
+    std::vector<uint32_t> order(train.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    std::mt19937_64 rng(t.settings.seed * 1000003u + uint64_t(t.epochsDone));
+    std::shuffle(order.begin(), order.end(), rng);
+
+    double lossSum = 0;
+    size_t batchSize = size_t(std::max(1, t.settings.batchSize));
+    for (size_t begin = 0; begin < order.size(); begin += batchSize) {
+        size_t end = std::min(order.size(), begin + batchSize);
+        lossSum += trainBatch(t, train, order, begin, end) * double(end - begin);
+        if (progress) progress(end, order.size(), lossSum / double(end));
+    }
+    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+
+    EpochStats stats;
+    stats.epoch = t.epochsDone + 1;
+    stats.trainLoss = train.empty() ? 0.0 : lossSum / double(train.size());
+    stats.validationLoss = meanLoss(modelView(t), validation, t.settings, t.threads);
+    stats.seconds = seconds;
+    stats.positionsPerSecond = seconds > 0 ? double(train.size()) / seconds : 0.0;
+    t.epochsDone += 1;
+    t.history.push_back(stats);
+    return stats;
+}
+
+void splitValidation(std::vector<TrainingRecord>& all, double fraction, uint64_t seed,
+                     std::vector<TrainingRecord>& train, std::vector<TrainingRecord>& validation) {
+    std::mt19937_64 rng(seed);
+    std::shuffle(all.begin(), all.end(), rng);
+    size_t held = size_t(double(all.size()) * std::clamp(fraction, 0.0, 1.0));
+    validation.assign(all.begin(), all.begin() + held);
+    train = std::move(all);
+    train.erase(train.begin(), train.begin() + held);
+}

@@ -1,0 +1,91 @@
+// Mini-batch training of the float network with Adam, on several threads.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "float_net.h"
+#include "parallel.h"
+#include "training_data.h"
+
+// 400 / ln 10: sigmoid(score / K) is then the usual logistic in which +400 centipawns
+// means odds of 10 to 1, and a 100 centipawn edge scores about 64%.
+constexpr float DEFAULT_SIGMOID_K = 173.718f;
+
+struct TrainingSettings {
+    int batchSize = 16384;
+    float learningRate = 1e-3f;   // at the first epoch
+    float learningRateDecay = 0.95f;  // factor per epoch
+    float lambda = 0.75f;         // weight of the search score in the target, the rest on the game result
+    float sigmoidK = DEFAULT_SIGMOID_K;
+    double validationFraction = 0.02;
+    uint64_t seed = 1;
+    bool roundWeights = true;     // train through the weights rounded as the network file holds them
+};
+
+struct EpochStats {
+    int epoch = 0;
+    double trainLoss = 0;
+    double validationLoss = 0;
+    double positionsPerSecond = 0;
+    double seconds = 0;
+};
+
+struct AdamState {
+    LargeFloats m = LargeFloats(PARAM_COUNT);
+    LargeFloats v = LargeFloats(PARAM_COUNT);
+    int64_t step = 0;
+};
+
+struct Trainer {
+    TrainingSettings settings;
+    FloatNet net;
+    AdamState adam;
+    int epochsDone = 0;
+    std::vector<EpochStats> history;
+    int threads = 1;
+    // Work space, not saved.
+    LargeFloats transformerGrad; // rows of the features met in a batch, zero elsewhere
+    std::vector<uint8_t> touched;
+    std::vector<Sample> samples;
+    std::vector<float> accGrads;
+    std::vector<float> roundedDense;
+};
+
+// A fresh trainer with a randomly initialised network.
+void initTrainer(Trainer& t, const TrainingSettings& settings, int threads);
+
+// The float model as training sees it. With settings.roundWeights every weight
+// and bias is read rounded to the integer steps of the network file (the dense
+// part from a copy refreshed here, the transformer rows as they are summed);
+// the gradients still go to the unrounded values.
+NetView modelView(Trainer& t);
+
+// The network input of a record with the blended target.
+Sample makeSample(const TrainingRecord& r, float lambda, float k);
+float blendedTarget(const TrainingRecord& r, float lambda, float k);
+
+// One Adam step on the records data[order[begin..end)]; returns their mean loss before the step.
+double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std::vector<uint32_t>& order,
+                  size_t begin, size_t end);
+
+// Mean loss over records without changing anything.
+double meanLoss(const NetView& net, const std::vector<TrainingRecord>& data, const TrainingSettings& settings,
+                int threads);
+
+// Told after each batch how many positions of the epoch are done and their mean loss so far.
+using EpochProgress = std::function<void(size_t done, size_t total, double meanLoss)>;
+
+// One pass over the training records in a fresh random order, then the validation loss.
+EpochStats trainEpoch(Trainer& t, const std::vector<TrainingRecord>& train,
+                      const std::vector<TrainingRecord>& validation, const EpochProgress& progress = nullptr);
+
+// Splits records (consumed) into a training and a held-out set, the same way for the same seed.
+void splitValidation(std::vector<TrainingRecord>& all, double fraction, uint64_t seed,
+                     std::vector<TrainingRecord>& train, std::vector<TrainingRecord>& validation);
+
+// Trainer state on disk, to resume after a stop.
+bool saveCheckpoint(const Trainer& t, const std::string& path);
+bool loadCheckpoint(Trainer& t, const std::string& path, std::string* error = nullptr);
