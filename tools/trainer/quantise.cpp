@@ -9,10 +9,6 @@
 
 namespace {
 
-constexpr uint32_t NET_VERSION = 1;
-constexpr uint32_t NET_ARCHITECTURE = 0x314e5651;   // "QVN1": 49152 -> 2x256 -> 32 -> 32 -> 1
-constexpr uint32_t TRANSFORMER_HEADER = 0x31305446;  // "FT01"
-constexpr uint32_t LAYERS_HEADER = 0x3130594c;       // "LY01"
 constexpr int32_t SHIFT_ROUNDING = 32;               // half of the 1 << 6 divisor
 
 template <typename T>
@@ -22,16 +18,6 @@ T roundTo(float value) {
 }
 
 int16_t saturate16(int32_t v) { return int16_t(std::clamp(v, -32768, 32767)); }
-
-void putWord(std::ostream& out, uint32_t v) {
-    char bytes[4] = {char(v), char(v >> 8), char(v >> 16), char(v >> 24)};
-    out.write(bytes, 4);
-}
-
-template <typename T>
-void putBlock(std::ostream& out, const T* data, size_t count) {
-    out.write(reinterpret_cast<const char*>(data), std::streamsize(sizeof(T) * count));
-}
 
 // One dense layer of the engine: products of unsigned inputs and signed
 // weights summed in pairs with 16-bit saturation, then the 32-bit total plus
@@ -87,24 +73,6 @@ void dequantiseNet(const NnueNet& net, FloatNet& out) {
     }
     p[OUT_BIAS] = float(net.outputBias) / RAW_PER_UNIT;
     for (int j = 0; j < L2_OUTPUTS; ++j) p[OUT_WEIGHTS + j] = float(net.outputWeights[j]) / WEIGHT_ONE;
-}
-
-bool writeNet(std::ostream& out, const NnueNet& net, const std::string& description) {
-    putWord(out, NET_VERSION);
-    putWord(out, NET_ARCHITECTURE);
-    putWord(out, uint32_t(description.size()));
-    out.write(description.data(), std::streamsize(description.size()));
-    putWord(out, TRANSFORMER_HEADER);
-    putBlock(out, net.transformerBias, NNUE_HIDDEN);
-    putBlock(out, net.transformerWeights, size_t(NNUE_FEATURES) * NNUE_HIDDEN);
-    putWord(out, LAYERS_HEADER);
-    putBlock(out, net.l1Bias, NNUE_L1);
-    putBlock(out, net.l1Weights, NNUE_L1 * 2 * NNUE_HIDDEN);
-    putBlock(out, net.l2Bias, NNUE_L2);
-    putBlock(out, net.l2Weights, NNUE_L2 * NNUE_L1);
-    putBlock(out, &net.outputBias, 1);
-    putBlock(out, net.outputWeights, NNUE_L2);
-    return bool(out);
 }
 
 bool writeNetFile(const std::string& path, const NnueNet& net, const std::string& description) {

@@ -2,6 +2,8 @@
 // an integer inference that follows the engine's arithmetic bit for bit.
 #pragma once
 
+#include "eval/net_builder.h"  // writeNet
+
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -18,7 +20,6 @@ void dequantiseNet(const NnueNet& net, FloatNet& out);
 
 // Writes the engine's file layout: version, architecture hash, description,
 // then the blocks in the order the engine reads them.
-bool writeNet(std::ostream& out, const NnueNet& net, const std::string& description);
 bool writeNetFile(const std::string& path, const NnueNet& net, const std::string& description);
 
 // The engine's integer evaluation of a position: raw output and centipawns.
