@@ -23,6 +23,16 @@ void compactHistory(Position& p) {
 
 } // namespace
 
+void playRootMove(Position& p, Move m) {
+    makeMove(p, 0, m);
+    posinfo& root = p.plyStates[0];
+    const posinfo& after = p.plyStates[1];
+    root.castling = after.castling;
+    root.epSquare = after.epSquare;
+    root.inCheck = after.inCheck;
+    compactHistory(p);
+}
+
 void setStartPosition() {
     mainPosition.plyStates[0].moveStart = mainMoveStack;
     setFen(mainPosition, START_FEN);
@@ -63,14 +73,8 @@ bool positionCommand(std::istream& args, std::string* error) {
             *error = "illegal or malformed move '" + word + "' after " + std::to_string(played) + " moves, position unchanged";
             return false;
         }
-        makeMove(*next, 0, m);
-        posinfo& root = next->plyStates[0];
-        const posinfo& after = next->plyStates[1];
-        root.castling = after.castling;
-        root.epSquare = after.epSquare;
-        root.inCheck = after.inCheck;
+        playRootMove(*next, m);
         ++played;
-        compactHistory(*next);
     }
     computeKeys(*next);
     next->keyHistory[next->gamePly - 1] = next->key;

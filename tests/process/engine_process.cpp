@@ -36,6 +36,13 @@ bool takeLine(EngineProcess& e, std::string& line) {
 bool startsWith(const std::string& s, const std::string& prefix) { return s.rfind(prefix, 0) == 0; }
 
 bool startEngine(EngineProcess& e, const std::vector<std::string>& args, const std::string& workdir) {
+    std::vector<std::string> argv{ENGINE_PATH};
+    argv.insert(argv.end(), args.begin(), args.end());
+    return startProgram(e, argv, workdir);
+}
+
+bool startProgram(EngineProcess& e, const std::vector<std::string>& command, const std::string& workdir) {
+    if (command.empty()) return false;
     signal(SIGPIPE, SIG_IGN);
     int in[2], out[2];
     if (pipe(in) != 0 || pipe(out) != 0) return false;
@@ -48,10 +55,9 @@ bool startEngine(EngineProcess& e, const std::vector<std::string>& args, const s
         close(in[0]); close(in[1]); close(out[0]); close(out[1]);
         if (!workdir.empty() && chdir(workdir.c_str()) != 0) _exit(127);
         std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(ENGINE_PATH));
-        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+        for (const auto& a : command) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
-        execv(ENGINE_PATH, argv.data());
+        execvp(argv[0], argv.data());
         _exit(127);
     }
     close(in[0]);

@@ -19,6 +19,8 @@ struct EngineProcess {
 // Starts ENGINE_PATH with the given arguments in `workdir` (the current
 // directory when empty).
 bool startEngine(EngineProcess& e, const std::vector<std::string>& args = {}, const std::string& workdir = "");
+// Starts any program (argv[0] looked up on PATH) the same way.
+bool startProgram(EngineProcess& e, const std::vector<std::string>& argv, const std::string& workdir = "");
 void send(EngineProcess& e, const std::string& line);
 // Closes the engine's standard input (end of input).
 void closeInput(EngineProcess& e);
