@@ -24,6 +24,18 @@ inline void addDirty(DirtyPiece& d, int code, int from, int to) {
     ++d.count;
 }
 
+// What unmaking restores by copying rather than recomputing.
+inline void saveUndoState(const Position& p, posinfo& next) {
+    next.savedKey = p.key;
+    next.savedPawnKey = p.pawnKey;
+    next.savedMaterial[0] = p.material[0];
+    next.savedMaterial[1] = p.material[1];
+    next.savedPsq[0] = p.psq[0];
+    next.savedPsq[1] = p.psq[1];
+    next.savedPhase = p.phase;
+    next.savedFiftyMove = p.fiftyMove;
+}
+
 inline int castlingIndex(int flag, int us) {
     return (flag == FLAG_SHORT ? CR_WHITE_SHORT : CR_WHITE_LONG) + us;
 }
@@ -61,14 +73,7 @@ void makeMove(Position& p, int ply, Move m) {
     int from = moveFrom(m), to = moveTo(m), flag = moveFlag(m);
     int piece = p.board[from];
 
-    next.savedKey = p.key;
-    next.savedPawnKey = p.pawnKey;
-    next.savedMaterial[0] = p.material[0];
-    next.savedMaterial[1] = p.material[1];
-    next.savedPsq[0] = p.psq[0];
-    next.savedPsq[1] = p.psq[1];
-    next.savedPhase = p.phase;
-    next.savedFiftyMove = p.fiftyMove;
+    saveUndoState(p, next);
 
     int captured = flag >= FLAG_SHORT ? 0 : p.board[to];
     next.captured = uint8_t(captured);
@@ -216,14 +221,7 @@ void unmakeMove(Position& p, int ply, Move m) {
 void makeNullMove(Position& p, int ply) {
     posinfo& cur = p.plyStates[ply];
     posinfo& next = p.plyStates[ply + 1];
-    next.savedKey = p.key;
-    next.savedPawnKey = p.pawnKey;
-    next.savedMaterial[0] = p.material[0];
-    next.savedMaterial[1] = p.material[1];
-    next.savedPsq[0] = p.psq[0];
-    next.savedPsq[1] = p.psq[1];
-    next.savedPhase = p.phase;
-    next.savedFiftyMove = p.fiftyMove;
+    saveUndoState(p, next);
     next.captured = 0;
     next.castling = cur.castling;
     next.epSquare = 0;

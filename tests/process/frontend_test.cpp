@@ -45,24 +45,14 @@ TEST(Frontend, BannerAndIdentification) {
     EXPECT_EQ(out[1], "by Olvredan");
     EXPECT_EQ(out[2], "");
     EXPECT_EQ(out[3], "enter 'help' to see the commands");
-    const std::vector<std::string> expected = {
-        "id name Quorvane 3.0 SSSE3",
-        "id author Olvredan",
-        "option name Threads type spin default 1 min 1 max 256",
-        "option name Hash type spin default 256 min 1 max 262144",
-        "option name Ponder type check default false",
-        "option name MoveOverhead type spin default 100 min 1 max 60000",
-        "option name SyzygyPath type string default <empty>",
-        "option name SyzygyProbeDepth type spin default 0 min 0 max 127",
-        "option name WindowsNumaNode type spin default 0 min 0 max 4",
-        "option name NetFile type string default <empty>",
-        "option name UCI_Chess960 type check default false",
-        "uciok",
-        "readyok",
-    };
-    auto it = std::find(out.begin(), out.end(), expected[0]);
+    // The option lines themselves are checked with the options.
+    auto it = std::find(out.begin(), out.end(), "id name Quorvane 3.0 SSSE3");
     ASSERT_NE(it, out.end());
-    EXPECT_EQ(std::vector<std::string>(it, out.end()), expected);
+    ASSERT_EQ(out.end() - it, 13);
+    EXPECT_EQ(it[1], "id author Olvredan");
+    for (int i = 2; i < 11; ++i) EXPECT_TRUE(startsWith(it[i], "option name ")) << it[i];
+    EXPECT_EQ(it[11], "uciok");
+    EXPECT_EQ(it[12], "readyok");
     EXPECT_EQ(status, 0);
 }
 

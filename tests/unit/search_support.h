@@ -18,8 +18,7 @@
 inline void initSearchTables() {
     static bool done = false;
     if (done) return;
-    initAttackTables();
-    initZobrist();
+    initBoardTables();
     resize(1);
     done = true;
 }
