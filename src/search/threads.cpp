@@ -6,7 +6,7 @@
 
 #include "eval/evaluate.h"
 #include "search/control.h"
-#include "search/numa.h"
+#include "search/processor_groups.h"
 #include "search/root.h"
 #include "search/tt.h"
 
@@ -40,11 +40,12 @@ worker::~worker() {
     }
     wake.notify_all();
     thread.join();
+    releaseEvaluation(position);
     delete history;
 }
 
 void worker::idleLoop() {
-    bindThisThread(int(index));
+    bindThisThread(index);
     std::unique_lock<std::mutex> lock(mutex);
     for (;;) {
         searching = false;
@@ -53,7 +54,7 @@ void worker::idleLoop() {
         if (exit) return;
         lock.unlock();
         search();
-        bindThisThread(int(index));
+        bindThisThread(index);
         lock.lock();
     }
 }
@@ -93,7 +94,10 @@ void wakeThread(worker& w) {
     w.wake.notify_all();
 }
 
+unsigned poolBuilds = 0;
+
 void setThreadCount(int n) {
+    ++poolBuilds;
     if (!pool.empty()) waitIdle(*pool[0]);
     while (!pool.empty()) {
         delete pool.back();

@@ -11,6 +11,8 @@ extern std::vector<worker*> pool;
 
 // Rebuilds the pool with n threads (none when n < 1).
 void setThreadCount(int n);
+// How many times the pool was built, so that a rebuild can be noticed.
+extern unsigned poolBuilds;
 // Sets the stop flag and waits until no thread searches.
 void stopAndWait();
 // Zeroes every thread's history tables.

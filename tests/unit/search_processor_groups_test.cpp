@@ -1,6 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "search/processor_groups.h"
+#include "search/threads.h"
+#include "search_support.h"
+#include "uci/options.h"
+#include "uci/setoption.h"
 
 namespace {
 
@@ -43,6 +49,33 @@ TEST(ProcessorGroups, SystemTopologyIsPlausible) {
     EXPECT_GE(t.logicalProcessors, t.cores);
     EXPECT_EQ(nodeForThread(0), 0);
     bindThisThread(0);  // must not fail or hang
+}
+
+// Setting the forced node to its current value keeps the pool; another value rebuilds it.
+TEST(ProcessorGroups, NumaNodeOptionRebuildsThePoolOnlyOnChange) {
+    initSearchTables();
+    optionThreads = 2;
+    setThreadCount(2);
+    auto set = [](const std::string& value) {
+        std::istringstream args("name WindowsNumaNode value " + value);
+        setoption(args);
+    };
+    set("0");
+    unsigned before = poolBuilds;
+    set("0");
+    EXPECT_EQ(poolBuilds, before);
+    set("2");
+    EXPECT_EQ(poolBuilds, before + 1);
+    EXPECT_EQ(optionNumaNode, 2);
+    EXPECT_EQ(pool.size(), 2u);
+    set("9");  // clamped to 4: a change
+    EXPECT_EQ(poolBuilds, before + 2);
+    EXPECT_EQ(optionNumaNode, 4);
+    set("4");
+    EXPECT_EQ(poolBuilds, before + 2);
+    set("0");
+    optionThreads = 1;
+    setThreadCount(0);
 }
 
 } // namespace
