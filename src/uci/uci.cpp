@@ -138,7 +138,10 @@ int runEngine(int argc, char** argv) {
     startUp();
     if (argc > 1) {
         std::string line;
-        for (int i = 1; i < argc; ++i) line += (i > 1 ? " " : "") + std::string(argv[i]);
+        for (int i = 1; i < argc; ++i) {
+            if (i > 1) line += ' ';
+            line += argv[i];
+        }
         try {
             executeCommand(line);
         } catch (const std::exception& e) {
