@@ -27,6 +27,14 @@ inline bool hasPieces(const Position& p, int colour) {
 
 // Reads the clock (and the node budget) when the countdown runs out.
 bool outOfTime(worker& w) {
+    if (w.nodeLimit) {
+        // A search on its own budget stops on this thread's count alone, and
+        // the next check is placed where the budget runs out.
+        uint64_t n = w.nodes.load(std::memory_order_relaxed);
+        if (n >= w.nodeLimit) return true;
+        w.checkCountdown = int(std::min<uint64_t>(w.nodeLimit - n, 4096)) - 1;
+        return false;
+    }
     w.checkCountdown = timeControl.nodeCheckInterval;
     if (infiniteFlag.get() || ponderingFlag.get()) return false;
     if (elapsedMs() >= timeControl.hardLimit) return true;
@@ -42,7 +50,7 @@ inline void makeSearchMove(worker& w, int ply, Move m) {
     child.afterNull = 0;
     w.pvLength[ply + 1] = ply + 1;
     makeMove(p, ply, m);
-    prefetchBucket(p.key);
+    prefetchBucket(*w.table, p.key);
 }
 
 inline int razorMargin(int depth, bool improving) {
@@ -89,10 +97,10 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     countNode(w);
     if (ply > w.selDepth) w.selDepth = ply;
     if (--w.checkCountdown < 0 && outOfTime(w)) {
-        stopFlag.set();
+        w.stop->set();
         return 0;
     }
-    if (stopFlag.get()) return 0;
+    if (w.stop->get()) return 0;
 
     if (ply > 0) {
         if (isRepetition(p, ply)) return repetitionScore(w);
@@ -112,7 +120,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     const int alphaStart = alpha;
     const int us = p.sideToMove;
 
-    HashEntry entry = probe(p.key);
+    HashEntry entry = probe(*w.table, p.key);
     const int ttBound = entryBound(entry);
     const int ttDepth = entryDepth(entry);
     const int ttScore = scoreFromTable(entryScore(entry), ply);
@@ -137,17 +145,17 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 if (wdl == 4) {
                     int score = MATE_IN_MAX - ply;
                     if (score >= beta) {
-                        store(p.key, NO_MOVE, score, tbDepth, LOWER, ply);
+                        store(*w.table, p.key, NO_MOVE, score, tbDepth, LOWER, ply);
                         return score;
                     }
                 } else if (wdl == 0) {
                     int score = ply - MATE_IN_MAX;
                     if (score <= alpha) {
-                        store(p.key, NO_MOVE, score, tbDepth, UPPER, ply);
+                        store(*w.table, p.key, NO_MOVE, score, tbDepth, UPPER, ply);
                         return score;
                     }
                 } else {
-                    store(p.key, NO_MOVE, 0, tbDepth, EXACT, ply);
+                    store(*w.table, p.key, NO_MOVE, 0, tbDepth, EXACT, ply);
                     return 0;
                 }
             }
@@ -184,7 +192,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                     makeNullMove(p, ply);
                     int score = childSearch(w, ply, reduced, beta - 1, beta);
                     unmakeNullMove(p, ply);
-                    if (stopFlag.get()) return 0;
+                    if (w.stop->get()) return 0;
                     if (score >= beta) {
                         if (depth < 10) return score > MATE_IN_MAX ? beta : score;
                         // Deep cut-offs are verified without the null move, against zugzwang.
@@ -196,7 +204,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                         f.staticEval = keepEval;
                         f.bestMove = NO_MOVE;
                         child.nullDisabled = f.nullDisabled;
-                        if (stopFlag.get()) return 0;
+                        if (w.stop->get()) return 0;
                         if (verified >= beta) return verified > MATE_IN_MAX ? beta : verified;
                     }
                 }
@@ -230,9 +238,9 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                         int score = -qsearch(w, ply + 1, 0, -pcBeta, -pcBeta + 1);
                         if (score >= pcBeta) score = -search(w, ply + 1, depth - 4, -pcBeta, -pcBeta + 1);
                         unmakeMove(p, ply, m);
-                        if (stopFlag.get()) return 0;
+                        if (w.stop->get()) return 0;
                         if (score >= pcBeta) {
-                            store(p.key, moveBase(m), score, depth - 3, LOWER, ply);
+                            store(*w.table, p.key, moveBase(m), score, depth - 3, LOWER, ply);
                             return score;
                         }
                     }
@@ -290,7 +298,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 makeSearchMove(w, ply, alt);
                 int score = -search(w, ply + 1, depth / 2 - 1, -singularBeta - 1, -singularBeta);
                 unmakeMove(p, ply, alt);
-                if (stopFlag.get()) return 0;
+                if (w.stop->get()) return 0;
                 if (score >= singularBeta) {
                     singular = false;
                     break;
@@ -340,7 +348,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         }
         unmakeMove(p, ply, m);
         ++searched;
-        if (stopFlag.get()) return 0;
+        if (w.stop->get()) return 0;
 
         if (score > bestScore) {
             bestScore = score;
@@ -349,7 +357,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 alpha = score;
                 if (pvNode) updatePv(w, ply, m);
                 if (score >= beta) {
-                    store(p.key, moveBase(m), score, std::min(depth, 127), LOWER, ply);
+                    store(*w.table, p.key, moveBase(m), score, std::min(depth, 127), LOWER, ply);
                     if (inCheck) return score;
                     if (!capture) {
                         Move ttMove = f.picker.yielded[0];
@@ -366,7 +374,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
 
     if (!anyLegal) return inCheck ? ply - MATE : 0;
     if (p.fiftyMove > 99) return 0;
-    store(p.key, f.bestMove, bestScore, std::min(depth, 127), bestScore > alphaStart ? EXACT : UPPER, ply);
+    store(*w.table, p.key, f.bestMove, bestScore, std::min(depth, 127), bestScore > alphaStart ? EXACT : UPPER, ply);
     return bestScore;
 }
 
@@ -383,7 +391,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
     if (alpha >= beta) return alpha;
     if (ply >= LAST_PLY) return evaluate(ply, p);
 
-    HashEntry entry = probe(p.key);
+    HashEntry entry = probe(*w.table, p.key);
     const int ttBound = entryBound(entry);
     const int ttScore = scoreFromTable(entryScore(entry), ply);
     if (ttBound) {
@@ -417,7 +425,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
         if (!inCheck && depth >= -4 && moveFlag(m) != FLAG_EP && !isCastling(m) && !seeTest(p, m, 0)) continue;
         if (!isLegal(p, ply, m)) continue;
         makeMove(p, ply, m);
-        prefetchBucket(p.key);
+        prefetchBucket(*w.table, p.key);
         if (ignoredCheck && sideInCheck(p, p.sideToMove ^ 1)) {
             unmakeMove(p, ply, m);
             continue;
