@@ -47,7 +47,7 @@ void resetForSearch(worker& w) {
     w.tbHits.store(0, std::memory_order_relaxed);
     w.currentDepth.store(0, std::memory_order_relaxed);
     w.selDepth = 0;
-    w.checkCountdown = w.nodeLimit ? int(std::min<uint64_t>(w.nodeLimit, 4096)) - 1 : timeControl.nodeCheckInterval;
+    w.checkCountdown = w.nodeLimit ? int(std::min<uint64_t>(w.nodeLimit / 16, 4096)) : timeControl.nodeCheckInterval;
     w.completedDepth = 0;
     w.bestMoveChanges = 0;
     w.stabilityScale = 1.0;

@@ -28,11 +28,13 @@ inline bool hasPieces(const Position& p, int colour) {
 // Reads the clock (and the node budget) when the countdown runs out.
 bool outOfTime(worker& w) {
     if (w.nodeLimit) {
-        // A search on its own budget stops on this thread's count alone, and
-        // the next check is placed where the budget runs out.
+        // A search on its own budget stops on this thread's count alone. The
+        // countdown runs in alpha-beta nodes only, while the count includes
+        // the quiescence nodes below them, so the checks come closer together
+        // as the budget runs out.
         uint64_t n = w.nodes.load(std::memory_order_relaxed);
         if (n >= w.nodeLimit) return true;
-        w.checkCountdown = int(std::min<uint64_t>(w.nodeLimit - n, 4096)) - 1;
+        w.checkCountdown = int(std::min<uint64_t>((w.nodeLimit - n) / 16, 4096));
         return false;
     }
     w.checkCountdown = timeControl.nodeCheckInterval;
@@ -403,8 +405,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
     // Far below the horizon checks are no longer answered with evasions; the
     // captures tried must still get the king out of check.
     const bool ignoredCheck = depth < -13 && p.plyStates[ply].inCheck;
-    if (depth < -13) p.plyStates[ply].inCheck = 0;
-    const bool inCheck = p.plyStates[ply].inCheck;
+    const bool inCheck = p.plyStates[ply].inCheck && !ignoredCheck;
     int best;
     if (inCheck) {
         best = ply - MATE;
@@ -417,7 +418,13 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
     }
 
     Move* start = p.plyStates[ply].moveStart;
+    // The generators answer a check with evasions; an ignored check hides it
+    // from them only for this call. The flag itself stays set, since a
+    // re-search of this node (same ply, same move made) must see the check
+    // again, or its captures could leave the king attacked.
+    if (ignoredCheck) p.plyStates[ply].inCheck = 0;
     Move* end = depth > -5 ? generateQuiescence(ply, start, p) : generateCaptures(ply, start, p);
+    if (ignoredCheck) p.plyStates[ply].inCheck = 1;
     int searched = 0;
     for (Move* cur = start; cur < end; ++cur) {
         if (!inCheck) selectBestKey(cur, end);
