@@ -41,6 +41,8 @@ int clampScore(int v) { return v < -SCORE_LIMIT ? -SCORE_LIMIT : v > SCORE_LIMIT
 
 } // namespace
 
+bool handcraftedOnly = false;
+
 void initEvaluation(Position& p) {
     EvalTables* t = p.evalCache ? tablesOf(p) : new EvalTables;
     clearTables(t);
@@ -117,7 +119,7 @@ int evaluate(int ply, Position& p) {
         return p.sideToMove == WHITE ? entry.score : -entry.score;
     }
     int white;
-    if (usesNetwork(materialBalance(p))) {
+    if (!handcraftedOnly && usesNetwork(materialBalance(p))) {
         int score = networkScore(p, ply);
         white = p.sideToMove == WHITE ? score : -score;
     } else {

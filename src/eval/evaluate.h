@@ -15,6 +15,12 @@ void releaseEvaluation(Position& p);
 // the network's derived weight layout and forgets every cached score.
 void evaluationChanged();
 
+// When set, every position takes the handcrafted path, however balanced its
+// material: the data generator's bootstrap games, played before any network
+// exists. Off by default; call evaluationChanged() after changing it, so no
+// cached score of the other path is reused.
+extern bool handcraftedOnly;
+
 // Score of the position from the side to move's point of view, in centipawns.
 int evaluate(int ply, Position& p);
 

@@ -47,7 +47,7 @@ void resetForSearch(worker& w) {
     w.tbHits.store(0, std::memory_order_relaxed);
     w.currentDepth.store(0, std::memory_order_relaxed);
     w.selDepth = 0;
-    w.checkCountdown = timeControl.nodeCheckInterval;
+    w.checkCountdown = w.nodeLimit ? int(std::min<uint64_t>(w.nodeLimit / 16, 4096)) : timeControl.nodeCheckInterval;
     w.completedDepth = 0;
     w.bestMoveChanges = 0;
     w.stabilityScale = 1.0;
@@ -89,7 +89,7 @@ int searchRootMove(worker& w, int depth, size_t i, int bestScore) {
     int lowWidenings = 0, highWidenings = 0;
     for (;;) {
         int score = -search(w, 1, depth, -beta, -alpha);
-        if (stopFlag.get()) return score;
+        if (w.stop->get()) return score;
         if (i == 0 && score <= alpha) {
             beta = (alpha + beta) / 2;
             alpha = lowWidenings < 5 ? std::max(-INFINITE_SCORE, score - steps[lowWidenings++]) : -MATE;
@@ -101,15 +101,18 @@ int searchRootMove(worker& w, int depth, size_t i, int bestScore) {
     }
 }
 
+// Searches run on their own (with a node budget of their own) print nothing.
+bool reports(const worker& w) { return searchOutputEnabled && !w.nodeLimit; }
+
 void printIteration(const worker& w, int depth) {
-    if (!searchOutputEnabled) return;
+    if (!reports(w)) return;
     sendLine(infoLine(w.rootBestScore, depth, w.selDepth, totalNodes(), elapsedMs(), totalTbHits(), w.rootPv, w.position));
 }
 
 // Root positions without a legal move end the search at once.
 void reportNoMove(worker& w) {
-    stopFlag.set();
-    if (!searchOutputEnabled) return;
+    w.stop->set();
+    if (!reports(w)) return;
     if (w.position.plyStates[0].inCheck) sendLine("info score mate 0");
     else sendLine("info score cp 0 depth 0 seldepth 0 nodes 0 nps 0 time 0 tbhits 0 pv");
 }
@@ -120,13 +123,13 @@ bool rootTablebaseMove(worker& w) {
     int score = 0;
     Move m = probeRoot(w.position, &score);
     if (!m) return false;
-    stopFlag.set();
+    w.stop->set();
     w.rootBestMove = m;
     w.rootBestScore = score;
     w.rootPv = {m};
     w.selDepth = 127;
     w.completedDepth = 127;
-    if (searchOutputEnabled) sendLine(infoLine(score, 127, 127, 1, 1, 1, w.rootPv, w.position));
+    if (reports(w)) sendLine(infoLine(score, 127, 127, 1, 1, 1, w.rootPv, w.position));
     return true;
 }
 
@@ -187,13 +190,13 @@ void iterativeDeepening(worker& w, bool leader) {
     if (leader && rootTablebaseMove(w)) return;
 
     // The stored best move of this position goes first.
-    Move stored = entryMove(probe(p.key));
+    Move stored = entryMove(probe(*w.table, p.key));
     for (size_t i = 0; i < w.rootMoves.size(); ++i)
         if (stored && sameMove(w.rootMoves[i].move, stored)) moveToFront(w.rootMoves, i);
     w.rootBestMove = w.rootMoves[0].move;
     w.rootPv = {w.rootBestMove};
     const bool singleMove = w.rootMoves.size() == 1;
-    const int depthLimit = timeControl.depth;
+    const int depthLimit = w.nodeLimit ? 0 : timeControl.depth;
 
     for (int depth = 1; depth <= 127; ++depth) {
         if (!leader) {
@@ -218,7 +221,7 @@ void iterativeDeepening(worker& w, bool leader) {
             makeMove(p, 0, m);
             int score = searchRootMove(w, depth, i, i == 0 ? w.rootBestScore : iterationBest);
             unmakeMove(p, 0, m);
-            if (stopFlag.get()) break;
+            if (w.stop->get()) break;
             w.rootMoves[i].score = score;
             if (i == 0 || score > iterationBest) {
                 iterationBest = score;
@@ -231,7 +234,7 @@ void iterativeDeepening(worker& w, bool leader) {
                 moveToFront(w.rootMoves, i);
             }
         }
-        if (stopFlag.get()) break;
+        if (w.stop->get()) break;
 
         w.completedDepth = depth;
         if (leader) printIteration(w, depth);
@@ -243,7 +246,7 @@ void iterativeDeepening(worker& w, bool leader) {
         if (singleMove && depth >= 3) goOn = false;
         if (depthLimit > 0) {
             if (!infiniteFlag.get() && depth >= depthLimit - 1) goOn = false;
-        } else {
+        } else if (!w.nodeLimit) {
             w.stabilityScale = nextStabilityScale(w.stabilityScale, depth, w.bestMoveChanges);
             float spent = float(elapsedMs()) * timeControl.timeFactor;
             if (spent > float(timeControl.softLimit * w.stabilityScale)) timeUpFlag.set();

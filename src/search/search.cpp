@@ -27,6 +27,16 @@ inline bool hasPieces(const Position& p, int colour) {
 
 // Reads the clock (and the node budget) when the countdown runs out.
 bool outOfTime(worker& w) {
+    if (w.nodeLimit) {
+        // A search on its own budget stops on this thread's count alone. The
+        // countdown runs in alpha-beta nodes only, while the count includes
+        // the quiescence nodes below them, so the checks come closer together
+        // as the budget runs out.
+        uint64_t n = w.nodes.load(std::memory_order_relaxed);
+        if (n >= w.nodeLimit) return true;
+        w.checkCountdown = int(std::min<uint64_t>((w.nodeLimit - n) / 16, 4096));
+        return false;
+    }
     w.checkCountdown = timeControl.nodeCheckInterval;
     if (infiniteFlag.get() || ponderingFlag.get()) return false;
     if (elapsedMs() >= timeControl.hardLimit) return true;
@@ -42,7 +52,7 @@ inline void makeSearchMove(worker& w, int ply, Move m) {
     child.afterNull = 0;
     w.pvLength[ply + 1] = ply + 1;
     makeMove(p, ply, m);
-    prefetchBucket(p.key);
+    prefetchBucket(*w.table, p.key);
 }
 
 inline int razorMargin(int depth, bool improving) {
@@ -89,10 +99,10 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     countNode(w);
     if (ply > w.selDepth) w.selDepth = ply;
     if (--w.checkCountdown < 0 && outOfTime(w)) {
-        stopFlag.set();
+        w.stop->set();
         return 0;
     }
-    if (stopFlag.get()) return 0;
+    if (w.stop->get()) return 0;
 
     if (ply > 0) {
         if (isRepetition(p, ply)) return repetitionScore(w);
@@ -112,7 +122,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     const int alphaStart = alpha;
     const int us = p.sideToMove;
 
-    HashEntry entry = probe(p.key);
+    HashEntry entry = probe(*w.table, p.key);
     const int ttBound = entryBound(entry);
     const int ttDepth = entryDepth(entry);
     const int ttScore = scoreFromTable(entryScore(entry), ply);
@@ -137,17 +147,17 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 if (wdl == 4) {
                     int score = MATE_IN_MAX - ply;
                     if (score >= beta) {
-                        store(p.key, NO_MOVE, score, tbDepth, LOWER, ply);
+                        store(*w.table, p.key, NO_MOVE, score, tbDepth, LOWER, ply);
                         return score;
                     }
                 } else if (wdl == 0) {
                     int score = ply - MATE_IN_MAX;
                     if (score <= alpha) {
-                        store(p.key, NO_MOVE, score, tbDepth, UPPER, ply);
+                        store(*w.table, p.key, NO_MOVE, score, tbDepth, UPPER, ply);
                         return score;
                     }
                 } else {
-                    store(p.key, NO_MOVE, 0, tbDepth, EXACT, ply);
+                    store(*w.table, p.key, NO_MOVE, 0, tbDepth, EXACT, ply);
                     return 0;
                 }
             }
@@ -184,7 +194,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                     makeNullMove(p, ply);
                     int score = childSearch(w, ply, reduced, beta - 1, beta);
                     unmakeNullMove(p, ply);
-                    if (stopFlag.get()) return 0;
+                    if (w.stop->get()) return 0;
                     if (score >= beta) {
                         if (depth < 10) return score > MATE_IN_MAX ? beta : score;
                         // Deep cut-offs are verified without the null move, against zugzwang.
@@ -196,7 +206,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                         f.staticEval = keepEval;
                         f.bestMove = NO_MOVE;
                         child.nullDisabled = f.nullDisabled;
-                        if (stopFlag.get()) return 0;
+                        if (w.stop->get()) return 0;
                         if (verified >= beta) return verified > MATE_IN_MAX ? beta : verified;
                     }
                 }
@@ -230,9 +240,9 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                         int score = -qsearch(w, ply + 1, 0, -pcBeta, -pcBeta + 1);
                         if (score >= pcBeta) score = -search(w, ply + 1, depth - 4, -pcBeta, -pcBeta + 1);
                         unmakeMove(p, ply, m);
-                        if (stopFlag.get()) return 0;
+                        if (w.stop->get()) return 0;
                         if (score >= pcBeta) {
-                            store(p.key, moveBase(m), score, depth - 3, LOWER, ply);
+                            store(*w.table, p.key, moveBase(m), score, depth - 3, LOWER, ply);
                             return score;
                         }
                     }
@@ -290,7 +300,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 makeSearchMove(w, ply, alt);
                 int score = -search(w, ply + 1, depth / 2 - 1, -singularBeta - 1, -singularBeta);
                 unmakeMove(p, ply, alt);
-                if (stopFlag.get()) return 0;
+                if (w.stop->get()) return 0;
                 if (score >= singularBeta) {
                     singular = false;
                     break;
@@ -340,7 +350,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         }
         unmakeMove(p, ply, m);
         ++searched;
-        if (stopFlag.get()) return 0;
+        if (w.stop->get()) return 0;
 
         if (score > bestScore) {
             bestScore = score;
@@ -349,7 +359,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 alpha = score;
                 if (pvNode) updatePv(w, ply, m);
                 if (score >= beta) {
-                    store(p.key, moveBase(m), score, std::min(depth, 127), LOWER, ply);
+                    store(*w.table, p.key, moveBase(m), score, std::min(depth, 127), LOWER, ply);
                     if (inCheck) return score;
                     if (!capture) {
                         Move ttMove = f.picker.yielded[0];
@@ -366,7 +376,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
 
     if (!anyLegal) return inCheck ? ply - MATE : 0;
     if (p.fiftyMove > 99) return 0;
-    store(p.key, f.bestMove, bestScore, std::min(depth, 127), bestScore > alphaStart ? EXACT : UPPER, ply);
+    store(*w.table, p.key, f.bestMove, bestScore, std::min(depth, 127), bestScore > alphaStart ? EXACT : UPPER, ply);
     return bestScore;
 }
 
@@ -383,7 +393,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
     if (alpha >= beta) return alpha;
     if (ply >= LAST_PLY) return evaluate(ply, p);
 
-    HashEntry entry = probe(p.key);
+    HashEntry entry = probe(*w.table, p.key);
     const int ttBound = entryBound(entry);
     const int ttScore = scoreFromTable(entryScore(entry), ply);
     if (ttBound) {
@@ -395,8 +405,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
     // Far below the horizon checks are no longer answered with evasions; the
     // captures tried must still get the king out of check.
     const bool ignoredCheck = depth < -13 && p.plyStates[ply].inCheck;
-    if (depth < -13) p.plyStates[ply].inCheck = 0;
-    const bool inCheck = p.plyStates[ply].inCheck;
+    const bool inCheck = p.plyStates[ply].inCheck && !ignoredCheck;
     int best;
     if (inCheck) {
         best = ply - MATE;
@@ -409,7 +418,13 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
     }
 
     Move* start = p.plyStates[ply].moveStart;
+    // The generators answer a check with evasions; an ignored check hides it
+    // from them only for this call. The flag itself stays set, since a
+    // re-search of this node (same ply, same move made) must see the check
+    // again, or its captures could leave the king attacked.
+    if (ignoredCheck) p.plyStates[ply].inCheck = 0;
     Move* end = depth > -5 ? generateQuiescence(ply, start, p) : generateCaptures(ply, start, p);
+    if (ignoredCheck) p.plyStates[ply].inCheck = 1;
     int searched = 0;
     for (Move* cur = start; cur < end; ++cur) {
         if (!inCheck) selectBestKey(cur, end);
@@ -417,7 +432,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
         if (!inCheck && depth >= -4 && moveFlag(m) != FLAG_EP && !isCastling(m) && !seeTest(p, m, 0)) continue;
         if (!isLegal(p, ply, m)) continue;
         makeMove(p, ply, m);
-        prefetchBucket(p.key);
+        prefetchBucket(*w.table, p.key);
         if (ignoredCheck && sideInCheck(p, p.sideToMove ^ 1)) {
             unmakeMove(p, ply, m);
             continue;

@@ -189,3 +189,13 @@ uint64_t searchFixedDepthWithPool(const Position& root, int depth) {
     searchOutputEnabled = output;
     return totalNodes();
 }
+
+SoloSearchResult searchToNodes(worker& w, const Position& root, uint64_t nodes) {
+    w.stop->set(false);
+    w.nodeLimit = nodes > 0 ? nodes : 1;
+    copyRootPosition(w.position, root);
+    w.pos = &w.position;
+    iterativeDeepening(w, true);
+    bool hasMove = !w.rootMoves.empty();
+    return {hasMove ? w.rootBestMove : NO_MOVE, w.rootBestScore, w.completedDepth, w.nodes.load(std::memory_order_relaxed)};
+}

@@ -36,3 +36,18 @@ extern bool searchOutputEnabled;
 uint64_t searchFixedDepth(const Position& root, int depth);
 // The same on the whole pool, as "go depth" runs it; returns the nodes of all threads.
 uint64_t searchFixedDepthWithPool(const Position& root, int depth);
+
+// The result of a search run on its own.
+struct SoloSearchResult {
+    Move move;       // NO_MOVE when the root has no legal move
+    int score;       // side to move's view
+    int depth;       // last completed iteration
+    uint64_t nodes;
+};
+
+// Searches `root` on the calling thread until w has searched `nodes` nodes,
+// with w's own stop flag and table (set w.stop and w.table first) and nothing
+// printed. w takes no part in the pool's searches meanwhile. The global time
+// control is not read: with one thread per search and a node budget the
+// result depends only on the root and w's tables.
+SoloSearchResult searchToNodes(worker& w, const Position& root, uint64_t nodes);

@@ -23,18 +23,18 @@ inline void storeWord(uint64_t& word, uint64_t value) {
 
 } // namespace
 
-HashEntry probe(uint64_t key) {
-    HashBucket& b = tt.buckets[key & tt.mask];
+HashEntry probe(const TranspositionTable& table, uint64_t key) {
+    HashBucket& b = table.buckets[key & table.mask];
     for (int i = 0; i < 4; ++i)
         if (loadWord(b.keys[i]) == key) return loadWord(b.entries[i]);
     return 0;
 }
 
-void store(uint64_t key, Move move, int score, int depth, int bound, int ply) {
+void store(TranspositionTable& table, uint64_t key, Move move, int score, int depth, int bound, int ply) {
     score = scoreToTable(score, ply);
     uint64_t word = uint64_t(uint32_t(move)) | uint64_t(uint16_t(int16_t(score))) << 32
-                  | uint64_t(uint8_t(int8_t(depth))) << 48 | uint64_t(bound & 3) << 56 | uint64_t(tt.age & 63) << 58;
-    HashBucket& b = tt.buckets[key & tt.mask];
+                  | uint64_t(uint8_t(int8_t(depth))) << 48 | uint64_t(bound & 3) << 56 | uint64_t(table.age & 63) << 58;
+    HashBucket& b = table.buckets[key & table.mask];
     int chosen = -1;
     int lowest = 32768;
     for (int i = 0; i < 4; ++i) {
@@ -42,7 +42,7 @@ void store(uint64_t key, Move move, int score, int depth, int bound, int ply) {
         if (k == key) { chosen = i; break; }
         uint64_t e = loadWord(b.entries[i]);
         if (e == 0) { chosen = i; break; }
-        int value = entryDepth(e) + (entryBound(e) == EXACT ? 1 : 0) - 4 * ((tt.age - entryAge(e)) & 63);
+        int value = entryDepth(e) + (entryBound(e) == EXACT ? 1 : 0) - 4 * ((table.age - entryAge(e)) & 63);
         if (value < lowest) { lowest = value; chosen = i; }
     }
     storeWord(b.keys[chosen], key);
@@ -98,9 +98,11 @@ void freeTable() {
     tt.mask = 0;
 }
 
-void newSearch() {
-    tt.age = uint8_t(tt.searchCounter & 63);
-    tt.searchCounter += 1;
+void newSearch() { newSearch(tt); }
+
+void newSearch(TranspositionTable& table) {
+    table.age = uint8_t(table.searchCounter & 63);
+    table.searchCounter += 1;
 }
 
 void printStatistics(std::ostream& out) {

@@ -35,13 +35,22 @@ struct TranspositionTable {
 
 extern TranspositionTable tt;
 
-HashEntry probe(uint64_t key);
+// The search passes its thread's table (the shared `tt` unless the thread
+// searches on its own); the forms without a table use `tt`.
+HashEntry probe(const TranspositionTable& table, uint64_t key);
+void store(TranspositionTable& table, uint64_t key, Move move, int score, int depth, int bound, int ply);
+inline HashEntry probe(uint64_t key) { return probe(tt, key); }
+inline void store(uint64_t key, Move move, int score, int depth, int bound, int ply) {
+    store(tt, key, move, score, depth, bound, ply);
+}
 // Starts loading the bucket of `key` into the cache ahead of its probe.
-inline void prefetchBucket(uint64_t key) { __builtin_prefetch(tt.buckets + (key & tt.mask)); }
-void store(uint64_t key, Move move, int score, int depth, int bound, int ply);
+inline void prefetchBucket(const TranspositionTable& table, uint64_t key) {
+    __builtin_prefetch(table.buckets + (key & table.mask));
+}
 void resize(int megabytes);
 void clear();
 void newSearch();
+void newSearch(TranspositionTable& table);  // a table of a search run on its own
 void printStatistics(std::ostream& out);
 void freeTable();
 

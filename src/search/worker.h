@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "board/position.h"
+#include "search/control.h"
+#include "search/tt.h"
 
 constexpr int MATE = 32000;
 constexpr int MATE_IN_MAX = 31872;  // scores at or beyond this are mate or tablebase scores
@@ -102,6 +104,13 @@ public:
     int completedDepth = 0;
     int bestMoveChanges = 0;
     double stabilityScale = 1.0;
+
+    // Pool threads share the "go" command's stop flag and the shared table. A
+    // search run on its own (searchToNodes: one game per thread in the data
+    // generator) points them at the thread's own and sets a node budget.
+    SearchFlag* stop = &stopFlag;
+    TranspositionTable* table = &tt;
+    uint64_t nodeLimit = 0;  // 0 for pool searches, which the "go" limits end
 
     std::mutex mutex;
     std::condition_variable wake;

@@ -1,0 +1,137 @@
+#include "datagen_support.h"
+
+#include <cstdio>
+#include <sstream>
+
+#include "eval/texel.h"
+
+namespace {
+
+class DatagenRun : public DatagenTest {
+protected:
+    void SetUp() override {
+        DatagenTest::SetUp();
+        book = std::make_unique<TempBook>("run_book.epd", MIDDLEGAME_BOOK);
+        settings.bookPath = book->path;
+        settings.chess960BookPath = std::string(SHARED_DIR) + "/books/FRC_openings.epd";
+        settings.games = 2;
+        settings.game.nodes = 1000;
+        settings.hashMegabytes = 1;
+    }
+    void TearDown() override {
+        for (const std::string& f : written) std::remove(f.c_str());
+        DatagenTest::TearDown();
+    }
+    // Runs the generator into a data file (and a tuning file when asked); returns the summary.
+    GeneratorSummary run(const std::string& name, bool tuning = false) {
+        settings.dataPath = datagenTempPath(name + ".bin");
+        settings.tuningPath = tuning ? datagenTempPath(name + ".epd") : "";
+        written.push_back(settings.dataPath);
+        if (tuning) written.push_back(settings.tuningPath);
+        GeneratorSummary summary;
+        std::ostringstream log;
+        std::string error;
+        EXPECT_TRUE(runGenerator(settings, log, summary, &error)) << error;
+        EXPECT_NE(log.str().find("positions " + std::to_string(summary.positions)), std::string::npos) << log.str();
+        return summary;
+    }
+    static std::string bytesOf(const std::string& path) {
+        std::ifstream in(path, std::ios::binary);
+        std::ostringstream s;
+        s << in.rdbuf();
+        return s.str();
+    }
+
+    std::unique_ptr<TempBook> book;
+    GeneratorSettings settings;
+    std::vector<std::string> written;
+};
+
+TEST_F(DatagenRun, WritesReadableRecordsOfLegalQuietPositions) {
+    GeneratorSummary summary = run("plain");
+    EXPECT_EQ(summary.games, 2u);
+    std::vector<TrainingRecord> records;
+    std::string error;
+    ASSERT_TRUE(readAllRecords(settings.dataPath, records, &error)) << error;
+    ASSERT_EQ(records.size(), summary.positions);
+    ASSERT_GT(records.size(), 20u);
+    int results[3] = {};
+    for (const TrainingRecord& r : records) {
+        bool inCheck = true;
+        ASSERT_TRUE(recordIsLegal(r, &inCheck)) << recordFen(r);
+        EXPECT_FALSE(inCheck) << recordFen(r);
+        EXPECT_LT(std::abs(r.score), MATE_IN_MAX);
+        ASSERT_LE(r.result, 2);
+        ++results[r.result];
+    }
+    // Two games give at most two results from White's view.
+    uint64_t decisive = summary.whiteResults[RESULT_WIN] + summary.whiteResults[RESULT_LOSS];
+    if (decisive == 0) {
+        EXPECT_EQ(results[RESULT_DRAW], int(records.size()));
+    }
+    if (summary.whiteResults[RESULT_DRAW] == 0) {
+        EXPECT_EQ(results[RESULT_DRAW], 0);
+    }
+}
+
+TEST_F(DatagenRun, TheSameSeedGivesTheSameFileWhateverTheThreadCount) {
+    settings.seed = 7;
+    run("one_thread");
+    std::string first = bytesOf(settings.dataPath);
+    settings.threads = 2;
+    run("two_threads");
+    EXPECT_EQ(bytesOf(settings.dataPath), first);
+    settings.seed = 8;
+    run("other_seed");
+    EXPECT_NE(bytesOf(settings.dataPath), first);
+}
+
+TEST_F(DatagenRun, PositionTargetsEndAfterTheGameThatReachesThem) {
+    settings.games = 0;
+    settings.positions = 30;
+    settings.threads = 2;
+    GeneratorSummary summary = run("target");
+    EXPECT_GE(summary.positions, 30u);
+    std::vector<TrainingRecord> records;
+    ASSERT_TRUE(readAllRecords(settings.dataPath, records));
+    EXPECT_EQ(records.size(), summary.positions);
+}
+
+TEST_F(DatagenRun, TuningLinesSplitIntoTheRecordedPositionAndWhitesResult) {
+    settings.chess960Share = 0.5;  // one game from the Chess960 book, whose castling letters must read back too
+    GeneratorSummary summary = run("tuning", true);
+    EXPECT_FALSE(chess960) << "the process-wide flag is restored";
+    std::vector<TrainingRecord> records;
+    ASSERT_TRUE(readAllRecords(settings.dataPath, records));
+    std::ifstream in(settings.tuningPath);
+    std::string line, fen, result;
+    size_t n = 0;
+    while (std::getline(in, line)) {
+        splitTuningLine(line, fen, result);
+        ASSERT_LT(n, records.size());
+        ASSERT_TRUE(result == "1-0" || result == "0-1" || result == "1/2") << line;
+        TrainingRecord fromLine;
+        std::string error;
+        ASSERT_TRUE(recordFromFen(fen, records[n].score, RESULT_DRAW, fromLine, &error)) << line << ": " << error;
+        EXPECT_EQ(fromLine.occupancy, records[n].occupancy);
+        EXPECT_EQ(fromLine.sideToMove, records[n].sideToMove);
+        GameResult white = result == "1-0" ? RESULT_WIN : result == "0-1" ? RESULT_LOSS : RESULT_DRAW;
+        EXPECT_EQ(records[n].result, moverResult(white, records[n].sideToMove)) << line;
+        ++n;
+    }
+    EXPECT_EQ(n, records.size());
+    EXPECT_EQ(n, summary.positions);
+    EXPECT_EQ(tuningLine("8/8/8/4k3/8/8/3QK3/8 b - - 0 1", RESULT_DRAW), "8/8/8/4k3/8/8/3QK3/8 b - - 0 1 c9 \"1/2-1/2\";");
+}
+
+TEST_F(DatagenRun, RefusesAMissingBook) {
+    settings.bookPath = datagenTempPath("no_such_book.epd");
+    settings.dataPath = datagenTempPath("never.bin");
+    GeneratorSummary summary;
+    std::ostringstream log;
+    std::string error;
+    EXPECT_FALSE(runGenerator(settings, log, summary, &error));
+    EXPECT_NE(error.find("book"), std::string::npos);
+}
+
+} // namespace

@@ -1,0 +1,183 @@
+#include "datagen_support.h"
+
+#include "board/movegen.h"
+#include "selfplay.h"
+#include "tablebase/registry.h"
+#include "uci/movetext.h"
+
+namespace {
+
+using DatagenRules = DatagenTest;
+
+TEST_F(DatagenRules, KeepsOnlyQuietPositionsWithMeaningfulScoresAfterTheOpening) {
+    TestPosition quiet("r3k2r/ppp2ppp/2n1bn2/3pp3/3PP3/2N1BN2/PPP2PPP/R3K2R w KQkq - 0 9");
+    Move developing = findLegalMove(*quiet, 0, "a2a3");
+    Move capture = findLegalMove(*quiet, 0, "e4d5");
+    Move castling = findLegalMove(*quiet, 0, "e1g1");
+    ASSERT_TRUE(developing && capture && castling);
+    EXPECT_TRUE(keepPosition(*quiet, developing, 35, 8, 8));
+    EXPECT_TRUE(keepPosition(*quiet, castling, -35, 20, 8));
+    EXPECT_FALSE(keepPosition(*quiet, developing, 35, 7, 8)) << "inside the skipped plies";
+    EXPECT_FALSE(keepPosition(*quiet, capture, 35, 20, 8));
+    EXPECT_TRUE(keepPosition(*quiet, developing, MATE_IN_MAX - 1, 20, 8));
+    EXPECT_FALSE(keepPosition(*quiet, developing, MATE_IN_MAX, 20, 8)) << "mate and tablebase scores";
+    EXPECT_FALSE(keepPosition(*quiet, developing, 5 - MATE, 20, 8));
+    EXPECT_FALSE(keepPosition(*quiet, NO_MOVE, 0, 20, 8));
+
+    TestPosition promotion("8/4P1k1/8/8/8/8/6K1/8 w - - 0 1");
+    Move promote = findLegalMove(*promotion, 0, "e7e8q");
+    ASSERT_TRUE(promote);
+    EXPECT_FALSE(keepPosition(*promotion, promote, 900, 20, 8));
+
+    TestPosition enPassant("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
+    Move ep = findLegalMove(*enPassant, 0, "e5d6");
+    ASSERT_TRUE(ep);
+    EXPECT_FALSE(keepPosition(*enPassant, ep, 0, 20, 8));
+
+    TestPosition check("4k3/8/8/8/8/8/4r3/4K3 w - - 0 1");
+    Move escape = findLegalMove(*check, 0, "e1d1");
+    ASSERT_TRUE(escape);
+    EXPECT_FALSE(keepPosition(*check, escape, 0, 20, 8));
+}
+
+TEST_F(DatagenRules, Chess960CastlingOntoTheOwnRookIsNoCapture) {
+    chess960 = true;
+    TestPosition p("bqnbrkrn/pppppppp/8/8/8/8/PPPPPPPP/BQNBRKR1 w Gg - 0 1");
+    Move castle = NO_MOVE;
+    for (Move* m = p->plyStates[0].moveStart, *end = generateLegal(0, *p); m < end; ++m)
+        if (isCastling(*m)) castle = *m;
+    chess960 = false;
+    ASSERT_TRUE(castle);
+    EXPECT_NE(p->board[moveTo(castle)], EMPTY) << "written as king takes rook";
+    EXPECT_TRUE(keepPosition(*p, castle, 10, 20, 8));
+}
+
+TEST_F(DatagenRules, AdjudicationNeedsAnUnbrokenRun) {
+    AdjudicationRules rules;
+    rules.winMargin = 500;
+    rules.winPlies = 4;
+    rules.drawMargin = 10;
+    rules.drawPlies = 6;
+    rules.drawStartPly = 40;
+    rules.maxPlies = 300;
+
+    AdjudicationState s;
+    int ply = 0;
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(adjudicate(s, rules, 600, ply++), Verdict::NONE);
+    EXPECT_EQ(adjudicate(s, rules, 499, ply++), Verdict::NONE) << "a ply inside the margin starts the count again";
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(adjudicate(s, rules, 700, ply++), Verdict::NONE);
+    EXPECT_EQ(adjudicate(s, rules, 32000 - 3, ply++), Verdict::WHITE_WINS) << "mate scores count as beyond the margin";
+
+    s = {};
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(adjudicate(s, rules, -500, i), Verdict::NONE);
+    EXPECT_EQ(adjudicate(s, rules, -500, 3), Verdict::BLACK_WINS);
+    EXPECT_EQ(whiteResultOf(Verdict::BLACK_WINS), RESULT_LOSS);
+
+    s = {};
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(adjudicate(s, rules, i % 2 ? 10 : -10, i), Verdict::NONE) << "too early for a draw";
+    for (int i = 20; i < 39; ++i) adjudicate(s, rules, 3, i);
+    EXPECT_EQ(adjudicate(s, rules, 0, 39), Verdict::DRAW);
+    s = {};
+    for (int i = 100; i < 105; ++i) EXPECT_EQ(adjudicate(s, rules, 0, i), Verdict::NONE);
+    EXPECT_EQ(adjudicate(s, rules, 11, 105), Verdict::NONE) << "one ply beyond the draw margin breaks the run";
+    EXPECT_EQ(adjudicate(s, rules, 200, 298), Verdict::NONE);
+    EXPECT_EQ(adjudicate(s, rules, 200, 299), Verdict::TOO_LONG);
+    EXPECT_EQ(whiteResultOf(Verdict::TOO_LONG), RESULT_DRAW);
+}
+
+class DatagenGames : public DatagenTest {
+protected:
+    void SetUp() override {
+        DatagenTest::SetUp();
+        openSearcher(searcher, 1);
+    }
+    void TearDown() override {
+        closeSearcher(searcher);
+        DatagenTest::TearDown();
+    }
+    PlayedGame play(const std::vector<std::string>& lines, uint64_t seed, GameSettings settings) {
+        OpeningBook book;
+        TempBook file("book.epd", lines);
+        std::string error;
+        EXPECT_TRUE(loadBook(file.path, book, &error)) << error;
+        PlayedGame game;
+        std::atomic<bool> never{false};
+        EXPECT_TRUE(playGame(searcher, book, seed, settings, never, game));
+        return game;
+    }
+    GameSearcher searcher;
+};
+
+TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {
+    GameSettings settings;
+    settings.nodes = 1000;
+    settings.keepFens = true;
+    for (uint64_t seed : {1, 2}) {
+        PlayedGame game = play(MIDDLEGAME_BOOK, seed, settings);
+        ASSERT_EQ(game.fens.size(), game.records.size());
+        EXPECT_GT(game.records.size(), 0u);
+        EXPECT_LE(int(game.records.size()), game.plies - settings.skipPlies + 1);
+        bool decisive = game.ending == Ending::CHECKMATE || game.ending == Ending::WIN_ADJUDICATED
+                        || game.ending == Ending::TABLEBASE;
+        EXPECT_EQ(decisive, game.whiteResult != RESULT_DRAW) << endingName(game.ending);
+        for (size_t i = 0; i < game.records.size(); ++i) {
+            const TrainingRecord& r = game.records[i];
+            bool inCheck = true;
+            ASSERT_TRUE(recordIsLegal(r, &inCheck)) << recordFen(r);
+            EXPECT_FALSE(inCheck) << game.fens[i];
+            EXPECT_LT(std::abs(r.score), MATE_IN_MAX);
+            EXPECT_EQ(r.result, moverResult(game.whiteResult, r.sideToMove));
+            TrainingRecord fromFen;
+            ASSERT_TRUE(recordFromFen(game.fens[i], r.score, GameResult(r.result), fromFen));
+            EXPECT_EQ(fromFen, r) << "the FEN kept for the tuning file is the recorded position";
+        }
+    }
+}
+
+TEST_F(DatagenGames, CheckmateEndsTheGameAndTheMatingMoveIsNotKept) {
+    GameSettings settings;
+    settings.nodes = 2000;
+    settings.randomPlies = 0;
+    settings.skipPlies = 0;
+    PlayedGame game = play({"6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1"}, 3, settings);
+    EXPECT_EQ(game.ending, Ending::CHECKMATE);
+    EXPECT_EQ(game.whiteResult, RESULT_WIN);
+    EXPECT_EQ(game.plies, 1);
+    EXPECT_TRUE(game.records.empty()) << "the only position searched had a mate score";
+}
+
+TEST_F(DatagenGames, TheSameSeedReplaysTheSameGame) {
+    GameSettings settings;
+    settings.nodes = 800;
+    PlayedGame a = play(MIDDLEGAME_BOOK, 11, settings);
+    PlayedGame b = play(MIDDLEGAME_BOOK, 99, settings);  // tables left behind by another game
+    PlayedGame c = play(MIDDLEGAME_BOOK, 11, settings);
+    EXPECT_EQ(a.records, c.records);
+    EXPECT_EQ(a.nodes, c.nodes);
+    EXPECT_EQ(a.plies, c.plies);
+    EXPECT_NE(a.records, b.records);
+}
+
+TEST_F(DatagenGames, TablebasesEndGamesWithTheirResult) {
+    ASSERT_TRUE(initTablebases(std::string(SHARED_DIR) + "/syzygy"));
+    ASSERT_GE(largestTablebase(), 4);
+    GameSettings settings;
+    settings.nodes = 500;
+    settings.randomPlies = 0;
+    PlayedGame win = play({"8/8/8/4k3/8/8/3QK3/8 b - - 0 1"}, 1, settings);
+    PlayedGame draw = play({"8/8/3rk3/8/8/3RK3/8/8 w - - 0 1"}, 1, settings);
+    // Reaching the tables by a capture: six pieces, one more than the largest
+    // table, and the free knight on d5 is taken at once.
+    settings.skipPlies = 0;
+    PlayedGame reached = play({"r3k3/8/8/3n4/8/8/4P3/3RK3 w - - 0 1"}, 1, settings);
+    initTablebases("");
+    EXPECT_EQ(win.ending, Ending::TABLEBASE);
+    EXPECT_EQ(win.whiteResult, RESULT_WIN);
+    EXPECT_EQ(draw.ending, Ending::TABLEBASE);
+    EXPECT_EQ(draw.whiteResult, RESULT_DRAW);
+    EXPECT_EQ(reached.ending, Ending::TABLEBASE);
+    EXPECT_EQ(reached.plies, 1);
+    EXPECT_TRUE(reached.records.empty()) << "the best move was a capture";
+}
+
+} // namespace

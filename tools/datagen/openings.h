@@ -1,0 +1,27 @@
+// Opening positions for self-play: a line of a book (EPD or FEN lines) and a
+// few random legal moves after it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "board/position.h"
+#include "random.h"
+
+struct OpeningBook {
+    std::vector<std::string> fens;  // the first four fields of each line, clocks added
+};
+
+// Reads every non-empty line; false with a reason when the file cannot be read
+// or holds no position.
+bool loadBook(const std::string& path, OpeningBook& book, std::string* error);
+
+// Makes a move at the root of a game and makes the position after it the new
+// root, as the "position ... moves" command does.
+void playRootMove(Position& p, Move m);
+
+// Sets p (whose plyStates[0].moveStart must point at a move buffer) to a
+// random book line followed by `randomPlies` random legal moves. Lines the
+// engine cannot read and walks that end the game are drawn again; false only
+// when no try out of many succeeds.
+bool randomOpening(const OpeningBook& book, SplitMix& rng, int randomPlies, Position& p);
