@@ -30,6 +30,9 @@ void playRootMove(Position& p, Move m) {
     root.castling = after.castling;
     root.epSquare = after.epSquare;
     root.inCheck = after.inCheck;
+    // The position at ply 0 changed: its accumulator must be built afresh.
+    p.dirty[0].count = 0;
+    p.acc[0].computed = 0;
     compactHistory(p);
 }
 

@@ -103,8 +103,11 @@ TEST_F(MoveGen, EvasionsAreLegalAndScored) {
     Move* end = generateCaptures(0, start, *check);
     for (Move* m = start; m < end; ++m) {
         int from = moveFrom(*m);
-        if (check->board[from] == WKNIGHT) EXPECT_EQ(moveScore(*m), 206);
-        if (check->board[from] == WKING) EXPECT_EQ(moveScore(*m), 202);
+        if (check->board[from] == WKNIGHT) {
+            EXPECT_EQ(moveScore(*m), 206);
+        } else if (check->board[from] == WKING) {
+            EXPECT_EQ(moveScore(*m), 202);
+        }
     }
 }
 

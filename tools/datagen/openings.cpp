@@ -28,17 +28,6 @@ bool loadBook(const std::string& path, OpeningBook& book, std::string* error) {
     return true;
 }
 
-void playRootMove(Position& p, Move m) {
-    makeMove(p, 0, m);
-    posinfo& root = p.plyStates[0];
-    const posinfo& after = p.plyStates[1];
-    root.castling = after.castling;
-    root.epSquare = after.epSquare;
-    root.inCheck = after.inCheck;
-    p.dirty[0].count = 0;
-    p.acc[0].computed = 0;
-}
-
 bool randomOpening(const OpeningBook& book, SplitMix& rng, int randomPlies, Position& p) {
     for (int attempt = 0; attempt < 100; ++attempt) {
         const std::string& fen = book.fens[randomBelow(rng, book.fens.size())];

@@ -2,6 +2,8 @@
 // few random legal moves after it.
 #pragma once
 
+#include "uci/position_command.h"  // playRootMove
+
 #include <string>
 #include <vector>
 
@@ -16,9 +18,6 @@ struct OpeningBook {
 // or holds no position.
 bool loadBook(const std::string& path, OpeningBook& book, std::string* error);
 
-// Makes a move at the root of a game and makes the position after it the new
-// root, as the "position ... moves" command does.
-void playRootMove(Position& p, Move m);
 
 // Sets p (whose plyStates[0].moveStart must point at a move buffer) to a
 // random book line followed by `randomPlies` random legal moves. Lines the
