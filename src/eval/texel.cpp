@@ -63,6 +63,7 @@ class texelWorker {
 public:
     explicit texelWorker(unsigned index) : index(index) {
         position->plyStates[0].moveStart = moves.data();
+        initEvaluation(*position);
         thread = std::thread([this] { run(); });
     }
     virtual ~texelWorker() {
@@ -92,7 +93,6 @@ private:
         bindThisThread(index);
         std::printf("Lets go\n");
         std::fflush(stdout);
-        initEvaluation(*position);
         std::unique_lock<std::mutex> lock(mutex);
         for (;;) {
             wake.wait(lock, [this] { return busy || exit; });
