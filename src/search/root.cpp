@@ -129,6 +129,9 @@ bool rootTablebaseMove(worker& w) {
     w.rootPv = {m};
     w.selDepth = 127;
     w.completedDepth = 127;
+    // The final report sums the threads' counters: the probe is its one node and hit.
+    w.nodes.fetch_add(1, std::memory_order_relaxed);
+    w.tbHits.fetch_add(1, std::memory_order_relaxed);
     if (reports(w)) sendLine(infoLine(score, 127, 127, 1, 1, 1, w.rootPv, w.position));
     return true;
 }
