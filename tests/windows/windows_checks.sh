@@ -34,7 +34,8 @@ check "chess960 perft" "setoption name UCI_Chess960 value true\nposition fen bqn
 if [ -f "$src/220321-307.nnue" ]; then cp "$src/220321-307.nnue" "$work/"; fi
 if grep -q "Net read" <(cd "$work" && printf 'quit\n' | timeout 120 wine "$exe" 2>/dev/null | tr -d '\r'); then
   check "search" "position startpos moves e2e4\ngo depth 6\n" "^bestmove [a-h][1-8][a-h][1-8]"
-  winshared=$(winepath -w "$shared/syzygy" 2>/dev/null)
+  # Forward slashes: Windows accepts them, and the input below is read with backslash escapes.
+  winshared=$(winepath -w "$shared/syzygy" 2>/dev/null | tr '\\' /)
   check "tablebase" "setoption name SyzygyPath value $winshared\nposition fen 8/8/8/4k3/8/8/8/KQ6 w - - 0 1\ngo depth 5\n" "^info .*tbhits 1 "
 else
   echo "no network file: search and tablebase checks skipped"
