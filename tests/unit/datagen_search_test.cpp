@@ -10,22 +10,13 @@
 
 namespace {
 
-class DatagenSearch : public DatagenTest {
+class DatagenSearch : public DatagenSearcherTest {
 protected:
-    void SetUp() override {
-        DatagenTest::SetUp();
-        openSearcher(searcher, 1);
-    }
-    void TearDown() override {
-        closeSearcher(searcher);
-        DatagenTest::TearDown();
-    }
     uint64_t usedBuckets() const {
         uint64_t used = 0;
         for (uint64_t i = 0; i <= searcher.table.mask; ++i) used += searcher.table.buckets[i].keys[0] != 0;
         return used;
     }
-    GameSearcher searcher;
 };
 
 TEST_F(DatagenSearch, StopsAtItsOwnBudgetAndLeavesTheSharedFlagsAlone) {

@@ -85,16 +85,8 @@ TEST_F(DatagenRules, AdjudicationNeedsAnUnbrokenRun) {
     EXPECT_EQ(whiteResultOf(Verdict::TOO_LONG), RESULT_DRAW);
 }
 
-class DatagenGames : public DatagenTest {
+class DatagenGames : public DatagenSearcherTest {
 protected:
-    void SetUp() override {
-        DatagenTest::SetUp();
-        openSearcher(searcher, 1);
-    }
-    void TearDown() override {
-        closeSearcher(searcher);
-        DatagenTest::TearDown();
-    }
     PlayedGame play(const std::vector<std::string>& lines, uint64_t seed, GameSettings settings) {
         OpeningBook book;
         TempBook file("book.epd", lines);
@@ -105,7 +97,6 @@ protected:
         EXPECT_TRUE(playGame(searcher, book, seed, settings, never, game));
         return game;
     }
-    GameSearcher searcher;
 };
 
 TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {

@@ -48,6 +48,20 @@ protected:
     void TearDown() override { handcraftedOnly = false; }
 };
 
+// The same, with one game searcher opened for each test.
+class DatagenSearcherTest : public DatagenTest {
+protected:
+    void SetUp() override {
+        DatagenTest::SetUp();
+        openSearcher(searcher, 1);
+    }
+    void TearDown() override {
+        closeSearcher(searcher);
+        DatagenTest::TearDown();
+    }
+    GameSearcher searcher;
+};
+
 // A record's position, read back through the engine's FEN reader: false when
 // the engine refuses it. *inCheck tells whether the side to move is in check.
 inline bool recordIsLegal(const TrainingRecord& r, bool* inCheck) {
