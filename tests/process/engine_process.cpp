@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <thread>
 
@@ -191,6 +192,11 @@ std::string makeTempDir(const std::string& prefix) {
     buffer.push_back('\0');
     char* dir = mkdtemp(buffer.data());
     return dir ? std::string(dir) : std::string();
+}
+
+TempDir::~TempDir() {
+    std::error_code ignored;
+    if (!path.empty()) std::filesystem::remove_all(path, ignored);
 }
 
 void writeZeroNetwork(const std::string& path) {

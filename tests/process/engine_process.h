@@ -44,6 +44,14 @@ std::string runEngine(const std::string& input, const std::vector<std::string>& 
 
 // A fresh empty directory under the system's temporary directory.
 std::string makeTempDir(const std::string& prefix);
+// A fresh directory that is removed, with what the test wrote into it, when the record goes.
+struct TempDir {
+    std::string path;
+    explicit TempDir(const std::string& prefix) : path(makeTempDir(prefix)) {}
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+};
 // Writes an all-zero network file (a valid file whose every weight is zero).
 void writeZeroNetwork(const std::string& path);
 bool startsWith(const std::string& s, const std::string& prefix);

@@ -57,8 +57,8 @@ TEST(Frontend, BannerAndIdentification) {
 }
 
 TEST(Frontend, MissingNetworkIsReportedAtStartUp) {
-    std::string dir = makeTempDir("quorvane-nonet-");
-    auto out = lines(runEngine("quit\n", {}, dir));
+    TempDir dir("quorvane-nonet-");
+    auto out = lines(runEngine("quit\n", {}, dir.path));
     EXPECT_TRUE(contains(out, "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for a position."));
     EXPECT_FALSE(contains(out, "Net read"));
 }
@@ -181,7 +181,8 @@ TEST(Frontend, Chess960OptionChangesMoveText) {
 
 class PerftFiles : public ::testing::Test {
 protected:
-    std::string dir = makeTempDir("quorvane-perft-");
+    TempDir temp{"quorvane-perft-"};
+    const std::string& dir = temp.path;
     void writeFile(const std::string& text) { std::ofstream(dir + "/perftFRC.txt") << text; }
 };
 

@@ -13,11 +13,11 @@
 #include "engine_process.h"
 
 struct EngineSession {
-    std::string dir;
+    TempDir temp{"quorvane-search-"};
+    const std::string& dir = temp.path;
     EngineProcess engine;
 
     explicit EngineSession(bool withNetwork = true) {
-        dir = makeTempDir("quorvane-search-");
         if (withNetwork) writeZeroNetwork(dir + "/220321-307.nnue");
         EXPECT_TRUE(startEngine(engine, {}, dir));
         bool ready = false;
@@ -30,8 +30,6 @@ struct EngineSession {
             send("quit");
             waitExit(engine, 10000);
         }
-        std::error_code ignored;
-        std::filesystem::remove_all(dir, ignored);
     }
 
     void send(const std::string& line) { ::send(engine, line); }
