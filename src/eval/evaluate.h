@@ -24,5 +24,10 @@ extern bool handcraftedOnly;
 // Score of the position from the side to move's point of view, in centipawns.
 int evaluate(int ply, Position& p);
 
+// The loaded network's score of the position at `ply` in centipawns, side to
+// move's view, with the output scaling by pawns and phase applied: the figure
+// evaluate() takes from the network, before its own adjustments.
+int networkScore(Position& p, int ply);
+
 // The "evil" command's figure for the main position, computed afresh.
 int evaluateForDisplay(Position& p);

@@ -12,6 +12,7 @@
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
 #include "eval/net_builder.h"
+#include "eval/network.h"
 #include "test_position.h"
 
 struct TestRng {
@@ -30,6 +31,26 @@ inline void useRandomNet(uint64_t seed) {
     fillRandomNet(nnue, seed);
     evaluationChanged();
 }
+
+// Puts `net` into the engine for the life of the record (as if loaded from a
+// file), then gives the engine back the network it had before.
+struct EngineNetwork {
+    std::unique_ptr<NnueNet> saved = std::make_unique<NnueNet>();
+    bool savedLoaded = netLoaded;
+    explicit EngineNetwork(const NnueNet& net) {
+        *saved = nnue;
+        nnue = net;
+        netLoaded = true;
+        evaluationChanged();
+    }
+    ~EngineNetwork() {
+        nnue = *saved;
+        netLoaded = savedLoaded;
+        evaluationChanged();
+    }
+    EngineNetwork(const EngineNetwork&) = delete;
+    EngineNetwork& operator=(const EngineNetwork&) = delete;
+};
 
 // The same position with colours exchanged and the board turned upside down.
 inline std::string mirrorFen(const std::string& fen) {

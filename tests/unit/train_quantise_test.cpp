@@ -3,6 +3,8 @@
 #include <cstring>
 #include <sstream>
 
+#include "eval/nnue.h"
+#include "eval_helpers.h"
 #include "net_compare.h"
 #include "position_record.h"
 #include "quantise.h"
@@ -51,15 +53,7 @@ TEST_F(TrainQuantise, ExportLoadsIntoTheEngineUnchanged) {
     std::stringstream file;
     ASSERT_TRUE(writeNet(file, *q, description));
     EXPECT_EQ(file.str().size(), 25184056u + description.size());
-    // The engine's weights are process-wide: put them back afterwards.
-    auto saved = newNnueNet();
-    std::memcpy(saved.get(), &nnue, sizeof nnue);
-    bool savedLoaded = netLoaded;
-    struct Restore {
-        NnueNet* copy;
-        bool loaded;
-        ~Restore() { std::memcpy(&nnue, copy, sizeof nnue); netLoaded = loaded; }
-    } restore{saved.get(), savedLoaded};
+    EngineNetwork restoreAfterwards(*q);  // the engine's weights are process-wide
     std::memset(&nnue, 0, sizeof nnue);
     testing::internal::CaptureStdout();
     EXPECT_TRUE(loadNet(file));
@@ -81,8 +75,9 @@ TEST_F(TrainQuantise, ExportLoadsIntoTheEngineUnchanged) {
     EXPECT_EQ(std::memcmp(again.get(), q.get(), sizeof(NnueNet)), 0);
 }
 
-// A hand-computed pass through the integer layers.
-TEST_F(TrainQuantise, ReferenceInferenceByHand) {
+// A hand-computed pass through the engine's integer layers, with weights put
+// where the trainer's export puts them.
+TEST_F(TrainQuantise, EngineInferenceByHand) {
     auto q = newNnueNet();
     q->transformerBias[0] = 200;  // clipped to 127 in both halves
     q->transformerBias[1] = -5;   // clipped to 0
@@ -106,16 +101,15 @@ TEST_F(TrainQuantise, ReferenceInferenceByHand) {
     q->outputWeights[1] = -7;
     q->outputBias = 5;
 
-    TrainingRecord r;
-    ASSERT_TRUE(recordFromFen("3k4/8/8/8/8/8/8/4K3 w - - 0 1", 0, RESULT_DRAW, r));
-    PositionFeatures f = extractFeatures(r);
+    EngineNetwork engine(*q);
     // White king e1, black king d8. White to move: element 2 is 70 in the first half, 40 in the second.
-    EXPECT_EQ(referenceRawOutput(*q, f), 117 * 2 - 7 * 5 + 5);
-    EXPECT_EQ(referenceScore(*q, f), (117 * 2 - 7 * 5 + 5) * 880 / 24576);
+    TestPosition white("3k4/8/8/8/8/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(nnueEvaluate(*white, 0), 117 * 2 - 7 * 5 + 5);
+    EXPECT_EQ(networkScore(*white, 0), (117 * 2 - 7 * 5 + 5) * 880 / 24576);
 
     // Black to move: the halves swap, element 2 of the first half is 40 -> neuron 3 = 62 -> (186 + 50) >> 6 = 3.
-    ASSERT_TRUE(recordFromFen("3k4/8/8/8/8/8/8/4K3 b - - 0 1", 0, RESULT_DRAW, r));
-    EXPECT_EQ(referenceRawOutput(*q, extractFeatures(r)), 117 * 2 - 7 * 3 + 5);
+    TestPosition black("3k4/8/8/8/8/8/8/4K3 b - - 0 1");
+    EXPECT_EQ(nnueEvaluate(*black, 0), 117 * 2 - 7 * 3 + 5);
 }
 
 // With weights that the integer types hold exactly, the two inferences differ
@@ -131,7 +125,8 @@ TEST_F(TrainQuantise, IntegerInferenceFollowsTheFloatNet) {
     FloatNet exact;
     dequantiseNet(*q, exact);
     std::vector<TrainingRecord> records = syntheticRecords(2000, 1);
-    NetComparison c = compareFloatAndInteger(viewOf(exact), *q, records, 2);
+    EngineNetwork engine(*q);
+    NetComparison c = compareFloatAndEngine(viewOf(exact), records, 2);
     EXPECT_EQ(c.positions, 2000u);
     EXPECT_GT(c.meanAbsFloatError, 100.0);  // the scores are not all near zero
     EXPECT_LT(c.meanAbsDifference, 2.0);

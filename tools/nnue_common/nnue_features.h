@@ -4,16 +4,10 @@
 
 #include <cstdint>
 
+#include "eval/nnue.h"  // featureIndex: the engine's own feature numbering
 #include "training_data.h"
 
 constexpr int FEATURE_COUNT = 49152;
-
-// Feature of a piece (code 2..13 on square sq) seen from perspective p with p's own king on kingSq.
-constexpr int featureIndex(int perspective, int kingSq, int code, int sq) {
-    int flip = perspective == BLACK ? 56 : 0;
-    int kind = ((code - 2) & 14) + (colourOf(code) != perspective ? 1 : 0);
-    return ((kingSq ^ flip) * 12 + kind) * 64 + (sq ^ flip);
-}
 
 // The active features of both perspectives, the side to move's first.
 struct PositionFeatures {

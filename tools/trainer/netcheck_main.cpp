@@ -1,10 +1,11 @@
-// netcheck: how far the engine's integer evaluation of a network file lies
-// from the float network it was made from.
+// netcheck: how far the engine's evaluation of a network file lies from the
+// float network it was made from.
 #include <iomanip>
 #include <iostream>
 #include <thread>
 
 #include "net_compare.h"
+#include "position_record.h"
 #include "quantise.h"
 #include "training.h"
 
@@ -13,7 +14,7 @@ namespace {
 int usage() {
     std::cerr << "usage: netcheck NET DATA [CHECKPOINT] [--limit N]\n"
                  "  Compares the float network of CHECKPOINT (without one: the network file's weights read\n"
-                 "  back as floats) with the integer evaluation of NET on the positions of DATA, in centipawns.\n";
+                 "  back as floats) with the engine's evaluation of NET on the positions of DATA, in centipawns.\n";
     return 2;
 }
 
@@ -30,6 +31,7 @@ int main(int argc, char** argv) {
     }
     if (paths.size() < 2 || paths.size() > 3) return usage();
 
+    initRecordTables();
     if (!loadNetFile(paths[0])) {
         std::cerr << "cannot open " << paths[0] << "\n";
         return 1;
@@ -53,10 +55,10 @@ int main(int argc, char** argv) {
     }
     int threads = std::max(1u, std::thread::hardware_concurrency());
     NetView model = paths.size() == 3 ? modelView(trainer) : viewOf(trainer.net);
-    NetComparison c = compareFloatAndInteger(model, nnue, records, threads);
+    NetComparison c = compareFloatAndEngine(model, records, threads);
     std::cout << std::fixed << std::setprecision(2) << c.positions << " positions\n"
-              << "mean |float - integer|: " << c.meanAbsDifference << " cp (largest " << c.maxAbsDifference << " cp)\n"
+              << "mean |float - engine|: " << c.meanAbsDifference << " cp (largest " << c.maxAbsDifference << " cp)\n"
               << "mean |float - search score|: " << c.meanAbsFloatError << " cp\n"
-              << "mean |integer - search score|: " << c.meanAbsIntegerError << " cp\n";
+              << "mean |engine - search score|: " << c.meanAbsEngineError << " cp\n";
     return 0;
 }

@@ -17,24 +17,6 @@ T roundTo(float value) {
     return T(std::clamp(std::nearbyint(double(value)), lo, hi));
 }
 
-int16_t saturate16(int32_t v) { return int16_t(std::clamp(v, -32768, 32767)); }
-
-// One dense layer of the engine: products of unsigned inputs and signed
-// weights summed in pairs with 16-bit saturation, then the 32-bit total plus
-// bias saturated to 16 bits, shifted right by 6 and clipped to 0..127.
-void hiddenLayer(const uint8_t* input, int inputs, const int8_t* weights, const int32_t* bias, int outputs,
-                 uint8_t* output) {
-    for (int j = 0; j < outputs; ++j) {
-        const int8_t* w = weights + j * inputs;
-        int32_t sum = 0;
-        for (int i = 0; i < inputs; i += 2)
-            sum += saturate16(int32_t(input[i]) * w[i] + int32_t(input[i + 1]) * w[i + 1]);
-        sum += bias[j];
-        int32_t shifted = int32_t(saturate16(sum)) >> 6;
-        output[j] = uint8_t(std::clamp(shifted, 0, 127));
-    }
-}
-
 } // namespace
 
 void quantiseNet(const FloatNet& net, NnueNet& out) {
@@ -84,26 +66,4 @@ bool writeNetFile(const std::string& path, const NnueNet& net, const std::string
         if (!out) return false;
     }
     return std::rename(temporary.c_str(), path.c_str()) == 0;
-}
-
-int32_t referenceRawOutput(const NnueNet& net, const PositionFeatures& f) {
-    uint8_t input[2 * NNUE_HIDDEN];
-    for (int side = 0; side < 2; ++side) {
-        // 16-bit wrapping sums, as the engine's accumulator keeps them.
-        uint16_t acc[NNUE_HIDDEN];
-        for (int i = 0; i < NNUE_HIDDEN; ++i) acc[i] = uint16_t(net.transformerBias[i]);
-        for (int n = 0; n < f.count; ++n) {
-            const int16_t* w = net.transformerWeights + size_t(f.index[side][n]) * NNUE_HIDDEN;
-            for (int i = 0; i < NNUE_HIDDEN; ++i) acc[i] = uint16_t(acc[i] + uint16_t(w[i]));
-        }
-        for (int i = 0; i < NNUE_HIDDEN; ++i)
-            input[side * NNUE_HIDDEN + i] = uint8_t(std::clamp(int(int16_t(acc[i])), 0, 127));
-    }
-    uint8_t hidden1[NNUE_L1], hidden2[NNUE_L2];
-    hiddenLayer(input, 2 * NNUE_HIDDEN, net.l1Weights, net.l1Bias, NNUE_L1, hidden1);
-    hiddenLayer(hidden1, NNUE_L1, net.l2Weights, net.l2Bias, NNUE_L2, hidden2);
-    int32_t raw = net.outputBias;
-    for (int i = 0; i < NNUE_L2; i += 2)
-        raw += saturate16(int32_t(hidden2[i]) * net.outputWeights[i] + int32_t(hidden2[i + 1]) * net.outputWeights[i + 1]);
-    return raw;
 }

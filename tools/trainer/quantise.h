@@ -1,5 +1,4 @@
-// From the float network to the engine's integer network file and back, and
-// an integer inference that follows the engine's arithmetic bit for bit.
+// From the float network to the engine's integer network file and back.
 #pragma once
 
 #include "eval/net_builder.h"  // writeNet
@@ -21,11 +20,5 @@ void dequantiseNet(const NnueNet& net, FloatNet& out);
 // Writes the engine's file layout: version, architecture hash, description,
 // then the blocks in the order the engine reads them.
 bool writeNetFile(const std::string& path, const NnueNet& net, const std::string& description);
-
-// The engine's integer evaluation of a position: raw output and centipawns.
-int32_t referenceRawOutput(const NnueNet& net, const PositionFeatures& f);
-inline int32_t referenceScore(const NnueNet& net, const PositionFeatures& f) {
-    return scoreFromRaw(referenceRawOutput(net, f), f.pawns, f.phase);
-}
 
 inline std::unique_ptr<NnueNet> newNnueNet() { return std::make_unique<NnueNet>(); }

@@ -1,9 +1,16 @@
 #include "synthetic.h"
 
+#include <memory>
 #include <random>
+
+#include "board/position.h"
+#include "position_record.h"
 
 std::vector<TrainingRecord> syntheticRecords(size_t count, uint64_t seed) {
     static constexpr int VALUE[7] = {0, 100, 300, 320, 500, 900, 0};
+    static const bool tablesReady = (initRecordTables(), true);
+    (void)tablesReady;
+    auto position = std::make_unique<Position>();
     std::mt19937_64 rng(seed);
     std::vector<TrainingRecord> out;
     out.reserve(count);
@@ -31,7 +38,8 @@ std::vector<TrainingRecord> syntheticRecords(size_t count, uint64_t seed) {
         int score = (r.sideToMove == WHITE ? balance : -balance) + int(rng() % 41) - 20;
         r.score = int16_t(score);
         r.result = score > 150 ? RESULT_WIN : score < -150 ? RESULT_LOSS : RESULT_DRAW;
-        out.push_back(r);
+        // Kings side by side, the side not to move in check, impossible material: the engine refuses these.
+        if (setFen(*position, recordFen(r))) out.push_back(r);
     }
     return out;
 }
