@@ -5,9 +5,10 @@
 #include <cstdint>
 
 #include "eval/nnue.h"  // featureIndex: the engine's own feature numbering
+#include "eval/net_layout.h"
 #include "training_data.h"
 
-constexpr int FEATURE_COUNT = 49152;
+constexpr int FEATURE_COUNT = NNUE_FEATURES;
 
 // The active features of both perspectives, the side to move's first.
 struct PositionFeatures {
