@@ -65,6 +65,9 @@ public:
         position->plyStates[0].moveStart = moves.data();
         initEvaluation(*position);
         thread = std::thread([this] { run(); });
+        // Wait for the greeting so that every "Lets go" comes before the tuner's own output.
+        std::unique_lock<std::mutex> lock(mutex);
+        wake.wait(lock, [this] { return started; });
     }
     virtual ~texelWorker() {
         {
@@ -94,6 +97,8 @@ private:
         std::printf("Lets go\n");
         std::fflush(stdout);
         std::unique_lock<std::mutex> lock(mutex);
+        started = true;
+        wake.notify_all();
         for (;;) {
             wake.wait(lock, [this] { return busy || exit; });
             if (exit) return;
@@ -122,6 +127,7 @@ private:
     const TuningRecord* begin = nullptr;
     size_t length = 0;
     double sum = 0;
+    bool started = false;
     bool busy = false;
     bool exit = false;
     std::thread thread;

@@ -240,4 +240,40 @@ TEST_F(PerftFiles, SharedFilesPass) {
     EXPECT_EQ(countPrefix(out, "Okidoki"), 100);
 }
 
+// The tuner's console transcript: greetings before the tuner's own output, the K search,
+// the tables, the local search and its closing line; without the file it refuses.
+TEST(Frontend, TexelCommandTranscript) {
+    TempDir dir("quorvane-texel-");
+    auto refused = afterStartUp(runEngine("texel\nisready\n", {}, dir.path));
+    ASSERT_EQ(refused.size(), 3u);
+    EXPECT_EQ(refused[0], "Starting texel tuning....");
+    EXPECT_EQ(refused[1], "There seems to be a problem with the tuning file. tuning not executed");
+    EXPECT_EQ(refused[2], "readyok");
+
+    writeZeroNetwork(dir.path + "/220321-307.nnue");
+    std::ofstream(dir.path + "/lichess-good.epd") << "4k3/8/8/8/8/8/3P4/4K3 w - - 0 1 c9 \"1-0\";\n"
+                                                    "4k3/3p4/8/8/8/8/3P4/4K3 b - - 0 1 c9 \"1/2-1/2\";\n";
+    auto out = afterStartUp(runEngine("texel\nisready\n", {}, dir.path, 120000));
+    ASSERT_GE(out.size(), 4u);
+    EXPECT_EQ(out[0], "Starting texel tuning....");
+    size_t i = 1;
+    while (i < out.size() && out[i] == "Lets go") ++i;
+    EXPECT_GE(i, 2u);
+    ASSERT_LT(i, out.size());
+    EXPECT_EQ(out[i], "Starting texel tuning....");
+    // A network of zeros makes every target 1/2, which K = 0 fits exactly: the first trial
+    // wins, the first round stops at 0 + 1, and the four finer rounds stay around 0.
+    ASSERT_LT(i + 1, out.size());
+    EXPECT_EQ(out[i + 1], "Trying the following K value 0 error:0");
+    int trials = countPrefix(out, "Trying the following K value");
+    EXPECT_GE(trials, 11 + 4 * 19);
+    EXPECT_LE(trials, 11 + 4 * 21);
+    EXPECT_TRUE(contains(out, " Optimal K calculated :0"));
+    EXPECT_EQ(countPrefix(out, "TCONST combEval pieceSquareScore[6][NOFSQUARES] = "), countPrefix(out, " Improving:") + 1);
+    EXPECT_EQ(countPrefix(out, "Starting error"), 1);
+    ASSERT_GE(out.size(), 2u);
+    EXPECT_TRUE(startsWith(out[out.size() - 2], "Ending error")) << out[out.size() - 2];
+    EXPECT_EQ(out.back(), "readyok");
+}
+
 } // namespace
