@@ -173,16 +173,21 @@ struct TermPair {
     std::vector<std::pair<combEval*, int>> terms;
 };
 
+// White's lead in the first position over the second, or Black's in their mirror images.
+int gap(const TermPair& t, bool mirrored) {
+    if (mirrored) return handcrafted(mirrorFen(t.with)) - handcrafted(mirrorFen(t.without));
+    return handcrafted(t.with) - handcrafted(t.without);
+}
+
 int gapWithoutTerms(const TermPair& t, bool mirrored) {
     std::vector<std::vector<combEval>> saved;
     for (auto [values, count] : t.terms) {
         saved.emplace_back(values, values + count);
         std::fill(values, values + count, 0);
     }
-    std::string with = mirrored ? mirrorFen(t.with) : t.with, without = mirrored ? mirrorFen(t.without) : t.without;
-    int gap = handcrafted(with) - handcrafted(without);
+    int result = gap(t, mirrored);
     for (size_t i = 0; i < saved.size(); ++i) std::copy(saved[i].begin(), saved[i].end(), t.terms[i].first);
-    return gap;
+    return result;
 }
 
 TEST(EvalTerms, EachTermPointsTheRightWay) {
@@ -203,11 +208,9 @@ TEST(EvalTerms, EachTermPointsTheRightWay) {
          "6k1/5ppp/8/8/8/8/r4PPP/1R4K1 b - - 0 1", {{&rookOnSeventh, 1}}},
     };
     for (const TermPair& t : pairs) {
-        int gap = handcrafted(t.with) - handcrafted(t.without);
-        EXPECT_GT(gap, gapWithoutTerms(t, false)) << t.feature;
-        int mirroredGap = handcrafted(mirrorFen(t.with)) - handcrafted(mirrorFen(t.without));
-        EXPECT_LT(mirroredGap, gapWithoutTerms(t, true)) << t.feature << " (mirrored)";
-        EXPECT_EQ(gap, -mirroredGap) << t.feature;
+        EXPECT_GT(gap(t, false), gapWithoutTerms(t, false)) << t.feature;
+        EXPECT_LT(gap(t, true), gapWithoutTerms(t, true)) << t.feature << " (mirrored)";
+        EXPECT_EQ(gap(t, false), -gap(t, true)) << t.feature;
     }
 }
 
