@@ -55,6 +55,28 @@ TEST_F(TrainFeatures, ColourMirrorGivesTheSameInput) {
     EXPECT_EQ(sorted(a, 1), sorted(b, 1));
 }
 
+// Reflecting a record left to right must give exactly the input of the reflected
+// position, kings included, for both perspectives.
+TEST_F(TrainFeatures, MirroredRecordIsTheReflectedPosition) {
+    const std::pair<const char*, const char*> pairs[] = {
+        {"r3k2r/pp1n1ppp/2p1b3/q7/3P4/2N2N2/PP2QPPP/R3K2R w - - 0 1",
+         "r2k3r/ppp1n1pp/3b1p2/7q/4P3/2N2N2/PPPQ2PP/R2K3R w - - 0 1"},
+        {"8/8/8/8/8/2k5/8/K6q w - - 0 1", "8/8/8/8/8/5k2/8/q6K w - - 0 1"},
+    };
+    for (auto [fen, reflected] : pairs) {
+        TrainingRecord r;
+        ASSERT_TRUE(recordFromFen(fen, 0, RESULT_DRAW, r));
+        PositionFeatures mirrored = extractFeatures(r, true), expected = of(reflected), plain = of(fen);
+        ASSERT_EQ(mirrored.count, expected.count);
+        EXPECT_EQ(mirrored.pawns, expected.pawns);
+        EXPECT_EQ(mirrored.phase, expected.phase);
+        for (int side = 0; side < 2; ++side) {
+            EXPECT_EQ(sorted(mirrored, side), sorted(expected, side)) << fen;
+            EXPECT_NE(sorted(mirrored, side), sorted(plain, side)) << fen;
+        }
+    }
+}
+
 TEST_F(TrainFeatures, PawnsAndPhaseForTheOutputScale) {
     PositionFeatures start = of("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
     EXPECT_EQ(start.count, 32);

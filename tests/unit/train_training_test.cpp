@@ -149,10 +149,55 @@ TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
     }
 }
 
+// Adam's first step moves a weight by about the learning rate whatever its
+// gradient; the warm-up scales that down to a sliver and then lets it grow.
+TEST_F(TrainTraining, WarmupStartsWithSmallSteps) {
+    std::vector<TrainingRecord> data = syntheticRecords(200, 5);
+    std::vector<uint32_t> order(data.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    auto largestMove = [&](int warmup, int steps) {
+        TrainingSettings settings;
+        settings.warmupSteps = warmup;
+        settings.roundWeights = false;
+        Trainer t;
+        initTrainer(t, settings, 1);
+        for (int i = 1; i < steps; ++i) trainBatch(t, data, order, 0, data.size());
+        std::vector<float> before(t.net.params.begin() + DENSE_START, t.net.params.end());
+        trainBatch(t, data, order, 0, data.size());
+        double largest = 0;
+        for (size_t i = 0; i < DENSE_COUNT; ++i)
+            largest = std::max(largest, double(std::abs(t.net.params[DENSE_START + i] - before[i])));
+        return largest;
+    };
+    const double lr = TrainingSettings{}.learningRate;
+    EXPECT_NEAR(largestMove(0, 1), lr, 0.01 * lr);
+    EXPECT_NEAR(largestMove(100, 1), lr / 100, 0.01 * lr / 100);
+    EXPECT_GT(largestMove(100, 50), 20 * largestMove(100, 1));
+}
+
+// With mirroring on, each epoch reflects half the records and the next epoch the other half.
+TEST_F(TrainTraining, MirroringAlternatesBetweenEpochs) {
+    Trainer t;
+    TrainingSettings settings;
+    initTrainer(t, settings, 1);
+    for (uint32_t i = 0; i < 8; ++i) EXPECT_FALSE(seenMirrored(t, i));
+    t.settings.mirror = true;
+    int reflected = 0;
+    for (uint32_t i = 0; i < 1000; ++i) {
+        bool now = seenMirrored(t, i);
+        t.epochsDone = 1;
+        EXPECT_NE(now, seenMirrored(t, i)) << i;
+        t.epochsDone = 0;
+        reflected += now;
+    }
+    EXPECT_EQ(reflected, 500);
+}
+
 TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
     std::vector<TrainingRecord> all = syntheticRecords(600, 8), train, validation;
     TrainingSettings settings;
     settings.batchSize = 128;
+    settings.mirror = true;  // the second epoch reflects the other half: lost on resume, the nets part
     splitValidation(all, 0.1, 1, train, validation);
     Trainer straight;
     initTrainer(straight, settings, 2);
@@ -170,6 +215,7 @@ TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
     std::remove(path.c_str());
     EXPECT_EQ(resumed.epochsDone, 1);
     EXPECT_EQ(resumed.settings.batchSize, 128);
+    EXPECT_TRUE(resumed.settings.mirror);
     trainEpoch(resumed, train, validation);
     ASSERT_EQ(resumed.history.size(), 2u);
     EXPECT_DOUBLE_EQ(resumed.history[0].trainLoss, straight.history[0].trainLoss);

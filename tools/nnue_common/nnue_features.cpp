@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-PositionFeatures extractFeatures(const TrainingRecord& r) {
+PositionFeatures extractFeatures(const TrainingRecord& r, bool mirrored) {
     static constexpr int PHASE_WEIGHT[7] = {0, 0, 1, 1, 2, 4, 0};
     PositionFeatures f;
     int codes[MAX_RECORD_PIECES], squares[MAX_RECORD_PIECES];
@@ -10,7 +10,7 @@ PositionFeatures extractFeatures(const TrainingRecord& r) {
     Bitboard occ = r.occupancy;
     int phase = 0;
     for (int n = 0; occ && n < MAX_RECORD_PIECES; ++n) {
-        int sq = popLsb(occ);
+        int sq = popLsb(occ) ^ (mirrored ? 7 : 0);
         int code = packedPiece(r, n);
         if (code < WPAWN || code > BKING) continue;  // damaged data: no feature to give
         codes[f.count] = code;

@@ -17,7 +17,10 @@ struct PositionFeatures {
     int pawns = 0;                         // both colours
     int phase = 0;                         // clamped to 0..24
 };
-PositionFeatures extractFeatures(const TrainingRecord& r);
+// With mirrored, the features of the position reflected left to right (a-file
+// to h-file). Records keep no castling rights, so to the network the reflection
+// is a position as good as the original: a free second sample for training.
+PositionFeatures extractFeatures(const TrainingRecord& r, bool mirrored = false);
 
 // The factor that turns the network's raw output into centipawns, times 24576.
 constexpr int outputScale(int pawns, int phase) { return (pawns + 55) * 16 + phase * 11; }

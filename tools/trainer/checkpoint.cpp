@@ -10,7 +10,7 @@
 namespace {
 
 constexpr char CHECKPOINT_MAGIC[4] = {'Q', 'V', 'C', 'K'};
-constexpr uint32_t CHECKPOINT_VERSION = 1;
+constexpr uint32_t CHECKPOINT_VERSION = 2;  // 2 added mirroring and the warm-up; 1 still loads
 
 template <typename T>
 bool put(std::FILE* f, const T& value) { return std::fwrite(&value, sizeof value, 1, f) == 1; }
@@ -34,7 +34,7 @@ bool saveCheckpoint(const Trainer& t, const std::string& path) {
     bool ok = std::fwrite(CHECKPOINT_MAGIC, 1, 4, f) == 4 && put(f, CHECKPOINT_VERSION) &&
               put(f, uint64_t(PARAM_COUNT)) && put(f, int32_t(s.batchSize)) && put(f, s.learningRate) &&
               put(f, s.learningRateDecay) && put(f, s.lambda) && put(f, s.sigmoidK) &&
-              put(f, s.validationFraction) && put(f, s.seed) && put(f, uint8_t(s.roundWeights)) && put(f, int32_t(t.epochsDone)) &&
+              put(f, s.validationFraction) && put(f, s.seed) && put(f, uint8_t(s.roundWeights)) && put(f, uint8_t(s.mirror)) && put(f, int32_t(s.warmupSteps)) && put(f, int32_t(t.epochsDone)) &&
               put(f, t.adam.step) && put(f, uint32_t(t.history.size()));
     for (const EpochStats& e : t.history)
         ok = ok && put(f, int32_t(e.epoch)) && put(f, e.trainLoss) && put(f, e.validationLoss) &&
@@ -55,7 +55,7 @@ bool loadCheckpoint(Trainer& t, const std::string& path, std::string* error) {
     uint32_t version = 0;
     uint64_t paramCount = 0;
     bool ok = std::fread(magic, 1, 4, f) == 4 && std::memcmp(magic, CHECKPOINT_MAGIC, 4) == 0 && get(f, version) &&
-              version == CHECKPOINT_VERSION && get(f, paramCount) && paramCount == PARAM_COUNT;
+              (version == 1 || version == CHECKPOINT_VERSION) && get(f, paramCount) && paramCount == PARAM_COUNT;
     if (!ok) {
         std::fclose(f);
         return fail(error, path + " is not a checkpoint of this trainer");
@@ -63,12 +63,16 @@ bool loadCheckpoint(Trainer& t, const std::string& path, std::string* error) {
     TrainingSettings& s = t.settings;
     int32_t batch = 0, epochs = 0;
     uint32_t historySize = 0;
-    uint8_t roundWeights = 1;
+    uint8_t roundWeights = 1, mirror = 0;
+    int32_t warmup = 0;  // version 1 trained without a warm-up
     ok = get(f, batch) && get(f, s.learningRate) && get(f, s.learningRateDecay) && get(f, s.lambda) &&
-         get(f, s.sigmoidK) && get(f, s.validationFraction) && get(f, s.seed) && get(f, roundWeights) && get(f, epochs) &&
+         get(f, s.sigmoidK) && get(f, s.validationFraction) && get(f, s.seed) && get(f, roundWeights) &&
+         (version < 2 || (get(f, mirror) && get(f, warmup))) && get(f, epochs) &&
          get(f, t.adam.step) && get(f, historySize);
     s.batchSize = batch;
     s.roundWeights = roundWeights != 0;
+    s.mirror = mirror != 0;
+    s.warmupSteps = warmup;
     t.epochsDone = epochs;
     t.history.clear();
     for (uint32_t i = 0; ok && i < historySize; ++i) {

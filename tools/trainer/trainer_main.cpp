@@ -27,6 +27,8 @@ int usage() {
         "      --threads N (all cores)  --seed N (1)  --resume CHECKPOINT\n"
         "      --round-weights 0|1 (1: the forward pass reads every weight rounded to the integer\n"
         "        steps of the network file, so the exported net keeps the float net's accuracy)\n"
+        "      --warmup N (200 steps over which the learning rate climbs from 0)\n"
+        "      --mirror 0|1 (0; 1: half the positions of each epoch are seen reflected left to right)\n"
         "    Writes DIR/checkpoint.bin, DIR/net.nnue, DIR/curve.svg and DIR/log.csv after every epoch.\n"
         "    On --resume the settings stored in the checkpoint are used; --epochs is the total to reach.\n"
         "  nnue_trainer export --checkpoint FILE --out NET\n"
@@ -61,6 +63,7 @@ std::string describe(const Trainer& t, size_t positions) {
     d << "Quorvane network trained by nnue_trainer: " << t.epochsDone << " epochs";
     if (positions) d << " on " << positions << " positions";
     d << ", lambda " << t.settings.lambda << ", k " << t.settings.sigmoidK;
+    if (t.settings.mirror) d << ", mirrored";
     return d.str();
 }
 
@@ -104,6 +107,8 @@ int train(const std::multimap<std::string, std::string>& o) {
         s.validationFraction = std::stod(option(o, "validation", "0.02"));
         s.seed = std::stoull(option(o, "seed", "1"));
         s.roundWeights = option(o, "round-weights", "1") != "0";
+        s.mirror = option(o, "mirror", "0") != "0";
+        s.warmupSteps = std::stoi(option(o, "warmup", "200"));
         initTrainer(t, s, threads);
     }
     int epochs = std::stoi(option(o, "epochs", "20"));

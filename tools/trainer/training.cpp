@@ -23,6 +23,7 @@ inline void adamUpdate(float* param, float* m, float* v, const float* grad, size
 // The learning rate with Adam's bias correction folded in.
 float adamStepSize(const Trainer& t) {
     float lr = t.settings.learningRate * std::pow(t.settings.learningRateDecay, float(t.epochsDone));
+    if (t.adam.step < t.settings.warmupSteps) lr *= float(t.adam.step) / float(t.settings.warmupSteps);
     double step = double(t.adam.step);
     return float(lr * std::sqrt(1.0 - std::pow(ADAM_BETA2, step)) / (1.0 - std::pow(ADAM_BETA1, step)));
 }
@@ -48,9 +49,13 @@ float blendedTarget(const TrainingRecord& r, float lambda, float k) {
     return lambda * sigmoid(float(r.score) / k) + (1.0f - lambda) * resultValue(r);
 }
 
-Sample makeSample(const TrainingRecord& r, float lambda, float k) {
+bool seenMirrored(const Trainer& t, uint32_t recordIndex) {
+    return t.settings.mirror && ((recordIndex ^ uint32_t(t.epochsDone)) & 1);
+}
+
+Sample makeSample(const TrainingRecord& r, float lambda, float k, bool mirrored) {
     Sample s;
-    s.features = extractFeatures(r);
+    s.features = extractFeatures(r, mirrored);
     s.scale = float(outputScale(s.features.pawns, s.features.phase)) / float(OUTPUT_SCALE_DIVISOR);
     s.target = blendedTarget(r, lambda, k);
     return s;
@@ -80,7 +85,8 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
         double lossSum = 0;
         for (size_t b = from; b < to; ++b) {
             Sample& s = t.samples[b];
-            s = makeSample(data[order[begin + b]], st.lambda, st.sigmoidK);
+            uint32_t index = order[begin + b];
+            s = makeSample(data[index], st.lambda, st.sigmoidK, seenMirrored(t, index));
             float score = forward(view, s, a);
             LossTerms terms = positionLoss(score, s.target, st.sigmoidK);
             lossSum += terms.loss;

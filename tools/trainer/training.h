@@ -23,6 +23,11 @@ struct TrainingSettings {
     double validationFraction = 0.02;
     uint64_t seed = 1;
     bool roundWeights = true;     // train through the weights rounded as the network file holds them
+    // Adam moves every weight by about the learning rate from the first step on;
+    // 512 inputs moved alike push the first dense layer out of its clipping window,
+    // where nothing learns any more. The rate climbs linearly over these steps.
+    int warmupSteps = 200;
+    bool mirror = false;          // every other epoch, each position is seen reflected left to right
 };
 
 struct EpochStats {
@@ -57,6 +62,10 @@ struct Trainer {
 // A fresh trainer with a randomly initialised network.
 void initTrainer(Trainer& t, const TrainingSettings& settings, int threads);
 
+// Whether the record at this index is seen reflected in the trainer's current
+// epoch: half the records each epoch, the other half the next.
+bool seenMirrored(const Trainer& t, uint32_t recordIndex);
+
 // The float model as training sees it. With settings.roundWeights every weight
 // and bias is read rounded to the integer steps of the network file (the dense
 // part from a copy refreshed here, the transformer rows as they are summed);
@@ -64,7 +73,7 @@ void initTrainer(Trainer& t, const TrainingSettings& settings, int threads);
 NetView modelView(Trainer& t);
 
 // The network input of a record with the blended target.
-Sample makeSample(const TrainingRecord& r, float lambda, float k);
+Sample makeSample(const TrainingRecord& r, float lambda, float k, bool mirrored = false);
 float blendedTarget(const TrainingRecord& r, float lambda, float k);
 
 // One Adam step on the records data[order[begin..end)]; returns their mean loss before the step.
