@@ -28,18 +28,25 @@ double batchLoss(const FloatNet& net, const std::vector<Sample>& samples, float 
     return sum / double(samples.size());
 }
 
-TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
+// Checks the analytic gradient of every block against central differences, for
+// the plain net and for the factorised one, where a factor row's gradient pools
+// those of the 64 feature rows it is shared by.
+void checkGradients(bool factorised) {
     const float k = DEFAULT_SIGMOID_K;
     std::vector<TrainingRecord> records = syntheticRecords(6, 21);
     std::vector<Sample> samples;
     for (const TrainingRecord& r : records) samples.push_back(makeSample(r, 0.6f, k));
     FloatNet net;
     initRandomNet(net, 3);
+    net.factorised = factorised;
     for (size_t i = OUT_WEIGHTS; i < OUT_BIAS; ++i) net.params[i] *= 4.0f;  // scores of some hundreds
+    if (factorised)  // factor rows of their own size, so that a mix-up of rows would show
+        for (size_t i = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS; i < FT_BIAS; ++i)
+            net.params[i] = 0.03f * std::sin(float(i));
 
     // Analytic gradient: dense part directly, transformer rows from the sums' gradients.
     std::vector<float> dense(DENSE_COUNT);
-    std::vector<double> transformer(size_t(FT_INPUTS) * FT_OUTPUTS);
+    std::vector<double> transformer(size_t(FT_ROWS) * FT_OUTPUTS);
     Activations a;
     for (const Sample& s : samples) {
         float accGrad[2][FT_OUTPUTS];
@@ -47,15 +54,20 @@ TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
         backward(net, s, a, t.scoreGrad / float(samples.size()), dense.data(), accGrad);
         for (int side = 0; side < 2; ++side)
             for (int n = 0; n < s.features.count; ++n)
-                for (int i = 0; i < FT_OUTPUTS; ++i)
-                    transformer[size_t(s.features.index[side][n]) * FT_OUTPUTS + i] += accGrad[side][i];
+                for (int i = 0; i < FT_OUTPUTS; ++i) {
+                    int feature = s.features.index[side][n];
+                    transformer[size_t(feature) * FT_OUTPUTS + i] += accGrad[side][i];
+                    if (factorised) transformer[size_t(factorRowOf(feature)) * FT_OUTPUTS + i] += accGrad[side][i];
+                }
     }
     auto analytic = [&](size_t p) { return p < DENSE_START ? transformer[p] : double(dense[p - DENSE_START]); };
 
     // In each block, check the parameters with the largest gradients.
-    const size_t blocks[][2] = {{FT_WEIGHTS, FT_BIAS}, {FT_BIAS, L1_WEIGHTS}, {L1_WEIGHTS, L1_BIAS},
-                                {L1_BIAS, L2_WEIGHTS}, {L2_WEIGHTS, L2_BIAS}, {L2_BIAS, OUT_WEIGHTS},
-                                {OUT_WEIGHTS, OUT_BIAS}, {OUT_BIAS, PARAM_COUNT}};
+    const size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS;
+    std::vector<std::pair<size_t, size_t>> blocks = {{FT_WEIGHTS, factorStart}, {FT_BIAS, L1_WEIGHTS},
+        {L1_WEIGHTS, L1_BIAS}, {L1_BIAS, L2_WEIGHTS}, {L2_WEIGHTS, L2_BIAS}, {L2_BIAS, OUT_WEIGHTS},
+        {OUT_WEIGHTS, OUT_BIAS}, {OUT_BIAS, PARAM_COUNT}};
+    if (factorised) blocks.push_back({factorStart, FT_BIAS});
     int checked = 0;
     for (auto [from, to] : blocks) {
         std::vector<size_t> best;
@@ -79,7 +91,14 @@ TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
             ++checked;
         }
     }
-    EXPECT_EQ(checked, 8 * 3 - 2);  // the output bias is a block of one
+    EXPECT_EQ(checked, int(blocks.size()) * 3 - 2);  // the output bias is a block of one
+    if (!factorised)  // the factor rows take no part at all
+        for (size_t p = factorStart; p < FT_BIAS; ++p) ASSERT_EQ(analytic(p), 0.0);
+}
+
+TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
+    checkGradients(false);
+    checkGradients(true);
 }
 
 TEST_F(TrainTraining, TinyRunLowersTheLoss) {

@@ -10,7 +10,9 @@
 namespace {
 
 constexpr char CHECKPOINT_MAGIC[4] = {'Q', 'V', 'C', 'K'};
-constexpr uint32_t CHECKPOINT_VERSION = 2;  // 2 added mirroring and the warm-up; 1 still loads
+// 3 added the factor rows (a longer parameter array), the schedule and each
+// epoch's learning rate; earlier checkpoints do not fit and are refused.
+constexpr uint32_t CHECKPOINT_VERSION = 3;
 
 template <typename T>
 bool put(std::FILE* f, const T& value) { return std::fwrite(&value, sizeof value, 1, f) == 1; }
@@ -34,11 +36,13 @@ bool saveCheckpoint(const Trainer& t, const std::string& path) {
     bool ok = std::fwrite(CHECKPOINT_MAGIC, 1, 4, f) == 4 && put(f, CHECKPOINT_VERSION) &&
               put(f, uint64_t(PARAM_COUNT)) && put(f, int32_t(s.batchSize)) && put(f, s.learningRate) &&
               put(f, s.learningRateDecay) && put(f, s.lambda) && put(f, s.sigmoidK) &&
-              put(f, s.validationFraction) && put(f, s.seed) && put(f, uint8_t(s.roundWeights)) && put(f, uint8_t(s.mirror)) && put(f, int32_t(s.warmupSteps)) && put(f, int32_t(t.epochsDone)) &&
+              put(f, s.validationFraction) && put(f, s.seed) && put(f, uint8_t(s.roundWeights)) && put(f, uint8_t(s.mirror)) && put(f, int32_t(s.warmupSteps)) &&
+              put(f, uint8_t(s.schedule)) && put(f, s.finalRateFraction) && put(f, int32_t(s.totalEpochs)) &&
+              put(f, uint8_t(s.factorised)) && put(f, int32_t(t.epochsDone)) &&
               put(f, t.adam.step) && put(f, uint32_t(t.history.size()));
     for (const EpochStats& e : t.history)
         ok = ok && put(f, int32_t(e.epoch)) && put(f, e.trainLoss) && put(f, e.validationLoss) &&
-             put(f, e.positionsPerSecond) && put(f, e.seconds);
+             put(f, e.positionsPerSecond) && put(f, e.seconds) && put(f, e.learningRate);
     ok = ok && putFloats(f, t.net.params) && putFloats(f, t.adam.m) && putFloats(f, t.adam.v);
     ok = std::fclose(f) == 0 && ok;
     if (!ok) {
@@ -55,7 +59,7 @@ bool loadCheckpoint(Trainer& t, const std::string& path, std::string* error) {
     uint32_t version = 0;
     uint64_t paramCount = 0;
     bool ok = std::fread(magic, 1, 4, f) == 4 && std::memcmp(magic, CHECKPOINT_MAGIC, 4) == 0 && get(f, version) &&
-              (version == 1 || version == CHECKPOINT_VERSION) && get(f, paramCount) && paramCount == PARAM_COUNT;
+              version == CHECKPOINT_VERSION && get(f, paramCount) && paramCount == PARAM_COUNT;
     if (!ok) {
         std::fclose(f);
         return fail(error, path + " is not a checkpoint of this trainer");
@@ -63,12 +67,16 @@ bool loadCheckpoint(Trainer& t, const std::string& path, std::string* error) {
     TrainingSettings& s = t.settings;
     int32_t batch = 0, epochs = 0;
     uint32_t historySize = 0;
-    uint8_t roundWeights = 1, mirror = 0;
-    int32_t warmup = 0;  // version 1 trained without a warm-up
+    uint8_t roundWeights = 1, mirror = 0, schedule = 0, factorised = 0;
+    int32_t warmup = 0, totalEpochs = 0;
     ok = get(f, batch) && get(f, s.learningRate) && get(f, s.learningRateDecay) && get(f, s.lambda) &&
          get(f, s.sigmoidK) && get(f, s.validationFraction) && get(f, s.seed) && get(f, roundWeights) &&
-         (version < 2 || (get(f, mirror) && get(f, warmup))) && get(f, epochs) &&
-         get(f, t.adam.step) && get(f, historySize);
+         get(f, mirror) && get(f, warmup) && get(f, schedule) && get(f, s.finalRateFraction) &&
+         get(f, totalEpochs) && get(f, factorised) && get(f, epochs) && get(f, t.adam.step) && get(f, historySize);
+    s.schedule = schedule == uint8_t(Schedule::Cosine) ? Schedule::Cosine : Schedule::Exponential;
+    s.totalEpochs = totalEpochs;
+    s.factorised = factorised != 0;
+    t.net.factorised = s.factorised;
     s.batchSize = batch;
     s.roundWeights = roundWeights != 0;
     s.mirror = mirror != 0;
@@ -79,7 +87,7 @@ bool loadCheckpoint(Trainer& t, const std::string& path, std::string* error) {
         EpochStats e;
         int32_t epoch = 0;
         ok = get(f, epoch) && get(f, e.trainLoss) && get(f, e.validationLoss) && get(f, e.positionsPerSecond) &&
-             get(f, e.seconds);
+             get(f, e.seconds) && get(f, e.learningRate);
         e.epoch = epoch;
         t.history.push_back(e);
     }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <iomanip>
 #include <sstream>
 
 namespace {
@@ -71,14 +72,31 @@ std::string curveSvg(const std::vector<EpochStats>& history) {
     };
     curve("#1f77b4", [](const EpochStats& e) { return e.trainLoss; });
     curve("#d62728", [](const EpochStats& e) { return e.validationLoss; });
+
+    // The learning rate on a scale of its own (0 to its largest value), right axis.
+    double topRate = 0;
+    for (const EpochStats& e : history) topRate = std::max(topRate, e.learningRate);
+    if (topRate > 0) {
+        auto yRate = [&](double rate) { return TOP + (1.0 - rate / topRate) * plotH; };
+        svg << "<polyline fill=\"none\" stroke=\"#2ca02c\" stroke-width=\"1.5\" stroke-dasharray=\"5,3\" points=\"";
+        for (const EpochStats& e : history) svg << x(e.epoch) << "," << yRate(e.learningRate) << " ";
+        svg << "\"/>\n";
+        for (int i = 0; i <= 5; i += 5)
+            svg << "<text x=\"" << WIDTH - RIGHT - 4 << "\" y=\"" << yRate(topRate * i / 5) - 4
+                << "\" text-anchor=\"end\" fill=\"#2ca02c\">lr " << std::scientific << std::setprecision(1)
+                << topRate * i / 5 << std::defaultfloat << "</text>\n";
+    }
     double legendX = WIDTH - RIGHT - 170;
-    svg << "<rect x=\"" << legendX << "\" y=\"" << TOP + 8 << "\" width=\"160\" height=\"44\" fill=\"white\" stroke=\"#999\"/>\n"
+    svg << "<rect x=\"" << legendX << "\" y=\"" << TOP + 8 << "\" width=\"160\" height=\"62\" fill=\"white\" stroke=\"#999\"/>\n"
         << "<line x1=\"" << legendX + 8 << "\" y1=\"" << TOP + 22 << "\" x2=\"" << legendX + 32 << "\" y2=\"" << TOP + 22
         << "\" stroke=\"#1f77b4\" stroke-width=\"2\"/><text x=\"" << legendX + 38 << "\" y=\"" << TOP + 26
         << "\">training</text>\n"
         << "<line x1=\"" << legendX + 8 << "\" y1=\"" << TOP + 40 << "\" x2=\"" << legendX + 32 << "\" y2=\"" << TOP + 40
         << "\" stroke=\"#d62728\" stroke-width=\"2\"/><text x=\"" << legendX + 38 << "\" y=\"" << TOP + 44
         << "\">validation</text>\n"
+        << "<line x1=\"" << legendX + 8 << "\" y1=\"" << TOP + 58 << "\" x2=\"" << legendX + 32 << "\" y2=\""
+        << TOP + 58 << "\" stroke=\"#2ca02c\" stroke-dasharray=\"5,3\"/><text x=\"" << legendX + 38 << "\" y=\""
+        << TOP + 62 << "\">learning rate</text>\n"
         << "</svg>\n";
     return svg.str();
 }

@@ -25,7 +25,10 @@ void initRandomNet(FloatNet& net, uint64_t seed) {
     SplitMix rng{seed};
     float* p = net.params.data();
     // About 30 pieces add up per perspective: keep their sum well inside the 0..1 window.
-    for (size_t i = FT_WEIGHTS; i < FT_BIAS; ++i) p[i] = rng.uniform(0.05f);
+    const size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS;
+    for (size_t i = FT_WEIGHTS; i < factorStart; ++i) p[i] = rng.uniform(0.05f);
+    // Factor rows start at zero, so a factorised net begins as the same function.
+    for (size_t i = factorStart; i < FT_BIAS; ++i) p[i] = 0.0f;
     for (size_t i = FT_BIAS; i < L1_WEIGHTS; ++i) p[i] = 0.5f;
     for (size_t i = L1_WEIGHTS; i < L1_BIAS; ++i) p[i] = rng.uniform(1.0f / std::sqrt(float(L1_INPUTS)));
     for (size_t i = L1_BIAS; i < L2_WEIGHTS; ++i) p[i] = 0.5f;
@@ -43,9 +46,18 @@ void clipDense(FloatNet& net) {
     for (size_t i = OUT_WEIGHTS; i < OUT_BIAS; ++i) p[i] = std::clamp(p[i], -LAYER_WEIGHT_LIMIT, LAYER_WEIGHT_LIMIT);
 }
 
-void clipTransformerRow(FloatNet& net, int feature) {
-    float* row = net.params.data() + FT_WEIGHTS + size_t(feature) * FT_OUTPUTS;
-    for (int i = 0; i < FT_OUTPUTS; ++i) row[i] = std::clamp(row[i], -FT_WEIGHT_LIMIT, FT_WEIGHT_LIMIT);
+void clipTransformerRow(FloatNet& net, int row) {
+    float* w = net.params.data() + FT_WEIGHTS + size_t(row) * FT_OUTPUTS;
+    for (int i = 0; i < FT_OUTPUTS; ++i) w[i] = std::clamp(w[i], -FT_WEIGHT_LIMIT, FT_WEIGHT_LIMIT);
+}
+
+void foldFactors(FloatNet& net) {
+    float* p = net.params.data();
+    if (net.factorised)
+        for (int feature = 0; feature < FT_INPUTS; ++feature)
+            for (int i = 0; i < FT_OUTPUTS; ++i)
+                p[FT_WEIGHTS + size_t(feature) * FT_OUTPUTS + i] = foldedWeight(p, true, feature, i);
+    std::fill(p + FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS, p + FT_BIAS, 0.0f);
 }
 
 namespace {
@@ -84,15 +96,20 @@ void denseBackward(const float* __restrict x, const float* __restrict inputPre, 
     }
 }
 
-template <bool ROUND>
-void accumulate(const float* __restrict params, const float* __restrict bias, const uint16_t* features, int count,
-                float* __restrict acc) {
-    // The rows are scattered over 50 MB: ask for all of them before summing,
-    // so that the memory fetches overlap.
+// The rows are scattered over 50 MB: ask for all of them before summing, so
+// that the memory fetches overlap.
+// (The 768 factor rows are few and stay in cache.)
+inline void prefetchRows(const float* params, const uint16_t* features, int count) {
     for (int n = 0; n < count; ++n) {
         const char* row = reinterpret_cast<const char*>(params + FT_WEIGHTS + size_t(features[n]) * FT_OUTPUTS);
         for (int line = 0; line < FT_OUTPUTS * 4; line += 64) __builtin_prefetch(row + line);
     }
+}
+
+template <bool ROUND>
+void accumulate(const float* __restrict params, const float* __restrict bias, const uint16_t* features, int count,
+                float* __restrict acc) {
+    prefetchRows(params, features, count);
     float sum[FT_OUTPUTS];
     for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] = bias[i];
     for (int n = 0; n < count; ++n) {
@@ -105,15 +122,39 @@ void accumulate(const float* __restrict params, const float* __restrict bias, co
     for (int i = 0; i < FT_OUTPUTS; ++i) acc[i] = sum[i];
 }
 
+// The same with every feature's weights read as folded with its factor row,
+// which is what the exported file will hold.
+template <bool ROUND>
+void accumulateFactorised(const float* __restrict params, const float* __restrict bias, const uint16_t* features,
+                          int count, float* __restrict acc) {
+    prefetchRows(params, features, count);
+    float sum[FT_OUTPUTS];
+    for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] = bias[i];
+    for (int n = 0; n < count; ++n) {
+        const float* __restrict row = params + FT_WEIGHTS + size_t(features[n]) * FT_OUTPUTS;
+        const float* __restrict factor = params + FT_WEIGHTS + size_t(factorRowOf(features[n])) * FT_OUTPUTS;
+        for (int i = 0; i < FT_OUTPUTS; ++i) {
+            float w = std::clamp(row[i] + factor[i], -FT_WEIGHT_LIMIT, FT_WEIGHT_LIMIT);
+            sum[i] += ROUND ? std::nearbyint(w * ACTIVATION_ONE) * (1.0f / ACTIVATION_ONE) : w;
+        }
+    }
+    for (int i = 0; i < FT_OUTPUTS; ++i) acc[i] = sum[i];
+}
+
 } // namespace
 
 float forward(const NetView& net, const Sample& s, Activations& a) {
     auto p = [&](size_t offset) { return net.dense + (offset - DENSE_START); };
     for (int side = 0; side < 2; ++side) {
-        if (net.roundTransformer)
-            accumulate<true>(net.transformer, p(FT_BIAS), s.features.index[side], s.features.count, a.acc[side]);
+        const uint16_t* features = s.features.index[side];
+        if (net.factorised && net.roundTransformer)
+            accumulateFactorised<true>(net.transformer, p(FT_BIAS), features, s.features.count, a.acc[side]);
+        else if (net.factorised)
+            accumulateFactorised<false>(net.transformer, p(FT_BIAS), features, s.features.count, a.acc[side]);
+        else if (net.roundTransformer)
+            accumulate<true>(net.transformer, p(FT_BIAS), features, s.features.count, a.acc[side]);
         else
-            accumulate<false>(net.transformer, p(FT_BIAS), s.features.index[side], s.features.count, a.acc[side]);
+            accumulate<false>(net.transformer, p(FT_BIAS), features, s.features.count, a.acc[side]);
         for (int i = 0; i < FT_OUTPUTS; ++i) a.input[side * FT_OUTPUTS + i] = clip01(a.acc[side][i]);
     }
     denseForward<L1_INPUTS, L1_OUTPUTS>(a.input, p(L1_WEIGHTS), p(L1_BIAS), a.z1);

@@ -1,7 +1,11 @@
 // The floating-point twin of the engine's network, as the trainer sees it.
 //
 // All parameters live in one flat array; the transformer weights come first
-// (feature by feature, 256 each), then the small dense part. The two dense
+// (feature by feature, 256 each), then the 768 factor rows, then the small
+// dense part. A factor row is shared by the 64 king-square blocks of one
+// piece-square: its gradient pools the positions of every king square, so
+// rare king squares learn from the common ones. The engine's file has no
+// factor rows; export adds each into the 64 weights it stands beside. The two dense
 // hidden layers are stored input-major (weight of input i to neuron j at
 // i * 32 + j) so that the forward pass can skip inputs that are zero.
 //
@@ -21,12 +25,17 @@
 
 constexpr int FT_INPUTS = FEATURE_COUNT;
 constexpr int FT_OUTPUTS = 256;
+constexpr int FACTOR_ROWS = 768;  // piece-squares: 12 kinds x 64 squares, the feature index modulo 768
+constexpr int FT_ROWS = FT_INPUTS + FACTOR_ROWS;
+static_assert(FT_INPUTS % FACTOR_ROWS == 0, "every king-square block covers all piece-squares");
+// The shared row a feature's weights are trained beside.
+constexpr int factorRowOf(int feature) { return FT_INPUTS + feature % FACTOR_ROWS; }
 constexpr int L1_INPUTS = 2 * FT_OUTPUTS;
 constexpr int L1_OUTPUTS = 32;
 constexpr int L2_OUTPUTS = 32;
 
 constexpr size_t FT_WEIGHTS = 0;
-constexpr size_t FT_BIAS = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS;
+constexpr size_t FT_BIAS = FT_WEIGHTS + size_t(FT_ROWS) * FT_OUTPUTS;
 constexpr size_t L1_WEIGHTS = FT_BIAS + FT_OUTPUTS;
 constexpr size_t L1_BIAS = L1_WEIGHTS + L1_INPUTS * L1_OUTPUTS;
 constexpr size_t L2_WEIGHTS = L1_BIAS + L1_OUTPUTS;
@@ -48,14 +57,26 @@ constexpr float FT_WEIGHT_LIMIT = 7.5f;
 
 struct FloatNet {
     LargeFloats params = LargeFloats(PARAM_COUNT);
+    bool factorised = false;  // the factor rows take part (they stay zero otherwise)
 };
+
+// A feature's weight as the engine will hold it: its own plus its factor row's,
+// kept inside the range the file's int16 weights allow.
+inline float foldedWeight(const float* params, bool factorised, int feature, int i) {
+    float w = params[FT_WEIGHTS + size_t(feature) * FT_OUTPUTS + i];
+    if (factorised) w += params[FT_WEIGHTS + size_t(factorRowOf(feature)) * FT_OUTPUTS + i];
+    return w < -FT_WEIGHT_LIMIT ? -FT_WEIGHT_LIMIT : w > FT_WEIGHT_LIMIT ? FT_WEIGHT_LIMIT : w;
+}
 
 // Small random weights; hidden biases in the middle of the 0..1 range so that
 // training starts with every neuron in its linear part.
 void initRandomNet(FloatNet& net, uint64_t seed);
 // Keeps every parameter where the quantised types can represent it.
 void clipDense(FloatNet& net);
-void clipTransformerRow(FloatNet& net, int feature);
+void clipTransformerRow(FloatNet& net, int row);  // a feature's row or a factor row
+// Adds every factor row into the 64 feature rows beside it and clears it:
+// the same function of the inputs with no factor rows left.
+void foldFactors(FloatNet& net);
 
 // One position ready for the network.
 struct Sample {
@@ -79,8 +100,11 @@ struct NetView {
     const float* transformer;  // the flat parameters; only the transformer weights are read
     const float* dense;        // DENSE_COUNT values, the parameter at DENSE_START first
     bool roundTransformer = false;  // read the transformer weights rounded to steps of 1/127
+    bool factorised = false;        // each feature's weights are its row plus its factor row
 };
-inline NetView viewOf(const FloatNet& net) { return {net.params.data(), net.params.data() + DENSE_START, false}; }
+inline NetView viewOf(const FloatNet& net) {
+    return {net.params.data(), net.params.data() + DENSE_START, false, net.factorised};
+}
 
 // The dense part rounded to the steps its integer types can take. Training
 // reads this copy and applies the gradients to the unrounded values, so the

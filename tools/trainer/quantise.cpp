@@ -22,8 +22,10 @@ T roundTo(float value) {
 void quantiseNet(const FloatNet& net, NnueNet& out) {
     const float* p = net.params.data();
     for (int i = 0; i < FT_OUTPUTS; ++i) out.transformerBias[i] = roundTo<int16_t>(p[FT_BIAS + i] * ACTIVATION_ONE);
-    for (size_t i = 0; i < size_t(FT_INPUTS) * FT_OUTPUTS; ++i)
-        out.transformerWeights[i] = roundTo<int16_t>(p[FT_WEIGHTS + i] * ACTIVATION_ONE);
+    for (int feature = 0; feature < FT_INPUTS; ++feature)
+        for (int i = 0; i < FT_OUTPUTS; ++i)
+            out.transformerWeights[size_t(feature) * FT_OUTPUTS + i] =
+                roundTo<int16_t>(foldedWeight(p, net.factorised, feature, i) * ACTIVATION_ONE);
     for (int j = 0; j < L1_OUTPUTS; ++j) {
         out.l1Bias[j] = roundTo<int32_t>(p[L1_BIAS + j] * RAW_PER_UNIT) + SHIFT_ROUNDING;
         for (int i = 0; i < L1_INPUTS; ++i)
@@ -43,6 +45,7 @@ void dequantiseNet(const NnueNet& net, FloatNet& out) {
     for (int i = 0; i < FT_OUTPUTS; ++i) p[FT_BIAS + i] = float(net.transformerBias[i]) / ACTIVATION_ONE;
     for (size_t i = 0; i < size_t(FT_INPUTS) * FT_OUTPUTS; ++i)
         p[FT_WEIGHTS + i] = float(net.transformerWeights[i]) / ACTIVATION_ONE;
+    std::fill(p + FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS, p + FT_BIAS, 0.0f);
     for (int j = 0; j < L1_OUTPUTS; ++j) {
         p[L1_BIAS + j] = float(net.l1Bias[j] - SHIFT_ROUNDING) / RAW_PER_UNIT;
         for (int i = 0; i < L1_INPUTS; ++i)

@@ -11,6 +11,8 @@
 #include <thread>
 
 #include "curve_svg.h"
+#include "data_filter.h"
+#include "eval/network.h"
 #include "quantise.h"
 #include "synthetic.h"
 #include "training.h"
@@ -21,7 +23,9 @@ int usage() {
     std::cerr <<
         "usage:\n"
         "  nnue_trainer train --data FILE [--data FILE ...] --out DIR [options]\n"
-        "      --epochs N (20)  --batch N (16384)  --lr X (0.001)  --lr-decay X (0.95 per epoch)\n"
+        "      --epochs N (20)  --batch N (16384)  --lr X (0.001)\n"
+        "      --schedule cosine|exp (cosine: the rate falls along half a cosine to --lr-end times its start\n"
+        "        at the last epoch; exp: times --lr-decay per epoch)  --lr-end X (0.01)  --lr-decay X (0.95)\n"
         "      --lambda X (0.75: weight of the search score, the rest on the game result)\n"
         "      --k X (173.718 centipawns in sigmoid(score / k))  --validation X (0.02)\n"
         "      --threads N (all cores)  --seed N (1)  --resume CHECKPOINT\n"
@@ -29,6 +33,13 @@ int usage() {
         "        steps of the network file, so the exported net keeps the float net's accuracy)\n"
         "      --warmup N (200 steps over which the learning rate climbs from 0)\n"
         "      --mirror 0|1 (0; 1: half the positions of each epoch are seen reflected left to right)\n"
+        "      --factoriser 0|1 (1: train 768 shared piece-square rows beside the king-square blocks,\n"
+        "        folded into them on export)\n"
+        "      --init-net FILE (start from this network file's weights instead of random ones)\n"
+        "      --filter-margin N (100: drop positions whose material balance sends them to the handcrafted\n"
+        "        evaluation by more than N centipawns; -1 keeps all)\n"
+        "      --validation-data FILE (a held-out file of other games; replaces the random --validation\n"
+        "        split; only positions the network scores count)\n"
         "    Writes DIR/checkpoint.bin, DIR/net.nnue, DIR/curve.svg and DIR/log.csv after every epoch.\n"
         "    On --resume the settings stored in the checkpoint are used; --epochs is the total to reach.\n"
         "  nnue_trainer export --checkpoint FILE --out NET\n"
@@ -62,7 +73,12 @@ std::string describe(const Trainer& t, size_t positions) {
     std::ostringstream d;
     d << "Quorvane network trained by nnue_trainer: " << t.epochsDone << " epochs";
     if (positions) d << " on " << positions << " positions";
-    d << ", lambda " << t.settings.lambda << ", k " << t.settings.sigmoidK;
+    d << ", lambda " << t.settings.lambda << ", k " << t.settings.sigmoidK << ", lr " << t.settings.learningRate;
+    if (t.settings.schedule == Schedule::Cosine)
+        d << " cosine to x" << t.settings.finalRateFraction << " over " << t.settings.totalEpochs << " epochs";
+    else
+        d << " x" << t.settings.learningRateDecay << " per epoch";
+    if (t.settings.factorised) d << ", factorised";
     if (t.settings.mirror) d << ", mirrored";
     return d.str();
 }
@@ -75,10 +91,23 @@ bool exportTrainer(const Trainer& t, const std::string& path, size_t positions) 
 
 void writeLog(const std::string& path, const std::vector<EpochStats>& history) {
     std::ofstream log(path);
-    log << "epoch,train_loss,validation_loss,positions_per_second,seconds\n";
+    log << "epoch,train_loss,validation_loss,positions_per_second,seconds,learning_rate\n";
     for (const EpochStats& e : history)
         log << e.epoch << "," << std::setprecision(8) << e.trainLoss << "," << e.validationLoss << ","
-            << std::setprecision(6) << e.positionsPerSecond << "," << e.seconds << "\n";
+            << std::setprecision(6) << e.positionsPerSecond << "," << e.seconds << "," << e.learningRate << "\n";
+}
+
+// Continues from a network file: its weights, as the float model they stand for.
+bool startFromNetFile(Trainer& t, const std::string& path) {
+    if (!loadNetFile(path) || !netLoaded) {
+        std::cerr << "cannot read network file " << path << "\n";
+        return false;
+    }
+    bool factorised = t.net.factorised;
+    dequantiseNet(nnue, t.net);
+    t.net.factorised = factorised;
+    std::cout << "starting from the weights of " << path << std::endl;
+    return true;
 }
 
 int train(const std::multimap<std::string, std::string>& o) {
@@ -102,6 +131,12 @@ int train(const std::multimap<std::string, std::string>& o) {
         s.batchSize = std::stoi(option(o, "batch", "16384"));
         s.learningRate = std::stof(option(o, "lr", "0.001"));
         s.learningRateDecay = std::stof(option(o, "lr-decay", "0.95"));
+        std::string schedule = option(o, "schedule", "cosine");
+        if (schedule != "cosine" && schedule != "exp") return usage();
+        s.schedule = schedule == "cosine" ? Schedule::Cosine : Schedule::Exponential;
+        s.finalRateFraction = std::stof(option(o, "lr-end", "0.01"));
+        s.totalEpochs = std::stoi(option(o, "epochs", "20"));
+        s.factorised = option(o, "factoriser", "1") != "0";
         s.lambda = std::stof(option(o, "lambda", "0.75"));
         s.sigmoidK = std::stof(option(o, "k", std::to_string(DEFAULT_SIGMOID_K)));
         s.validationFraction = std::stod(option(o, "validation", "0.02"));
@@ -110,6 +145,8 @@ int train(const std::multimap<std::string, std::string>& o) {
         s.mirror = option(o, "mirror", "0") != "0";
         s.warmupSteps = std::stoi(option(o, "warmup", "200"));
         initTrainer(t, s, threads);
+        std::string initNet = option(o, "init-net", "");
+        if (!initNet.empty() && !startFromNetFile(t, initNet)) return 1;
     }
     int epochs = std::stoi(option(o, "epochs", "20"));
 
@@ -122,10 +159,26 @@ int train(const std::multimap<std::string, std::string>& o) {
         }
     }
     size_t positions = all.size();
+    int margin = std::stoi(option(o, "filter-margin", std::to_string(DEFAULT_FILTER_MARGIN)));
+    size_t dropped = keepNetworkPositions(all, margin);
     std::vector<TrainingRecord> trainSet, validation;
-    splitValidation(all, t.settings.validationFraction, t.settings.seed, trainSet, validation);
-    std::cout << trainSet.size() << " training positions, " << validation.size() << " held out, " << t.threads
-              << " threads" << std::endl;
+    std::string validationFile = option(o, "validation-data", "");
+    if (validationFile.empty()) {
+        splitValidation(all, t.settings.validationFraction, t.settings.seed, trainSet, validation);
+    } else {
+        std::string error;
+        if (!readAllRecords(validationFile, validation, &error)) {
+            std::cerr << error << "\n";
+            return 1;
+        }
+        trainSet = std::move(all);
+    }
+    // The held-out loss counts only what the network will be asked to score.
+    keepNetworkPositions(validation, 0);
+    std::cout << positions << " positions read, " << dropped << " left to the handcrafted evaluation, "
+              << trainSet.size() << " training positions, " << validation.size() << " held out"
+              << (validationFile.empty() ? "" : " (" + validationFile + ")") << ", " << t.threads << " threads"
+              << std::endl;
     if (trainSet.empty()) {
         std::cerr << "no positions left to train on\n";
         return 1;

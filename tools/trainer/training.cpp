@@ -22,7 +22,7 @@ inline void adamUpdate(float* param, float* m, float* v, const float* grad, size
 
 // The learning rate with Adam's bias correction folded in.
 float adamStepSize(const Trainer& t) {
-    float lr = t.settings.learningRate * std::pow(t.settings.learningRateDecay, float(t.epochsDone));
+    float lr = float(scheduledRate(t.settings, double(t.epochsDone) + t.epochFraction));
     if (t.adam.step < t.settings.warmupSteps) lr *= float(t.adam.step) / float(t.settings.warmupSteps);
     double step = double(t.adam.step);
     return float(lr * std::sqrt(1.0 - std::pow(ADAM_BETA2, step)) / (1.0 - std::pow(ADAM_BETA1, step)));
@@ -30,10 +30,18 @@ float adamStepSize(const Trainer& t) {
 
 } // namespace
 
+double scheduledRate(const TrainingSettings& s, double epochs) {
+    if (s.schedule == Schedule::Exponential) return s.learningRate * std::pow(double(s.learningRateDecay), std::floor(epochs));
+    double progress = std::clamp(epochs / double(std::max(1, s.totalEpochs)), 0.0, 1.0);
+    double end = double(s.learningRate) * s.finalRateFraction;
+    return end + (double(s.learningRate) - end) * 0.5 * (1.0 + std::cos(M_PI * progress));
+}
+
 void initTrainer(Trainer& t, const TrainingSettings& settings, int threads) {
     t.settings = settings;
     t.threads = std::max(1, threads);
     initRandomNet(t.net, settings.seed);
+    t.net.factorised = settings.factorised;
     t.adam = AdamState{};
     t.epochsDone = 0;
     t.history.clear();
@@ -42,7 +50,7 @@ void initTrainer(Trainer& t, const TrainingSettings& settings, int threads) {
 NetView modelView(Trainer& t) {
     if (!t.settings.roundWeights) return viewOf(t.net);
     roundDenseToGrid(t.net, t.roundedDense);
-    return {t.net.params.data(), t.roundedDense.data(), true};
+    return {t.net.params.data(), t.roundedDense.data(), true, t.net.factorised};
 }
 
 float blendedTarget(const TrainingRecord& r, float lambda, float k) {
@@ -67,9 +75,10 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
     if (count == 0) return 0.0;
     const int threads = t.threads;
     if (t.transformerGrad.empty()) {
-        t.transformerGrad.assign(size_t(FT_INPUTS) * FT_OUTPUTS, 0.0f);
-        t.touched.assign(FT_INPUTS, 0);
+        t.transformerGrad.assign(size_t(FT_ROWS) * FT_OUTPUTS, 0.0f);
+        t.touched.assign(FT_ROWS, 0);
     }
+    const bool factorised = t.net.factorised;
     t.samples.resize(count);
     t.accGrads.resize(count * L1_INPUTS);
     std::vector<std::vector<float>> denseGrads(threads, std::vector<float>(DENSE_COUNT));
@@ -99,34 +108,38 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
     t.adam.step += 1;
     const float stepSize = adamStepSize(t);
 
-    // Transformer rows: each thread owns the features congruent to its index, so
-    // it can gather their gradients and update them without locks.
+    // Transformer rows: each thread owns the rows congruent to its index, so it
+    // can gather their gradients and update them without locks. A feature's
+    // gradient goes to its own row and, when factorised, to its factor row.
     parallelFor(threads, [&](int id) {
         std::vector<int> rows;
+        auto gather = [&](int row, const float* accGrad) {
+            if (row % threads != id) return;
+            if (!t.touched[row]) {
+                t.touched[row] = 1;
+                rows.push_back(row);
+            }
+            float* grad = t.transformerGrad.data() + size_t(row) * FT_OUTPUTS;
+            for (int i = 0; i < FT_OUTPUTS; ++i) grad[i] += accGrad[i];
+        };
         for (size_t b = 0; b < count; ++b) {
             const PositionFeatures& f = t.samples[b].features;
             for (int side = 0; side < 2; ++side) {
                 const float* accGrad = t.accGrads.data() + b * L1_INPUTS + side * FT_OUTPUTS;
                 for (int n = 0; n < f.count; ++n) {
-                    int feature = f.index[side][n];
-                    if (feature % threads != id) continue;
-                    if (!t.touched[feature]) {
-                        t.touched[feature] = 1;
-                        rows.push_back(feature);
-                    }
-                    float* grad = t.transformerGrad.data() + size_t(feature) * FT_OUTPUTS;
-                    for (int i = 0; i < FT_OUTPUTS; ++i) grad[i] += accGrad[i];
+                    gather(f.index[side][n], accGrad);
+                    if (factorised) gather(factorRowOf(f.index[side][n]), accGrad);
                 }
             }
         }
-        for (int feature : rows) {
-            size_t at = FT_WEIGHTS + size_t(feature) * FT_OUTPUTS;
-            float* grad = t.transformerGrad.data() + size_t(feature) * FT_OUTPUTS;
+        for (int row : rows) {
+            size_t at = FT_WEIGHTS + size_t(row) * FT_OUTPUTS;
+            float* grad = t.transformerGrad.data() + size_t(row) * FT_OUTPUTS;
             adamUpdate(t.net.params.data() + at, t.adam.m.data() + at, t.adam.v.data() + at, grad, FT_OUTPUTS,
                        stepSize);
             std::memset(grad, 0, FT_OUTPUTS * sizeof(float));
-            t.touched[feature] = 0;
-            clipTransformerRow(t.net, feature);
+            t.touched[row] = 0;
+            clipTransformerRow(t.net, row);
         }
     });
 
@@ -173,6 +186,7 @@ EpochStats trainEpoch(Trainer& t, const std::vector<TrainingRecord>& train,
     size_t batchSize = size_t(std::max(1, t.settings.batchSize));
     for (size_t begin = 0; begin < order.size(); begin += batchSize) {
         size_t end = std::min(order.size(), begin + batchSize);
+        t.epochFraction = double(end) / double(order.size());
         lossSum += trainBatch(t, train, order, begin, end) * double(end - begin);
         if (progress) progress(end, order.size(), lossSum / double(end));
     }
@@ -184,7 +198,9 @@ EpochStats trainEpoch(Trainer& t, const std::vector<TrainingRecord>& train,
     stats.validationLoss = meanLoss(modelView(t), validation, t.settings, t.threads);
     stats.seconds = seconds;
     stats.positionsPerSecond = seconds > 0 ? double(train.size()) / seconds : 0.0;
+    stats.learningRate = scheduledRate(t.settings, double(t.epochsDone) + t.epochFraction);
     t.epochsDone += 1;
+    t.epochFraction = 0;
     t.history.push_back(stats);
     return stats;
 }

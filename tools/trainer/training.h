@@ -14,10 +14,19 @@
 // means odds of 10 to 1, and a 100 centipawn edge scores about 64%.
 constexpr float DEFAULT_SIGMOID_K = 173.718f;
 
+// How the learning rate moves from its start to its end over the run.
+enum class Schedule : uint8_t {
+    Exponential = 0,  // times learningRateDecay per epoch, never ending
+    Cosine = 1,       // half a cosine from learningRate down to finalRateFraction of it at totalEpochs
+};
+
 struct TrainingSettings {
     int batchSize = 16384;
     float learningRate = 1e-3f;   // at the first epoch
-    float learningRateDecay = 0.95f;  // factor per epoch
+    float learningRateDecay = 0.95f;  // factor per epoch (exponential schedule)
+    Schedule schedule = Schedule::Cosine;
+    float finalRateFraction = 0.01f;  // cosine: the rate at the end, as a share of the start
+    int totalEpochs = 20;             // cosine: the epoch at whose end the rate reaches its end value
     float lambda = 0.75f;         // weight of the search score in the target, the rest on the game result
     float sigmoidK = DEFAULT_SIGMOID_K;
     double validationFraction = 0.02;
@@ -28,6 +37,7 @@ struct TrainingSettings {
     // where nothing learns any more. The rate climbs linearly over these steps.
     int warmupSteps = 200;
     bool mirror = false;          // every other epoch, each position is seen reflected left to right
+    bool factorised = true;       // train the shared piece-square rows beside the king-square blocks
 };
 
 struct EpochStats {
@@ -36,6 +46,7 @@ struct EpochStats {
     double validationLoss = 0;
     double positionsPerSecond = 0;
     double seconds = 0;
+    double learningRate = 0;  // at the epoch's last step, before Adam's bias correction
 };
 
 struct AdamState {
@@ -52,6 +63,7 @@ struct Trainer {
     std::vector<EpochStats> history;
     int threads = 1;
     // Work space, not saved.
+    double epochFraction = 0;    // share of the current epoch done, for the schedule
     LargeFloats transformerGrad; // rows of the features met in a batch, zero elsewhere
     std::vector<uint8_t> touched;
     std::vector<Sample> samples;
@@ -65,6 +77,10 @@ void initTrainer(Trainer& t, const TrainingSettings& settings, int threads);
 // Whether the record at this index is seen reflected in the trainer's current
 // epoch: half the records each epoch, the other half the next.
 bool seenMirrored(const Trainer& t, uint32_t recordIndex);
+
+// The learning rate of the schedule after `epochs` epochs (fractions allowed),
+// before the warm-up and Adam's bias correction.
+double scheduledRate(const TrainingSettings& s, double epochs);
 
 // The float model as training sees it. With settings.roundWeights every weight
 // and bias is read rounded to the integer steps of the network file (the dense

@@ -1,0 +1,119 @@
+// The learning-rate schedule and the factor rows of the transformer.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "curve_svg.h"
+#include "eval_helpers.h"
+#include "net_compare.h"
+#include "position_record.h"
+#include "quantise.h"
+#include "synthetic.h"
+#include "training.h"
+
+namespace {
+
+class TrainSchedule : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { initRecordTables(); }
+};
+
+TEST_F(TrainSchedule, CosineRunsFromTheStartRateToItsEndShare) {
+    TrainingSettings s;
+    s.learningRate = 0.002f;
+    s.totalEpochs = 10;
+    s.finalRateFraction = 0.01f;
+    const double start = double(s.learningRate), end = start * double(s.finalRateFraction);
+    EXPECT_NEAR(scheduledRate(s, 0), start, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 5), (start + end) / 2, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 10), end, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 13.5), end, 1e-12);  // a run taken past its length stays at the end rate
+    double previous = start;
+    for (double e = 0.25; e <= 10; e += 0.25) {
+        double rate = scheduledRate(s, e);
+        EXPECT_LT(rate, previous) << e;
+        previous = rate;
+    }
+    // The older schedule: whole epochs only.
+    s.schedule = Schedule::Exponential;
+    s.learningRateDecay = 0.9f;
+    EXPECT_NEAR(scheduledRate(s, 0.7), start, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 3.2), start * std::pow(double(0.9f), 3), 1e-12);
+}
+
+TEST_F(TrainSchedule, ARunEndsAtItsFinalRateAndLogsIt) {
+    std::vector<TrainingRecord> all = syntheticRecords(500, 3), train, validation;
+    splitValidation(all, 0.2, 1, train, validation);
+    TrainingSettings s;
+    s.batchSize = 64;
+    s.totalEpochs = 3;
+    s.warmupSteps = 0;
+    Trainer t;
+    initTrainer(t, s, 2);
+    for (int e = 0; e < 3; ++e) trainEpoch(t, train, validation);
+    ASSERT_EQ(t.history.size(), 3u);
+    EXPECT_NEAR(t.history[2].learningRate, double(s.learningRate) * 0.01, 1e-9);
+    EXPECT_LT(t.history[0].learningRate, double(s.learningRate));
+    EXPECT_GT(t.history[0].learningRate, t.history[1].learningRate);
+    EXPECT_NE(curveSvg(t.history).find("learning rate"), std::string::npos);
+}
+
+// A factorised net, once trained, has factor rows of its own; the file the
+// engine reads must hold exactly the model with those rows folded in.
+TEST_F(TrainSchedule, FactorRowsFoldIntoTheExportedNet) {
+    std::vector<TrainingRecord> data = syntheticRecords(400, 11);
+    std::vector<uint32_t> order(data.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    TrainingSettings s;
+    s.warmupSteps = 0;
+    Trainer t;
+    initTrainer(t, s, 2);
+    ASSERT_TRUE(t.net.factorised);
+    for (int step = 0; step < 40; ++step) trainBatch(t, data, order, 0, data.size());
+    size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS, nonZero = 0;
+    for (size_t i = factorStart; i < FT_BIAS; ++i) nonZero += t.net.params[i] != 0.0f;
+    ASSERT_GT(nonZero, 1000u);
+    // Training this short leaves them small; make them count, so that any part of
+    // the export that skipped them would show.
+    for (size_t i = factorStart; i < FT_BIAS; ++i) t.net.params[i] += 0.1f * std::sin(0.37f * float(i));
+
+    FloatNet folded;
+    folded.params = t.net.params;
+    folded.factorised = true;
+    foldFactors(folded);
+    folded.factorised = false;
+    for (size_t i = factorStart; i < FT_BIAS; ++i) ASSERT_EQ(folded.params[i], 0.0f);
+
+    // The same function in floating point...
+    Activations a;
+    for (size_t i = 0; i < 50; ++i) {
+        Sample sample = makeSample(data[i], s.lambda, s.sigmoidK);
+        float withFactors = forward(t.net, sample, a);
+        float withoutFactors = forward(folded, sample, a);
+        EXPECT_NEAR(withFactors, withoutFactors, 1e-3f * (1.0f + std::abs(withFactors))) << i;
+    }
+    // ...the same integer file...
+    auto fromFactors = newNnueNet(), fromFolded = newNnueNet();
+    quantiseNet(t.net, *fromFactors);
+    quantiseNet(folded, *fromFolded);
+    EXPECT_EQ(std::memcmp(fromFactors.get(), fromFolded.get(), sizeof(NnueNet)), 0);
+    // ...and the engine's inference of it follows the model as training sees it.
+    EngineNetwork engine(*fromFactors);
+    NetComparison c = compareFloatAndEngine(modelView(t), data, 2);
+    EXPECT_EQ(c.positions, data.size());
+    EXPECT_LT(c.meanAbsDifference, 1.5);
+    NetView withoutFactors = modelView(t);  // the factor rows carry real weight: leaving them out shows
+    withoutFactors.factorised = false;
+    EXPECT_GT(compareFloatAndEngine(withoutFactors, data, 2).meanAbsDifference, 10.0);
+
+    // Reading the file back starts a trainer at the same function, factor rows empty.
+    FloatNet restarted;
+    dequantiseNet(*fromFactors, restarted);
+    for (size_t i = factorStart; i < FT_BIAS; ++i) ASSERT_EQ(restarted.params[i], 0.0f);
+    auto again = newNnueNet();
+    quantiseNet(restarted, *again);
+    EXPECT_EQ(std::memcmp(fromFactors.get(), again.get(), sizeof(NnueNet)), 0);
+}
+
+} // namespace
