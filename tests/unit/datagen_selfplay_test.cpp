@@ -137,6 +137,62 @@ TEST_F(DatagenGames, CheckmateEndsTheGameAndTheMatingMoveIsNotKept) {
     EXPECT_TRUE(game.records.empty()) << "the only position searched had a mate score";
 }
 
+// A decided opening is drawn again; when the book holds nothing else, the
+// last try is played whatever its score rather than no game at all.
+TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
+    const std::string queenUp = "rnb1kbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 3";
+    GameSettings settings;
+    settings.nodes = 600;
+    settings.randomPlies = 0;
+    settings.skipPlies = 0;
+    settings.keepFens = true;
+    settings.openingLimit = 300;
+    settings.rules.maxPlies = 6;
+    PlayedGame onlyDecided = play({queenUp}, 5, settings);
+    EXPECT_EQ(onlyDecided.refusedOpenings, OPENING_TRIES - 1);
+
+    // Beside balanced lines (each with both queens), no game starts from the decided one.
+    std::vector<std::string> mixed = MIDDLEGAME_BOOK;
+    mixed.insert(mixed.end(), MIDDLEGAME_BOOK.size(), queenUp);  // half the book
+    int refused = 0;
+    for (uint64_t seed = 1; seed <= 12; ++seed) {
+        PlayedGame game = play(mixed, seed, settings);
+        refused += game.refusedOpenings;
+        ASSERT_FALSE(game.fens.empty());
+        const std::string& first = game.fens.front();
+        EXPECT_NE(first.substr(0, first.find(' ')).find('q'), std::string::npos) << "seed " << seed << ": " << first;
+    }
+    EXPECT_GT(refused, 3) << "twelve games hardly drew the decided line";
+
+    // Without a limit the decided line is played at once.
+    settings.openingLimit = 0;
+    EXPECT_EQ(play({queenUp}, 5, settings).refusedOpenings, 0);
+}
+
+TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
+    // A book line that no walk from the initial position could reach in a few moves.
+    const std::string bareKings = "4k3/pppppppp/8/8/8/8/PPPPPPPP/4K3 w - - 0 1";
+    GameSettings settings;
+    settings.nodes = 300;
+    settings.randomPlies = 0;
+    settings.skipPlies = 0;
+    settings.keepFens = true;
+    settings.rules.maxPlies = 3;
+    settings.startShare = 0.5;
+    settings.startPlies = 6;
+    int fromStart = 0;
+    for (uint64_t seed = 1; seed <= 40; ++seed) {
+        PlayedGame game = play({bareKings}, seed, settings);
+        ASSERT_FALSE(game.fens.empty());
+        TestPosition p(game.fens.front());
+        bool initial = popcount(occupancy(*p)) > 20;  // the book line has 18 pieces
+        fromStart += initial;
+        if (initial) EXPECT_NE(game.fens.front().rfind("rnbqkbnr/pppppppp/8/8/8/8/", 0), 0u) << "random moves made";
+    }
+    EXPECT_GT(fromStart, 8);
+    EXPECT_LT(fromStart, 32);
+}
+
 TEST_F(DatagenGames, TheSameSeedReplaysTheSameGame) {
     GameSettings settings;
     settings.nodes = 800;

@@ -5,12 +5,14 @@
 #include <cmath>
 #include <condition_variable>
 #include <cstdio>
+#include <ctime>
 #include <fstream>
 #include <map>
 #include <mutex>
 #include <ostream>
 #include <thread>
 
+#include "data_filter.h"
 #include "random.h"
 
 namespace {
@@ -46,13 +48,15 @@ struct Output {
 void playGames(GameQueue& q, const Phase& phase, const GeneratorSettings& settings) {
     GameSearcher searcher;
     openSearcher(searcher, settings.hashMegabytes);
+    GameSettings game = settings.game;
+    if (phase.chess960) game.startShare = 0;  // the initial position is a standard one
     for (;;) {
         uint64_t index = q.nextGame.fetch_add(1);
         if (q.stop.load() || (phase.games && index >= phase.firstGame + phase.games)) break;
-        PlayedGame game;
-        if (!playGame(searcher, *phase.book, gameSeed(settings.seed, index), settings.game, q.stop, game)) break;
+        PlayedGame played;
+        if (!playGame(searcher, *phase.book, gameSeed(settings.seed, index), game, q.stop, played)) break;
         std::lock_guard<std::mutex> lock(q.mutex);
-        q.finished.emplace(index, std::move(game));
+        q.finished.emplace(index, std::move(played));
         q.ready.notify_all();
     }
     closeSearcher(searcher);
@@ -112,6 +116,8 @@ uint64_t runPhase(const Phase& phase, const GeneratorSettings& settings, Output&
             writeGame(out, game);
             ++sum.games;
             sum.positions += game.records.size();
+            for (const TrainingRecord& r : game.records) sum.networkPositions += withinNetworkRange(r, DEFAULT_FILTER_MARGIN);
+            sum.refusedOpenings += uint64_t(game.refusedOpenings);
             phasePositions += game.records.size();
             sum.nodes += game.nodes;
             ++sum.whiteResults[game.whiteResult];
@@ -178,6 +184,7 @@ bool runGenerator(const GeneratorSettings& settings, std::ostream& log, Generato
     };
     const bool wasChess960 = chess960;
     auto start = Clock::now();
+    std::clock_t cpuStart = std::clock();
     auto lastReport = start;
     uint64_t firstGame = 0;
     for (Phase& phase : phases) {
@@ -188,6 +195,7 @@ bool runGenerator(const GeneratorSettings& settings, std::ostream& log, Generato
     }
     chess960 = wasChess960;
     sum.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    sum.cpuSeconds = double(std::clock() - cpuStart) / CLOCKS_PER_SEC;
     printProgress(log, sum, run, sum.seconds);
 
     bool ok = true;

@@ -27,10 +27,13 @@ struct GeneratorSettings {
 struct GeneratorSummary {
     uint64_t games = 0;
     uint64_t positions = 0;
+    uint64_t networkPositions = 0;          // of those, the ones the trainer keeps for the network
+    uint64_t refusedOpenings = 0;
     uint64_t nodes = 0;
     uint64_t whiteResults[3] = {};          // by GameResult
     uint64_t endings[ENDING_COUNT] = {};
     double seconds = 0;
+    double cpuSeconds = 0;                  // of the whole process, all threads
 };
 
 // Plays and writes; progress lines go to `log`. False with a reason when a

@@ -4,6 +4,7 @@
 //   datagen --out games.bin --positions 1000000 --threads 2 [options]
 //
 // Run it with --help for the options.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -33,6 +34,9 @@ const char* const USAGE =
     "  --frc-book FILE     Chess960 start positions (../shared/books/FRC_openings.epd)\n"
     "  --frc-share F       part of the target played as Chess960 games, 0..1 (0.1)\n"
     "  --random-plies N    random moves after the book line (4)\n"
+    "  --opening-limit CP  draw the opening again while its first search scores beyond this (500; 0: never)\n"
+    "  --start-share F     part of the standard games played from the initial position instead (0.25)\n"
+    "  --start-plies N     random moves from the initial position in those games (8)\n"
     "  --skip-plies N      self-play plies after the opening that are not kept (8)\n"
     "  --syzygy DIRS       tablebase directories, ';'-separated: games end when the tables know the result\n"
     "  --hash MB           transposition table per thread (16)\n"
@@ -68,6 +72,9 @@ bool parseArguments(int argc, char** argv, GeneratorSettings& s, bool& bootstrap
         else if (a == "--frc-book") s.chess960BookPath = v;
         else if (a == "--frc-share") s.chess960Share = std::atof(v.c_str());
         else if (a == "--random-plies") s.game.randomPlies = integer();
+        else if (a == "--opening-limit") s.game.openingLimit = integer();
+        else if (a == "--start-share") s.game.startShare = std::atof(v.c_str());
+        else if (a == "--start-plies") s.game.startPlies = integer();
         else if (a == "--skip-plies") s.game.skipPlies = integer();
         else if (a == "--syzygy") syzygy = v;
         else if (a == "--hash") s.hashMegabytes = integer();
@@ -94,6 +101,8 @@ int main(int argc, char** argv) {
     settings.bookPath = "../shared/books/UHO_4060_v3.epd";
     settings.chess960BookPath = "../shared/books/FRC_openings.epd";
     settings.chess960Share = 0.1;
+    settings.game.openingLimit = 500;
+    settings.game.startShare = 0.25;
     bool bootstrap = false;
     std::string net = DEFAULT_NET_FILE, syzygy;
     if (!parseArguments(argc, argv, settings, bootstrap, net, syzygy)) {
@@ -129,5 +138,12 @@ int main(int argc, char** argv) {
     for (int e = 0; e < ENDING_COUNT; ++e)
         if (sum.endings[e]) std::printf(" %s %llu;", endingName(Ending(e)), static_cast<unsigned long long>(sum.endings[e]));
     std::printf("\nnodes per position written: %.0f\n", sum.positions ? double(sum.nodes) / double(sum.positions) : 0.0);
+    double cpu = std::max(sum.cpuSeconds, 1e-9);
+    std::printf("openings drawn again as already decided: %llu\n", static_cast<unsigned long long>(sum.refusedOpenings));
+    std::printf("positions the network scores: %llu of %llu (%.1f%%); %.1f per CPU-second, %.1f written per CPU-second "
+                "(%.0f CPU-seconds)\n",
+                static_cast<unsigned long long>(sum.networkPositions), static_cast<unsigned long long>(sum.positions),
+                sum.positions ? 100.0 * double(sum.networkPositions) / double(sum.positions) : 0.0,
+                double(sum.networkPositions) / cpu, double(sum.positions) / cpu, sum.cpuSeconds);
     return 0;
 }

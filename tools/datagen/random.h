@@ -17,6 +17,8 @@ inline uint64_t nextRandom(SplitMix& r) {
 
 // A number in 0..n-1 (n > 0); the slight bias of the modulo does not matter here.
 inline uint64_t randomBelow(SplitMix& r, uint64_t n) { return nextRandom(r) % n; }
+// Uniform in [0, 1).
+inline double randomUnit(SplitMix& r) { return double(nextRandom(r) >> 11) * 0x1.0p-53; }
 
 // The seed of game `index` of a run: every game has its own stream, whichever
 // thread plays it.

@@ -97,13 +97,44 @@ bool keepPosition(const Position& p, Move best, int score, int pliesPlayed, int 
     return isCastling(best) || p.board[moveTo(best)] == EMPTY;
 }
 
+namespace {
+
+const OpeningBook& initialPositionBook() {
+    static const OpeningBook book{{"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"}};
+    return book;
+}
+
+// Sets up the game's opening, drawing again while the position is already
+// decided. False when no opening could be set up at all.
+bool chooseOpening(GameSearcher& s, const OpeningBook& book, SplitMix& rng, const GameSettings& settings,
+                   PlayedGame& out) {
+    Position& p = *s.game;
+    for (int attempt = 1;; ++attempt) {
+        bool fromStart = settings.startShare > 0 && randomUnit(rng) < settings.startShare;
+        if (!randomOpening(fromStart ? initialPositionBook() : book, rng,
+                           fromStart ? settings.startPlies : settings.randomPlies, p))
+            return false;
+        clearForGame(s);
+        if (settings.openingLimit <= 0 || attempt == OPENING_TRIES) return true;
+        newSearch(s.table);
+        SoloSearchResult found = searchToNodes(*s.searcher, p, settings.nodes);
+        out.nodes += found.nodes;
+        if (std::abs(found.score) <= settings.openingLimit) {
+            clearForGame(s);  // the game depends on its opening alone, not on the check
+            return true;
+        }
+        ++out.refusedOpenings;
+    }
+}
+
+} // namespace
+
 bool playGame(GameSearcher& s, const OpeningBook& book, uint64_t seed, const GameSettings& settings,
               const std::atomic<bool>& abort, PlayedGame& out) {
     out = PlayedGame{};
     SplitMix rng{seed};
     Position& p = *s.game;
-    if (!randomOpening(book, rng, settings.randomPlies, p)) return finish(out, Ending::NO_OPENING, RESULT_DRAW);
-    clearForGame(s);
+    if (!chooseOpening(s, book, rng, settings, out)) return finish(out, Ending::NO_OPENING, RESULT_DRAW);
     AdjudicationState adjudication;
 
     for (int ply = 0;; ++ply) {

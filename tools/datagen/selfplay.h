@@ -19,8 +19,17 @@ struct GameSettings {
     int randomPlies = 4;       // random legal moves after the book line
     int skipPlies = 8;         // self-play plies after the opening that are never kept
     bool keepFens = false;     // also keep each kept position's FEN (for the tuning file)
+    // An opening whose first search already scores beyond this (either side) is
+    // drawn again: a decided game teaches little beyond the result. 0 keeps all.
+    int openingLimit = 0;
+    // Share of the games that start from the initial position with
+    // startPlies random moves instead of a book line.
+    double startShare = 0;
+    int startPlies = 8;
     AdjudicationRules rules;
 };
+
+constexpr int OPENING_TRIES = 16;  // openings drawn before the last one is played whatever its score
 
 enum class Ending {
     CHECKMATE, STALEMATE, FIFTY_MOVES, REPETITION, MATERIAL, TABLEBASE, WIN_ADJUDICATED, DRAW_ADJUDICATED,
@@ -35,7 +44,8 @@ struct PlayedGame {
     GameResult whiteResult = RESULT_DRAW;
     Ending ending = Ending::NO_OPENING;
     int plies = 0;                        // self-play plies, the opening's excluded
-    uint64_t nodes = 0;
+    uint64_t nodes = 0;                   // the searches of refused openings included
+    int refusedOpenings = 0;
 };
 
 // One game thread's own search state: a search thread record that never joins
