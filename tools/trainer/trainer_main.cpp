@@ -183,6 +183,9 @@ int train(const std::multimap<std::string, std::string>& o) {
         std::cerr << "no positions left to train on\n";
         return 1;
     }
+    if (t.epochsDone == 0)  // where the run starts from: a continued network's own loss
+        std::cout << "validation before training " << std::fixed << std::setprecision(6)
+                  << meanLoss(modelView(t), validation, t.settings, t.threads) << std::defaultfloat << std::endl;
 
     while (t.epochsDone < epochs) {
         auto lastReport = std::chrono::steady_clock::now();
