@@ -8,6 +8,7 @@
 #include "board/attacks.h"
 #include "board/perft.h"
 #include "board/zobrist.h"
+#include "eval/default_network.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "eval/texel.h"
@@ -121,7 +122,7 @@ void startUp() {
     initAttackTables();
     initZobrist();
     resize(optionHash);
-    if (loadNetFile(netFile), !netLoaded) sendLine(netMissingLine(netFile, false));
+    sendLine(defaultNetworkLine(netFile, loadDefaultNetwork(netFile, executableDirectory(), builtInNetwork)));
     initEvaluation(mainPosition);
     setStartPosition();
     setThreadCount(optionThreads);

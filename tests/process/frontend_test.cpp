@@ -56,11 +56,19 @@ TEST(Frontend, BannerAndIdentification) {
     EXPECT_EQ(status, 0);
 }
 
-TEST(Frontend, MissingNetworkIsReportedAtStartUp) {
-    TempDir dir("quorvane-nonet-");
-    auto out = lines(runEngine("quit\n", {}, dir.path));
-    EXPECT_TRUE(contains(out, "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for a position."));
-    EXPECT_FALSE(contains(out, "Net read"));
+// The network in the working directory comes first; away from it the engine
+// falls back on the copy built into it, and says which one it uses.
+TEST(Frontend, StartUpNamesTheNetworkUsed) {
+    TempDir away("quorvane-nonet-");
+    auto out = lines(runEngine("quit\n", {}, away.path));
+    EXPECT_TRUE(contains(out, "Net read"));
+    EXPECT_TRUE(contains(out, "info string NetFile used : 220321-307.nnue (the copy built into the engine)"));
+    EXPECT_EQ(countPrefix(out, "info string NetFile not found"), 0);
+
+    TempDir beside("quorvane-net-");
+    writeZeroNetwork(beside.path + "/220321-307.nnue");
+    out = lines(runEngine("quit\n", {}, beside.path));
+    EXPECT_TRUE(contains(out, "info string NetFile used : 220321-307.nnue"));
 }
 
 TEST(Frontend, HelpUnknownAndEmptyCommands) {
