@@ -2,10 +2,9 @@
 # Cross-compiles the Windows executable with mingw-w64 and runs it under wine:
 # start-up banner, perft, a short search with the network built into the
 # executable and a tablebase probe.
-# Usage: tests/windows/windows_checks.sh <source dir> <shared dir>
+# Usage: tests/windows/windows_checks.sh <source dir>
 set -uo pipefail
 src=$1
-shared=$2
 if ! command -v x86_64-w64-mingw32-g++-posix >/dev/null || ! command -v wine >/dev/null; then
   echo "mingw-w64 or wine missing: skipped"
   exit 77
@@ -35,8 +34,8 @@ check "chess960 perft" "setoption name UCI_Chess960 value true\nposition fen bqn
 if grep -q "Net read" <(cd "$work" && printf 'quit\n' | timeout 120 wine "$exe" 2>/dev/null | tr -d '\r'); then
   check "search" "position startpos moves e2e4\ngo depth 6\n" "^bestmove [a-h][1-8][a-h][1-8]"
   # Forward slashes: Windows accepts them, and the input below is read with backslash escapes.
-  winshared=$(winepath -w "$shared/syzygy" 2>/dev/null | tr '\\' /)
-  check "tablebase" "setoption name SyzygyPath value $winshared\nposition fen 8/8/8/4k3/8/8/8/KQ6 w - - 0 1\ngo depth 5\n" "^info .*tbhits 1 "
+  wintables=$(winepath -w "$src/tests/data/syzygy" 2>/dev/null | tr '\\' /)
+  check "tablebase" "setoption name SyzygyPath value $wintables\nposition fen 8/8/8/4k3/8/8/8/KQ6 w - - 0 1\ngo depth 5\n" "^info .*tbhits 1 "
 else
   echo "FAILED: no network built into the executable"; failures=$((failures + 1))
 fi
