@@ -1,3 +1,8 @@
+#include "eval/default_network.h"
+#include "embedded_network.h"
 #include "uci/uci.h"
 
-int main(int argc, char** argv) { return runEngine(argc, argv); }
+int main(int argc, char** argv) {
+    builtInNetwork = embeddedNetwork();
+    return runEngine(argc, argv);
+}

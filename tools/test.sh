@@ -9,6 +9,8 @@ command -v g++ >/dev/null || missing+=(g++)
 # The Windows build is cross-compiled and run under wine by one of the tests.
 command -v x86_64-w64-mingw32-g++-posix >/dev/null || missing+=(mingw-w64)
 command -v wine >/dev/null || missing+=(wine wine64)
+# One test plays a game through polyglot, as xboard users run the engine.
+command -v polyglot >/dev/null || [ -x /usr/games/polyglot ] || missing+=(polyglot)
 if [ ${#missing[@]} -gt 0 ]; then
   apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${missing[@]}" >/dev/null
 fi

@@ -8,9 +8,11 @@
 #include "board/attacks.h"
 #include "board/perft.h"
 #include "board/zobrist.h"
+#include "eval/default_network.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "eval/texel.h"
+#include "search/bench.h"
 #include "search/threads.h"
 #include "search/tt.h"
 #include "uci/go.h"
@@ -52,6 +54,34 @@ void perftArgs(std::istream& args) {
         perftDepth = depth;
     }
     perftCommand(mainPosition, perftDepth, std::cout);
+}
+
+// The fixed benchmark at the console or on the command line, as engine-testing
+// tools run it: "bench [depth]". It searches with its own table size, so the
+// Hash option's table is made again afterwards.
+void benchArgs(std::istream& args) {
+    int depth = BENCH_DEFAULT_DEPTH;
+    std::string word;
+    if (args >> word) {
+        try {
+            depth = std::stoi(word);
+        } catch (const std::exception&) {
+            sendLine("info string bench depth '" + word + "' is not a number");
+            return;
+        }
+        if (depth < 1 || depth > 30) {
+            sendLine("info string bench depth must be between 1 and 30");
+            return;
+        }
+    }
+    if (!netLoaded) {
+        sendLine(netMissingLine(netFile, true));
+        return;
+    }
+    stopAndWait();
+    BenchResult result = runBench(depth, false);
+    resize(optionHash);
+    printBenchReport(std::cout, result, 1, false);
 }
 
 } // namespace
@@ -107,6 +137,8 @@ bool executeCommand(const std::string& line) {
         std::cout << "Evaluation : " << evaluateForDisplay(mainPosition) << std::endl;
     } else if (command == "hashstats") {
         printStatistics(std::cout);
+    } else if (command == "bench") {
+        benchArgs(args);
     } else if (command == "help") {
         printHelp();
     } else {
@@ -121,7 +153,7 @@ void startUp() {
     initAttackTables();
     initZobrist();
     resize(optionHash);
-    if (loadNetFile(netFile), !netLoaded) sendLine(netMissingLine(netFile, false));
+    sendLine(defaultNetworkLine(netFile, loadDefaultNetwork(netFile, executableDirectory(), builtInNetwork)));
     initEvaluation(mainPosition);
     setStartPosition();
     setThreadCount(optionThreads);

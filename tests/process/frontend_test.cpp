@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "engine_process.h"
+#include "test_data.h"
 
 namespace {
 
@@ -56,11 +57,19 @@ TEST(Frontend, BannerAndIdentification) {
     EXPECT_EQ(status, 0);
 }
 
-TEST(Frontend, MissingNetworkIsReportedAtStartUp) {
-    TempDir dir("quorvane-nonet-");
-    auto out = lines(runEngine("quit\n", {}, dir.path));
-    EXPECT_TRUE(contains(out, "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for a position."));
-    EXPECT_FALSE(contains(out, "Net read"));
+// The network in the working directory comes first; away from it the engine
+// falls back on the copy built into it, and says which one it uses.
+TEST(Frontend, StartUpNamesTheNetworkUsed) {
+    TempDir away("quorvane-nonet-");
+    auto out = lines(runEngine("quit\n", {}, away.path));
+    EXPECT_TRUE(contains(out, "Net read"));
+    EXPECT_TRUE(contains(out, "info string NetFile used : 220321-307.nnue (the copy built into the engine)"));
+    EXPECT_EQ(countPrefix(out, "info string NetFile not found"), 0);
+
+    TempDir beside("quorvane-net-");
+    writeZeroNetwork(beside.path + "/220321-307.nnue");
+    out = lines(runEngine("quit\n", {}, beside.path));
+    EXPECT_TRUE(contains(out, "info string NetFile used : 220321-307.nnue"));
 }
 
 TEST(Frontend, HelpUnknownAndEmptyCommands) {
@@ -184,6 +193,25 @@ protected:
     TempDir temp{"quorvane-perft-"};
     const std::string& dir = temp.path;
     void writeFile(const std::string& text) { std::ofstream(dir + "/perftFRC.txt") << text; }
+    void copyFile(const std::string& from) {
+        std::ifstream in(from);
+        ASSERT_TRUE(in) << from;
+        writeFile(std::string(std::istreambuf_iterator<char>(in), {}));
+    }
+    // Both files through the commands, as a person checking the generator would.
+    void checkFiles(const std::string& rtestFile, const std::string& chess960File, int chess960Lines) {
+        copyFile(rtestFile);
+        auto out = afterStartUp(runEngine("setoption name Hash value 1\nrtest\n", {}, dir, 300000));
+        ASSERT_FALSE(out.empty());
+        EXPECT_EQ(out.back(), "Results of the perft checks is OK: 1");
+        EXPECT_EQ(countPrefix(out, "0;"), 0);
+
+        copyFile(chess960File);
+        out = afterStartUp(runEngine("setoption name UCI_Chess960 value true\nrtestRFC\n", {}, dir, 600000));
+        ASSERT_FALSE(out.empty());
+        EXPECT_EQ(out.back(), "Results of the perft checks (0 = wrong, 1 = OK) : 1");
+        EXPECT_EQ(countPrefix(out, "Okidoki"), chess960Lines);
+    }
 };
 
 TEST_F(PerftFiles, MissingFile) {
@@ -221,23 +249,11 @@ TEST_F(PerftFiles, RtestRFCStopsALineAtItsFirstWrongDepth) {
     EXPECT_EQ(out, expected);
 }
 
-// The whole shared files through the commands, as a person checking the generator would.
-TEST_F(PerftFiles, SharedFilesPass) {
-    std::ifstream rtest(std::string(SHARED_DIR) + "/perft/rtest.txt");
-    ASSERT_TRUE(rtest);
-    writeFile(std::string(std::istreambuf_iterator<char>(rtest), {}));
-    auto out = afterStartUp(runEngine("setoption name Hash value 1\nrtest\n", {}, dir, 300000));
-    ASSERT_FALSE(out.empty());
-    EXPECT_EQ(out.back(), "Results of the perft checks is OK: 1");
-    EXPECT_EQ(countPrefix(out, "0;"), 0);
+TEST_F(PerftFiles, KeptFilesPass) { checkFiles(testDataPath("perft/rtest.txt"), testDataPath("perft/perftFRC.txt"), 6); }
 
-    std::ifstream frc(std::string(SHARED_DIR) + "/perft/perftFRC.txt");
-    ASSERT_TRUE(frc);
-    writeFile(std::string(std::istreambuf_iterator<char>(frc), {}));
-    out = afterStartUp(runEngine("setoption name UCI_Chess960 value true\nrtestRFC\n", {}, dir, 600000));
-    ASSERT_FALSE(out.empty());
-    EXPECT_EQ(out.back(), "Results of the perft checks (0 = wrong, 1 = OK) : 1");
-    EXPECT_EQ(countPrefix(out, "Okidoki"), 100);
+TEST_F(PerftFiles, FullSharedFilesPass) {
+    SKIP_WITHOUT_SHARED_DATA("perft/perftFRC.txt");
+    checkFiles(sharedDataPath("perft/rtest.txt"), sharedDataPath("perft/perftFRC.txt"), 100);
 }
 
 // The tuner's console transcript: greetings before the tuner's own output, the K search,

@@ -17,6 +17,7 @@ struct EngineSession {
     const std::string& dir = temp.path;
     EngineProcess engine;
 
+    // Without the zero network the engine starts on the network built into it.
     explicit EngineSession(bool withNetwork = true) {
         if (withNetwork) writeZeroNetwork(dir + "/220321-307.nnue");
         EXPECT_TRUE(startEngine(engine, {}, dir));

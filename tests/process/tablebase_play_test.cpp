@@ -8,7 +8,7 @@
 
 namespace {
 
-const std::string SYZYGY = std::string(SHARED_DIR) + "/syzygy";
+const std::string SYZYGY = std::string(TEST_DATA_DIR) + "/syzygy";
 
 struct Outcome {
     bool mated = false;  // the side to move at the end is checkmated

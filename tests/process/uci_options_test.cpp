@@ -86,8 +86,12 @@ TEST(UciOptions, NetFileLoadsOrRefuses) {
     EXPECT_EQ(reply(s, "isready"), "readyok");  // and no bestmove before it
 }
 
+// Setting NetFile reads that file as named, from the working directory, and
+// nowhere else: the built-in copy is only the start-up default's fallback.
 TEST(UciOptions, NoNetworkNoSearch) {
     EngineSession s(false);
+    EXPECT_EQ(reply(s, "setoption name NetFile value 220321-307.nnue"),
+              "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for a position.");
     s.send("go depth 3");
     std::string line;
     ASSERT_TRUE(readLine(s.engine, line, 5000));

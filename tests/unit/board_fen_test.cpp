@@ -117,8 +117,8 @@ TEST_F(Fen, MalformedTextIsRefusedWithAReason) {
 }
 
 TEST_F(Fen, BookPositionsRoundTrip) {
-    std::ifstream in(sharedPath("books/UHO_4060_v3.epd"));
-    ASSERT_TRUE(in) << "shared books missing";
+    std::ifstream in(testDataPath("books/UHO_4060_v3.epd"));
+    ASSERT_TRUE(in);
     std::string line;
     int checked = 0;
     TestPosition t;

@@ -41,7 +41,7 @@ struct Snapshot {
 // incremental state equal to a recomputation, and every unmake restores it exactly.
 void playRandomLines(const std::string& book, bool frc, int positions) {
     Chess960Scope mode(frc);
-    std::ifstream in(sharedPath(book));
+    std::ifstream in(testDataPath(book));
     ASSERT_TRUE(in);
     std::mt19937 rng(frc ? 5 : 3);
     TestPosition t;

@@ -27,10 +27,10 @@ TEST_F(Perft, StartPosition) {
     for (int d = 1; d <= 5; ++d) EXPECT_EQ(perft(0, d, *t), expected[d - 1]) << "depth " << d;
 }
 
-// Every line of the shared test file: well-known positions, middlegames and endgames.
-TEST_F(Perft, SharedTestFile) {
-    std::ifstream in(sharedPath("perft/rtest.txt"));
-    ASSERT_TRUE(in);
+// Every line of an "rtest" file: well-known positions, middlegames and endgames.
+static void checkPerftFile(const std::string& path, int minimumLines) {
+    std::ifstream in(path);
+    ASSERT_TRUE(in) << path;
     std::string line;
     int lines = 0;
     TestPosition t;
@@ -42,14 +42,15 @@ TEST_F(Perft, SharedTestFile) {
         EXPECT_EQ(perft(0, std::stoi(parts[1]), *t), std::stoull(parts[2])) << line;
         ++lines;
     }
-    EXPECT_GT(lines, 300);
+    EXPECT_GE(lines, minimumLines);
 }
 
-// Chess960 start positions to depth 5 (depth 6 runs in the process tests through "rtestRFC").
-TEST_F(Perft, SharedChess960File) {
+// Chess960 start positions of an "rtestRFC" file to depth 4 (depth 6 runs in the
+// process tests through "rtestRFC").
+static void checkChess960File(const std::string& path, int expectedLines) {
     Chess960Scope on(true);
-    std::ifstream in(sharedPath("perft/perftFRC.txt"));
-    ASSERT_TRUE(in);
+    std::ifstream in(path);
+    ASSERT_TRUE(in) << path;
     std::string line;
     int lines = 0;
     TestPosition t;
@@ -60,7 +61,20 @@ TEST_F(Perft, SharedChess960File) {
         for (int d = 1; d <= 4; ++d) ASSERT_EQ(perft(0, d, *t), std::stoull(parts[d])) << line << " depth " << d;
         ++lines;
     }
-    EXPECT_EQ(lines, 100);
+    EXPECT_EQ(lines, expectedLines);
+}
+
+TEST_F(Perft, KeptTestFile) { checkPerftFile(testDataPath("perft/rtest.txt"), 48); }
+TEST_F(Perft, KeptChess960File) { checkChess960File(testDataPath("perft/perftFRC.txt"), 6); }
+
+TEST_F(Perft, FullSharedTestFile) {
+    SKIP_WITHOUT_SHARED_DATA("perft/rtest.txt");
+    checkPerftFile(sharedDataPath("perft/rtest.txt"), 300);
+}
+
+TEST_F(Perft, FullSharedChess960File) {
+    SKIP_WITHOUT_SHARED_DATA("perft/perftFRC.txt");
+    checkChess960File(sharedDataPath("perft/perftFRC.txt"), 100);
 }
 
 // Tricky positions with counts from an independent generator.

@@ -11,6 +11,7 @@
 #include "board/movegen.h"
 #include "board/position.h"
 #include "board/zobrist.h"
+#include "test_data.h"
 #include "test_position.h"
 
 inline std::vector<Move> legalMoves(Position& p, int ply) {
@@ -28,4 +29,3 @@ struct Chess960Scope {
     ~Chess960Scope() { chess960 = saved; }
 };
 
-inline std::string sharedPath(const std::string& relative) { return std::string(SHARED_DIR) + "/" + relative; }

@@ -13,7 +13,7 @@ protected:
         DatagenTest::SetUp();
         book = std::make_unique<TempBook>("run_book.epd", MIDDLEGAME_BOOK);
         settings.bookPath = book->path;
-        settings.chess960BookPath = std::string(SHARED_DIR) + "/books/FRC_openings.epd";
+        settings.chess960BookPath = testDataPath("books/FRC_openings.epd");
         settings.games = 2;
         settings.game.nodes = 1000;
         settings.hashMegabytes = 1;

@@ -206,22 +206,32 @@ TEST_F(DatagenGames, TheSameSeedReplaysTheSameGame) {
 }
 
 TEST_F(DatagenGames, TablebasesEndGamesWithTheirResult) {
-    ASSERT_TRUE(initTablebases(std::string(SHARED_DIR) + "/syzygy"));
+    ASSERT_TRUE(initTablebases(testDataPath("syzygy")));
     ASSERT_GE(largestTablebase(), 4);
     GameSettings settings;
     settings.nodes = 500;
     settings.randomPlies = 0;
     PlayedGame win = play({"8/8/8/4k3/8/8/3QK3/8 b - - 0 1"}, 1, settings);
     PlayedGame draw = play({"8/8/3rk3/8/8/3RK3/8/8 w - - 0 1"}, 1, settings);
-    // Reaching the tables by a capture: six pieces, one more than the largest
-    // table, and the free knight on d5 is taken at once.
-    settings.skipPlies = 0;
-    PlayedGame reached = play({"r3k3/8/8/3n4/8/8/4P3/3RK3 w - - 0 1"}, 1, settings);
     initTablebases("");
     EXPECT_EQ(win.ending, Ending::TABLEBASE);
     EXPECT_EQ(win.whiteResult, RESULT_WIN);
     EXPECT_EQ(draw.ending, Ending::TABLEBASE);
     EXPECT_EQ(draw.whiteResult, RESULT_DRAW);
+}
+
+// Reaching the tables by a capture: six pieces, one more than the largest
+// shared table (KRPvKR), and the free knight on d5 is taken at once.
+TEST_F(DatagenGames, ACaptureIntoTheTablesEndsTheGame) {
+    SKIP_WITHOUT_SHARED_DATA("syzygy/KRPvKR.rtbw");
+    ASSERT_TRUE(initTablebases(sharedDataPath("syzygy")));
+    ASSERT_EQ(largestTablebase(), 5);
+    GameSettings settings;
+    settings.nodes = 500;
+    settings.randomPlies = 0;
+    settings.skipPlies = 0;
+    PlayedGame reached = play({"r3k3/8/8/3n4/8/8/4P3/3RK3 w - - 0 1"}, 1, settings);
+    initTablebases("");
     EXPECT_EQ(reached.ending, Ending::TABLEBASE);
     EXPECT_EQ(reached.plies, 1);
     EXPECT_TRUE(reached.records.empty()) << "the best move was a capture";

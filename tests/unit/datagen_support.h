@@ -14,6 +14,7 @@
 #include "generator.h"
 #include "position_record.h"
 #include "search/worker.h"
+#include "test_data.h"
 #include "test_position.h"
 
 inline std::string datagenTempPath(const std::string& name) {

@@ -9,6 +9,7 @@
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "eval/texel.h"
+#include "test_data.h"
 
 namespace {
 
@@ -61,7 +62,7 @@ TEST_F(Texel, LoadingFilter) {
 }
 
 TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
-    std::ifstream book(std::string(SHARED_DIR) + "/books/endgames.epd");
+    std::ifstream book(testDataPath("books/endgames.epd"));
     ASSERT_TRUE(book);
     auto p = std::make_unique<Position>();
     std::vector<Move> moves(MOVE_STACK);

@@ -13,13 +13,12 @@ bool isCheckmate(Position& p) {
     return p.plyStates[0].inCheck && generateLegal(0, p) == p.plyStates[0].moveStart;
 }
 
-} // namespace
-
-TEST(TbExpected, EveryReferencePositionMatches) {
+// Every line of the reference list beside the tables of `dir`.
+void checkReferenceList(const std::string& dir, size_t expectedLines, int expectedMates) {
     initBoardTables();
-    ASSERT_TRUE(initTablebases(SYZYGY_DIR));
-    std::vector<ExpectedProbe> cases = readExpectedProbes();
-    ASSERT_EQ(cases.size(), 2500u);
+    ASSERT_TRUE(initTablebases(dir));
+    std::vector<ExpectedProbe> cases = readExpectedProbes(dir);
+    ASSERT_EQ(cases.size(), expectedLines);
     int wrongWdl = 0, wrongDtz = 0, mates = 0;
     for (const ExpectedProbe& e : cases) {
         TestPosition p(e.fen);
@@ -46,7 +45,18 @@ TEST(TbExpected, EveryReferencePositionMatches) {
         // The search's code is the same value shifted.
         EXPECT_EQ(probeWdl(*p), e.wdl + 2);
     }
-    EXPECT_EQ(mates, 3);
+    EXPECT_EQ(mates, expectedMates);
     EXPECT_EQ(wrongWdl, 0);
     EXPECT_EQ(wrongDtz, 0);
+    initTablebases("");
+}
+
+} // namespace
+
+TEST(TbExpected, EveryKeptReferencePositionMatches) { checkReferenceList(SYZYGY_DIR, 2100, 1); }
+
+// The whole list, with the 5-piece tables.
+TEST(TbExpected, EverySharedReferencePositionMatches) {
+    SKIP_WITHOUT_SHARED_DATA("syzygy/expected.txt");
+    checkReferenceList(sharedSyzygyDir(), 2500, 3);
 }

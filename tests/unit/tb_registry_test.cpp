@@ -66,17 +66,19 @@ TEST(TbKeys, MaterialKeysUseTheConstantsAndSwapColoursWhenMirrored) {
     EXPECT_NE(materialKeyOfName("KQvKR", false), materialKeyOfName("KQvKR", true));
 }
 
-TEST_F(TbRegistry, SharedTablesAreAllRegisteredAndHashedOnceOrTwice) {
+TEST_F(TbRegistry, KeptTablesAreAllRegisteredAndHashedOnceOrTwice) {
     int files = 0, dtz = 0;
+    size_t largestName = 0;
     for (const auto& entry : fs::directory_iterator(SYZYGY_DIR)) {
         files += entry.path().extension() == ".rtbw";
         dtz += entry.path().extension() == ".rtbz";
+        if (entry.path().extension() == ".rtbw") largestName = std::max(largestName, entry.path().stem().string().size());
     }
     ASSERT_TRUE(initTablebases(SYZYGY_DIR));
     EXPECT_EQ(registeredTableCount(), files);
     EXPECT_EQ(registeredDtzCount(), dtz);
     EXPECT_EQ(registeredDtmCount(), 0);
-    EXPECT_EQ(largestTablebase(), 5);
+    EXPECT_EQ(largestTablebase(), int(largestName) - 1);  // the name has a 'v' besides its pieces
 
     TbTable* krkr = lookup(materialKeyOfName("KRvKR", false));
     ASSERT_NE(krkr, nullptr);
@@ -90,9 +92,9 @@ TEST_F(TbRegistry, SharedTablesAreAllRegisteredAndHashedOnceOrTwice) {
     EXPECT_EQ(lookup(materialKeyOfName("KQvKR", true)), kqkr);
     EXPECT_EQ(kqkr->pieceCount, 4);
 
-    TbTable* kbbkn = lookup(materialKeyOfName("KBBvKN", false));
-    ASSERT_NE(kbbkn, nullptr);
-    EXPECT_FALSE(kbbkn->twoKings);  // the knight occurs once besides the kings
+    TbTable* kbnk = lookup(materialKeyOfName("KBNvK", false));
+    ASSERT_NE(kbnk, nullptr);
+    EXPECT_FALSE(kbnk->twoKings);  // bishop and knight each occur once besides the kings
     EXPECT_TRUE(lookup(materialKeyOfName("KRRvK", false))->twoKings);
 
     // Black leads when it has fewer pawns; with none, the side with pawns leads.
@@ -226,7 +228,8 @@ TEST_F(TbRegistry, LargestCountsPieces) {
     copyTable("KPvK.rtbw", d);
     ASSERT_TRUE(initTablebases(d.string()));
     EXPECT_EQ(largestTablebase(), 3);
-    copyTable("KQRvKR.rtbw", d);
+    // Registration reads only the size: 16 more than a multiple of 64.
+    writeBytes(d / "KQRvKR.rtbw", std::string(80, '\0'));
     ASSERT_TRUE(initTablebases(d.string()));
     EXPECT_EQ(largestTablebase(), 5);
     // Positions beyond the largest table are refused without searching.

@@ -14,9 +14,13 @@
 #include "board/position.h"
 #include "board/zobrist.h"
 #include "tablebase/registry.h"
+#include "test_data.h"
 #include "test_position.h"
 
-inline const std::string SYZYGY_DIR = std::string(SHARED_DIR) + "/syzygy";
+// Every 3- and 4-piece table, kept with the tests; the optional shared folder
+// adds six 5-piece ones.
+inline const std::string SYZYGY_DIR = testDataPath("syzygy");
+inline std::string sharedSyzygyDir() { return sharedDataPath("syzygy"); }
 
 // One line of the reference list: WDL -2..2 from the side to move, DTZ in plies.
 struct ExpectedProbe {
@@ -34,9 +38,10 @@ inline int wdlOfWord(const std::string& w) {
     return -1000;
 }
 
-inline std::vector<ExpectedProbe> readExpectedProbes() {
+// The reference list beside the tables of `dir`.
+inline std::vector<ExpectedProbe> readExpectedProbes(const std::string& dir = SYZYGY_DIR) {
     std::vector<ExpectedProbe> out;
-    std::ifstream in(SYZYGY_DIR + "/expected.txt");
+    std::ifstream in(dir + "/expected.txt");
     std::string line;
     while (std::getline(in, line)) {
         if (line.empty() || line[0] == '#') continue;

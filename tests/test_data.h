@@ -1,0 +1,31 @@
+// Where the tests find their data. The small sets they always need are kept
+// in tests/data; larger optional data (whole opening books, 5-piece tables,
+// the full perft files) lives in one folder named by the environment variable
+// QUORVANE_SHARED_DIR, by default ../shared beside the repository. Tests that
+// need the optional data are skipped, with the path they looked for, when it
+// is absent.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+inline std::string testDataPath(const std::string& relative) { return std::string(TEST_DATA_DIR) + "/" + relative; }
+
+inline std::string sharedDataDir() {
+    const char* chosen = std::getenv("QUORVANE_SHARED_DIR");
+    return chosen && *chosen ? std::string(chosen) : std::string(DEFAULT_SHARED_DIR);
+}
+
+inline std::string sharedDataPath(const std::string& relative) { return sharedDataDir() + "/" + relative; }
+
+// Skips the running test (from its body or SetUp) when a file or folder of the
+// optional data is missing; the skip message names it.
+#define SKIP_WITHOUT_SHARED_DATA(relative)                                                                   \
+    do {                                                                                                     \
+        const std::string wanted_ = sharedDataPath(relative);                                                \
+        if (!std::filesystem::exists(wanted_))                                                               \
+            GTEST_SKIP() << "optional test data " << wanted_ << " not found (QUORVANE_SHARED_DIR names its folder)"; \
+    } while (0)
