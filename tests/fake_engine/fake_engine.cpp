@@ -8,7 +8,9 @@
 //   --bound cp|mate V       after the exact score, print this one as a lowerbound
 //   --fault KIND --at N     on move N: illegal (a move no piece can make),
 //                           crash (abort), quit (exit without a move), or
-//                           flag (answer 300 ms after its clock has run out)
+//                           flag (answer 300 ms after its clock has run out),
+//                           overrun (answer 60 ms after its clock has run out,
+//                           on moves N, N+1 and N+2)
 //   --threads-default N     declare Threads with this default (1)
 //   --record FILE           append every setoption line it receives
 #include <chrono>
@@ -120,8 +122,9 @@ int main(int argc, char** argv) {
             bool faultNow = movesPlayed == script.faultAt;
             if (faultNow && script.fault == "crash") std::abort();
             if (faultNow && script.fault == "quit") return 0;
-            if (faultNow && script.fault == "flag") {
-                int ms = clockMs(go, mainPosition.sideToMove == WHITE ? "wtime" : "btime") + 300;
+            bool overrun = script.fault == "overrun" && movesPlayed >= script.faultAt && movesPlayed < script.faultAt + 3;
+            if ((faultNow && script.fault == "flag") || overrun) {
+                int ms = clockMs(go, mainPosition.sideToMove == WHITE ? "wtime" : "btime") + (overrun ? 60 : 300);
                 std::this_thread::sleep_for(std::chrono::milliseconds(ms));
             }
             Move m = chooseMove(mainPosition);

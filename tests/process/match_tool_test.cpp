@@ -82,6 +82,18 @@ TEST(MatchTool, RuleBreakerLosesWithEitherColourAndEitherSeat) {
     }
 }
 
+TEST(MatchTool, MarginForgivesEachOverrunButNotALongerOne) {
+    // Three moves in a row 60 ms past the clock: inside a 150 ms margin each
+    // time, though together they are 180 ms.
+    std::string late = FAKE + " --fault overrun --at 1";
+    MatchRun forgiven = runMatch(late, FAKE, {START}, {"--margin", "150"}, 0, "0.3+0");
+    EXPECT_TRUE(contains(forgiven.output, "Faults: none")) << forgiven.output;
+    EXPECT_EQ(forgiven.pgnResults.size(), 2u);
+    MatchRun strict = runMatch(late, FAKE, {START}, {"--margin", "30"}, 0, "0.3+0");
+    EXPECT_TRUE(contains(strict.output, "Score of first vs second: 0 - 2 - 0")) << strict.output;
+    EXPECT_TRUE(contains(strict.output, "first time: 2;")) << strict.output;
+}
+
 TEST(MatchTool, AgreedScoresAdjudicateForTheSideBothEnginesSee) {
     // The loser admits it in centipawns or as a mate against it; the winner
     // reports in the other field order.

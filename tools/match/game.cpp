@@ -48,7 +48,7 @@ std::string secondWord(const std::string& line) {
 }
 
 std::string goCommand(const double clocks[2], double increment) {
-    // A clock inside the grace margin is below zero; engines are told 1 ms.
+    // An empty clock with no increment is still sent as 1 ms.
     auto ms = [](double seconds) { return std::max(1, int(seconds * 1000)); };
     char go[160];
     std::snprintf(go, sizeof go, "go wtime %d btime %d winc %d binc %d", ms(clocks[WHITE]), ms(clocks[BLACK]),
@@ -122,7 +122,10 @@ GameResult playGame(const GameSettings& s, const std::string& fen, int whiteEngi
             lose("time", "lost on time (" + std::to_string(int(clocks[side] * 1000)) + " ms on its clock)");
             break;
         }
-        clocks[side] += s.increment;
+        // An overrun inside the margin is latency, not thinking time: the clock
+        // stops at zero instead of carrying a debt into the next move, where
+        // small overruns would add up to a loss the margin was meant to forgive.
+        clocks[side] = std::max(clocks[side], 0.0) + s.increment;
         std::string text = secondWord(lines.back());
         Move m = findLegalMove(*game, 0, text);
         if (m == NO_MOVE) {
