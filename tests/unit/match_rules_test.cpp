@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "adjudication.h"
+#include "engine_options.h"
 #include "stats.h"
 
 namespace {
@@ -135,6 +136,44 @@ TEST(MatchAdjudication, DrawsOnlyLateAndAtTheLimit) {
     EXPECT_EQ(adjudicate(level).whiteResult, -1);
     std::vector<PlyScore> longGame(600, PlyScore{false, 0});
     EXPECT_EQ(adjudicate(longGame).reason, "move limit");
+}
+
+TEST(MatchOptions, DeclarationsWithSpacesAndLists) {
+    UciOption o;
+    ASSERT_TRUE(parseOptionLine("option name Threads type spin default 2 min 1 max 8", o));
+    EXPECT_EQ(o.name, "Threads");
+    EXPECT_EQ(o.type, "spin");
+    EXPECT_EQ(o.defaultValue, "2");
+    ASSERT_TRUE(parseOptionLine("option name Number of Threads type spin default 1 min 1 max 16", o));
+    EXPECT_EQ(o.name, "Number of Threads");
+    ASSERT_TRUE(parseOptionLine("option name Search Log Filename type string default SearchLog.txt", o));
+    EXPECT_EQ(o.defaultValue, "SearchLog.txt");
+    ASSERT_TRUE(parseOptionLine("option name King Safety Curve type combo default Quadratic var Quadratic var Linear", o));
+    EXPECT_EQ(o.defaultValue, "Quadratic");
+    ASSERT_TRUE(parseOptionLine("option name Clear Hash type button", o));
+    EXPECT_EQ(o.name, "Clear Hash");
+    EXPECT_EQ(o.defaultValue, "");
+    EXPECT_FALSE(parseOptionLine("id name Glaurung 2.2", o));
+    EXPECT_FALSE(parseOptionLine("option name type spin", o));
+}
+
+TEST(MatchOptions, OneThreadAndNoPonderUnlessTheUserSaysOtherwise) {
+    const std::vector<UciOption> both = {{"Threads", "spin", "2"}, {"Hash", "spin", "32"}, {"Ponder", "check", "true"}};
+    auto sent = settingsToSend(both, {parseSetting("Hash=64")});
+    ASSERT_EQ(sent.size(), 3u);
+    EXPECT_EQ(sent[0].name + "=" + sent[0].value, "Threads=1");
+    EXPECT_EQ(sent[1].name + "=" + sent[1].value, "Ponder=false");
+    EXPECT_EQ(sent[2].name + "=" + sent[2].value, "Hash=64");
+    // The user's choice wins, whatever its case; nothing is added for options the engine lacks.
+    sent = settingsToSend(both, {parseSetting("threads=4"), parseSetting("PONDER=true")});
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[0].value, "4");
+    EXPECT_EQ(sent[1].value, "true");
+    EXPECT_TRUE(settingsToSend({{"Hash", "spin", "16"}}, {}).empty());
+    // Option names may contain spaces and values may contain '='.
+    OptionSetting book = parseSetting("Book File=/books/a=b.bin");
+    EXPECT_EQ(book.name, "Book File");
+    EXPECT_EQ(book.value, "/books/a=b.bin");
 }
 
 } // namespace
