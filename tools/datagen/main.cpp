@@ -40,8 +40,8 @@ const char* const USAGE =
     "  --skip-plies N      self-play plies after the opening that are not kept (8)\n"
     "  --syzygy DIRS       tablebase directories, ';'-separated: games end when the tables know the result\n"
     "  --hash MB           transposition table per thread (16)\n"
-    "  --win-margin CP     win adjudication margin, White's view (1000)\n"
-    "  --win-plies N       consecutive plies beyond it (6)\n"
+    "  --win-margin CP     win adjudication margin, White's view (800)\n"
+    "  --win-plies N       consecutive plies beyond it (4)\n"
     "  --draw-margin CP    draw adjudication: |score| at most this (10)\n"
     "  --draw-plies N      consecutive plies within it (12)\n"
     "  --draw-start N      self-play plies before a draw may be adjudicated (60)\n"
@@ -103,6 +103,10 @@ int main(int argc, char** argv) {
     settings.chess960Share = 0.1;
     settings.game.openingLimit = 500;
     settings.game.startShare = 0.25;
+    // Decided games end sooner: positions deep into a won game mostly go to the
+    // handcrafted evaluation and teach the network little.
+    settings.game.rules.winMargin = 800;
+    settings.game.rules.winPlies = 4;
     bool bootstrap = false;
     std::string net = DEFAULT_NET_FILE, syzygy;
     if (!parseArguments(argc, argv, settings, bootstrap, net, syzygy)) {
