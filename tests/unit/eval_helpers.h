@@ -11,7 +11,7 @@
 #include "board/position.h"
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
-#include "eval/net_builder.h"
+#include "net_builder.h"
 #include "eval/network.h"
 #include "test_position.h"
 

@@ -19,6 +19,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// The seed of game `index` of a run: every game has its own stream, whichever
+// thread plays it, so a game can be replayed from its number.
+uint64_t gameSeed(uint64_t runSeed, uint64_t index) {
+    SplitMix r{runSeed ^ (index * 0xd1b54a32d192ed03ULL)};
+    nextRandom(r);
+    return nextRandom(r);
+}
+
 // Finished games wait here until every game before them is written.
 struct GameQueue {
     std::mutex mutex;

@@ -19,7 +19,7 @@
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
 #include "eval/evaluate_steps.h"
-#include "eval/net_builder.h"
+#include "net_builder.h"
 #include "eval/nnue.h"
 
 namespace {

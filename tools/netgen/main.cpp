@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "eval/net_builder.h"
+#include "net_builder.h"
 
 namespace {
 

@@ -3,19 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "random.h"
+
 namespace {
 
-// splitmix64: fast enough to fill the 12.6 million transformer weights.
-struct SplitMix {
-    uint64_t state;
-    uint64_t next() {
-        uint64_t z = (state += 0x9e3779b97f4a7c15ull);
-        z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9ull;
-        z = (z ^ (z >> 27)) * 0x94d049bb133111ebull;
-        return z ^ (z >> 31);
-    }
-    float uniform(float limit) { return (float(next() >> 40) / float(1 << 24) * 2.0f - 1.0f) * limit; }
-};
+// Uniform in [-limit, limit).
+float uniform(SplitMix& r, float limit) { return (float(nextRandom(r) >> 40) / float(1 << 24) * 2.0f - 1.0f) * limit; }
 
 inline float clip01(float x) { return std::min(std::max(x, 0.0f), 1.0f); }
 
@@ -26,15 +19,15 @@ void initRandomNet(FloatNet& net, uint64_t seed) {
     float* p = net.params.data();
     // About 30 pieces add up per perspective: keep their sum well inside the 0..1 window.
     const size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS;
-    for (size_t i = FT_WEIGHTS; i < factorStart; ++i) p[i] = rng.uniform(0.05f);
+    for (size_t i = FT_WEIGHTS; i < factorStart; ++i) p[i] = uniform(rng, 0.05f);
     // Factor rows start at zero, so a factorised net begins as the same function.
     for (size_t i = factorStart; i < FT_BIAS; ++i) p[i] = 0.0f;
     for (size_t i = FT_BIAS; i < L1_WEIGHTS; ++i) p[i] = 0.5f;
-    for (size_t i = L1_WEIGHTS; i < L1_BIAS; ++i) p[i] = rng.uniform(1.0f / std::sqrt(float(L1_INPUTS)));
+    for (size_t i = L1_WEIGHTS; i < L1_BIAS; ++i) p[i] = uniform(rng, 1.0f / std::sqrt(float(L1_INPUTS)));
     for (size_t i = L1_BIAS; i < L2_WEIGHTS; ++i) p[i] = 0.5f;
-    for (size_t i = L2_WEIGHTS; i < L2_BIAS; ++i) p[i] = rng.uniform(1.0f / std::sqrt(float(L1_OUTPUTS)));
+    for (size_t i = L2_WEIGHTS; i < L2_BIAS; ++i) p[i] = uniform(rng, 1.0f / std::sqrt(float(L1_OUTPUTS)));
     for (size_t i = L2_BIAS; i < OUT_WEIGHTS; ++i) p[i] = 0.5f;
-    for (size_t i = OUT_WEIGHTS; i < OUT_BIAS; ++i) p[i] = rng.uniform(1.0f / std::sqrt(float(L2_OUTPUTS)));
+    for (size_t i = OUT_WEIGHTS; i < OUT_BIAS; ++i) p[i] = uniform(rng, 1.0f / std::sqrt(float(L2_OUTPUTS)));
     p[OUT_BIAS] = 0.0f;
 }
 

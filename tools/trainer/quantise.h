@@ -1,7 +1,7 @@
 // From the float network to the engine's integer network file and back.
 #pragma once
 
-#include "eval/net_builder.h"  // writeNet
+#include "net_builder.h"  // writeNet
 
 #include <iosfwd>
 #include <memory>

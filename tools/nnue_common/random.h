@@ -1,5 +1,6 @@
-// The generator's random numbers: a small, fast generator whose stream
-// depends only on its seed, so a game can be replayed from its number.
+// The tools' random numbers: a small, fast generator (splitmix64) whose stream
+// depends only on its seed, so that a generated network or a self-play game
+// can be made again from its number.
 #pragma once
 
 #include <cstdint>
@@ -17,13 +18,7 @@ inline uint64_t nextRandom(SplitMix& r) {
 
 // A number in 0..n-1 (n > 0); the slight bias of the modulo does not matter here.
 inline uint64_t randomBelow(SplitMix& r, uint64_t n) { return nextRandom(r) % n; }
+// A number in lo..hi, both included.
+inline int randomBetween(SplitMix& r, int lo, int hi) { return lo + int(randomBelow(r, uint64_t(hi - lo + 1))); }
 // Uniform in [0, 1).
 inline double randomUnit(SplitMix& r) { return double(nextRandom(r) >> 11) * 0x1.0p-53; }
-
-// The seed of game `index` of a run: every game has its own stream, whichever
-// thread plays it.
-inline uint64_t gameSeed(uint64_t runSeed, uint64_t index) {
-    SplitMix r{runSeed ^ (index * 0xd1b54a32d192ed03ULL)};
-    nextRandom(r);
-    return nextRandom(r);
-}

@@ -1,4 +1,4 @@
-#include "eval/net_builder.h"
+#include "net_builder.h"
 
 #include <cstring>
 #include <ostream>
@@ -6,19 +6,9 @@
 #include "board/types.h"
 #include "eval/nnue.h"
 #include "eval/tables.h"
+#include "random.h"
 
 namespace {
-
-struct SplitMix {
-    uint64_t state;
-    uint64_t next() {
-        uint64_t z = (state += 0x9e3779b97f4a7c15ULL);
-        z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9ULL;
-        z = (z ^ (z >> 27)) * 0x94d049bb133111ebULL;
-        return z ^ (z >> 31);
-    }
-    int range(int lo, int hi) { return lo + int(next() % uint64_t(hi - lo + 1)); }  // inclusive
-};
 
 void writeWord(std::ostream& out, uint32_t v) {
     unsigned char bytes[4] = {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)};
@@ -47,21 +37,21 @@ int blendedValue(int code, int sq) {
 
 void fillRandomNet(NnueNet& net, uint64_t seed) {
     SplitMix rng{seed};
-    for (int i = 0; i < NNUE_HIDDEN; ++i) net.transformerBias[i] = int16_t(rng.range(-40, 100));
+    for (int i = 0; i < NNUE_HIDDEN; ++i) net.transformerBias[i] = int16_t(randomBetween(rng, -40, 100));
     for (size_t i = 0; i < size_t(NNUE_FEATURES) * NNUE_HIDDEN; ++i)
-        net.transformerWeights[i] = int16_t(rng.range(-24, 24));
+        net.transformerWeights[i] = int16_t(randomBetween(rng, -24, 24));
     for (int j = 0; j < NNUE_L1; ++j) {
-        int spread = rng.range(1, 127);  // some neurons stay in range, others saturate
-        for (int i = 0; i < NNUE_INPUTS; ++i) net.l1Weights[j * NNUE_INPUTS + i] = int8_t(rng.range(-spread, spread));
-        net.l1Bias[j] = rng.range(-30000, 30000);
+        int spread = randomBetween(rng, 1, 127);  // some neurons stay in range, others saturate
+        for (int i = 0; i < NNUE_INPUTS; ++i) net.l1Weights[j * NNUE_INPUTS + i] = int8_t(randomBetween(rng, -spread, spread));
+        net.l1Bias[j] = randomBetween(rng, -30000, 30000);
     }
     for (int j = 0; j < NNUE_L2; ++j) {
-        int spread = rng.range(1, 127);
-        for (int i = 0; i < NNUE_L1; ++i) net.l2Weights[j * NNUE_L1 + i] = int8_t(rng.range(-spread, spread));
-        net.l2Bias[j] = rng.range(-5000, 5000);
+        int spread = randomBetween(rng, 1, 127);
+        for (int i = 0; i < NNUE_L1; ++i) net.l2Weights[j * NNUE_L1 + i] = int8_t(randomBetween(rng, -spread, spread));
+        net.l2Bias[j] = randomBetween(rng, -5000, 5000);
     }
-    for (int i = 0; i < NNUE_L2; ++i) net.outputWeights[i] = int8_t(rng.range(-128, 127));
-    net.outputBias = rng.range(-1000, 1000);
+    for (int i = 0; i < NNUE_L2; ++i) net.outputWeights[i] = int8_t(randomBetween(rng, -128, 127));
+    net.outputBias = randomBetween(rng, -1000, 1000);
 }
 
 void fillMaterialNet(NnueNet& net) {
