@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <fstream>
 
-#include "engine_process.h"
+#include "engine_under_test.h"
 #include "test_data.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "engine_process.h"
+#include "engine_under_test.h"
 
 struct EngineSession {
     TempDir temp{"quorvane-search-"};

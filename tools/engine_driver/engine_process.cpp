@@ -7,11 +7,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <thread>
 
 namespace {
 
@@ -32,15 +27,21 @@ bool takeLine(EngineProcess& e, std::string& line) {
     return true;
 }
 
+// Writes all of `text` unless the pipe closes first.
+void writeAll(int fd, const std::string& text) {
+    const char* data = text.data();
+    size_t left = text.size();
+    while (left > 0 && fd >= 0) {
+        ssize_t n = write(fd, data, left);
+        if (n <= 0) break;
+        data += n;
+        left -= size_t(n);
+    }
+}
+
 } // namespace
 
 bool startsWith(const std::string& s, const std::string& prefix) { return s.rfind(prefix, 0) == 0; }
-
-bool startEngine(EngineProcess& e, const std::vector<std::string>& args, const std::string& workdir) {
-    std::vector<std::string> argv{ENGINE_PATH};
-    argv.insert(argv.end(), args.begin(), args.end());
-    return startProgram(e, argv, workdir);
-}
 
 bool startProgram(EngineProcess& e, const std::vector<std::string>& command, const std::string& workdir) {
     if (command.empty()) return false;
@@ -69,17 +70,7 @@ bool startProgram(EngineProcess& e, const std::vector<std::string>& command, con
     return true;
 }
 
-void send(EngineProcess& e, const std::string& line) {
-    std::string text = line + "\n";
-    const char* data = text.data();
-    size_t left = text.size();
-    while (left > 0 && e.toEngine >= 0) {
-        ssize_t n = write(e.toEngine, data, left);
-        if (n <= 0) break;
-        data += n;
-        left -= size_t(n);
-    }
-}
+void send(EngineProcess& e, const std::string& line) { writeAll(e.toEngine, line + "\n"); }
 
 void closeInput(EngineProcess& e) {
     if (e.toEngine >= 0) close(e.toEngine);
@@ -161,20 +152,14 @@ void killEngine(EngineProcess& e) {
     e.fromEngine = -1;
 }
 
-std::string runEngine(const std::string& input, const std::vector<std::string>& args, const std::string& workdir,
-                      int timeoutMs, int* status) {
+std::string runProgram(const std::vector<std::string>& argv, const std::string& input, const std::string& workdir,
+                       int timeoutMs, int* status) {
     EngineProcess e;
-    if (!startEngine(e, args, workdir)) return "";
-    if (!input.empty()) {
-        const char* data = input.data();
-        size_t left = input.size();
-        while (left > 0) {
-            ssize_t n = write(e.toEngine, data, left);
-            if (n <= 0) break;
-            data += n;
-            left -= size_t(n);
-        }
+    if (!startProgram(e, argv, workdir)) {
+        if (status) *status = -1;
+        return "";
     }
+    writeAll(e.toEngine, input);
     closeInput(e);
     std::string all;
     auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
@@ -183,29 +168,4 @@ std::string runEngine(const std::string& input, const std::vector<std::string>& 
     int code = waitExit(e, msLeft(deadline) + 1000);
     if (status) *status = code;
     return all;
-}
-
-std::string makeTempDir(const std::string& prefix) {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/" + prefix + "XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    char* dir = mkdtemp(buffer.data());
-    return dir ? std::string(dir) : std::string();
-}
-
-TempDir::~TempDir() {
-    std::error_code ignored;
-    if (!path.empty()) std::filesystem::remove_all(path, ignored);
-}
-
-void writeZeroNetwork(const std::string& path) {
-    std::ofstream out(path, std::ios::binary);
-    std::string zeros(1 << 20, '\0');
-    size_t total = 25184056;
-    while (total > 0) {
-        size_t n = total < zeros.size() ? total : zeros.size();
-        out.write(zeros.data(), std::streamsize(n));
-        total -= n;
-    }
 }

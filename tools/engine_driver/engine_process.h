@@ -16,10 +16,8 @@ struct EngineProcess {
     std::vector<std::string> transcript;
 };
 
-// Starts ENGINE_PATH with the given arguments in `workdir` (the current
+// Starts a program (argv[0] looked up on PATH) in `workdir` (the current
 // directory when empty).
-bool startEngine(EngineProcess& e, const std::vector<std::string>& args = {}, const std::string& workdir = "");
-// Starts any program (argv[0] looked up on PATH) the same way.
 bool startProgram(EngineProcess& e, const std::vector<std::string>& argv, const std::string& workdir = "");
 void send(EngineProcess& e, const std::string& line);
 // Closes the engine's standard input (end of input).
@@ -37,21 +35,9 @@ std::vector<std::string> readFor(EngineProcess& e, int ms);
 int waitExit(EngineProcess& e, int timeoutMs);
 void killEngine(EngineProcess& e);
 
-// Runs the engine with `input` on its standard input (then end of input) and
+// Runs a program with `input` on its standard input (then end of input) and
 // returns everything it printed; *status gets the exit status (-1 on timeout).
-std::string runEngine(const std::string& input, const std::vector<std::string>& args = {}, const std::string& workdir = "",
-                      int timeoutMs = 30000, int* status = nullptr);
+std::string runProgram(const std::vector<std::string>& argv, const std::string& input, const std::string& workdir = "",
+                       int timeoutMs = 30000, int* status = nullptr);
 
-// A fresh empty directory under the system's temporary directory.
-std::string makeTempDir(const std::string& prefix);
-// A fresh directory that is removed, with what the test wrote into it, when the record goes.
-struct TempDir {
-    std::string path;
-    explicit TempDir(const std::string& prefix) : path(makeTempDir(prefix)) {}
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-};
-// Writes an all-zero network file (a valid file whose every weight is zero).
-void writeZeroNetwork(const std::string& path);
 bool startsWith(const std::string& s, const std::string& prefix);
