@@ -6,7 +6,6 @@
 #include <new>
 
 #include "eval/caches.h"
-#include "eval/evaluate_steps.h"
 #include "eval/hce.h"
 #include "eval/net_layout.h"
 #include "eval/nnue.h"
@@ -61,8 +60,6 @@ void evaluationChanged() {
     ++currentGeneration;
 }
 
-int clampedPhase(const Position& p) { return p.phase < 0 ? 0 : p.phase > 24 ? 24 : p.phase; }
-
 combEval materialBalance(const Position& p) { return p.material[0] - p.material[1] + p.psq[0] - p.psq[1]; }
 
 bool usesNetwork(combEval balance) {
@@ -77,23 +74,6 @@ int networkScore(Position& p, int ply) {
     int32_t product = int32_t(uint32_t(out) * uint32_t(scale));  // 32-bit arithmetic, as the format intends
     return clampScore(product / 24576);
 }
-
-combEval bishopPair(const Position& p) {
-    combEval v = 0;
-    if (popcount(p.pieces[WBISHOP]) == 2) v += BISHOP_PAIR;
-    if (popcount(p.pieces[BBISHOP]) == 2) v -= BISHOP_PAIR;
-    return v;
-}
-
-combEval complexityCorrection(int eg, int pawns, bool bothFlanks, bool pawnEnding) {
-    int complexity = 4 * pawns + 67 * (bothFlanks ? 1 : 0) + (pawnEnding ? -24 : -102);
-    int magnitude = eg < 0 ? -eg : eg;
-    int bounded = complexity > -magnitude ? complexity : -magnitude;
-    int sign = (eg > 0) - (eg < 0);
-    return X(0, sign * bounded);
-}
-
-int taper(combEval total, int phase) { return (egOf(total) * (24 - phase) + mgOf(total) * phase) / 24; }
 
 int handcraftedScore(Position& p) {
     combEval balance = materialBalance(p);

@@ -24,10 +24,23 @@ extern bool handcraftedOnly;
 // Score of the position from the side to move's point of view, in centipawns.
 int evaluate(int ply, Position& p);
 
+// The choice between the two paths: the network scores a position while the
+// endgame half of its material and placement balance stays inside this edge,
+// the handcrafted terms from the edge on. The training tools filter their
+// positions by the same rule.
+constexpr int NETWORK_THRESHOLD = 400;
+// Material and piece-square balance, White's view.
+combEval materialBalance(const Position& p);
+bool usesNetwork(combEval balance);
+
 // The loaded network's score of the position at `ply` in centipawns, side to
 // move's view, with the output scaling by pawns and phase applied: the figure
 // evaluate() takes from the network, before its own adjustments.
 int networkScore(Position& p, int ply);
+
+// The handcrafted path's score, White's point of view: the terms of hce.h with
+// material, pawn structure, bishop pair, complexity and tempo, tapered.
+int handcraftedScore(Position& p);
 
 // The "evil" command's figure for the main position, computed afresh.
 int evaluateForDisplay(Position& p);

@@ -194,7 +194,7 @@ combEval endgameKnowledge(const Position& p, combEval subtotal) {
 
     combEval score = 0;
     int lead = egOf(subtotal) < 0 ? -egOf(subtotal) : egOf(subtotal);
-    if (lead >= 300) score += tradeDown[p.phase < 0 ? 0 : p.phase > 24 ? 24 : p.phase];
+    if (lead >= 300) score += tradeDown[clampedPhase(p)];
     if (!weakPawns && strongPieces - weakPieces >= 400) {
         int weakKing = kingSquare(p, weak), strongKing = kingSquare(p, strong);
         score += mopUpProximity[squareDistance[weakKing][strongKing]];
@@ -214,6 +214,8 @@ combEval endgameKnowledge(const Position& p, combEval subtotal) {
 
 } // namespace
 
+int clampedPhase(const Position& p) { return p.phase < 0 ? 0 : p.phase > 24 ? 24 : p.phase; }
+
 combEval positionalTerms(const Position& p, const PawnEntry& pawns, combEval subtotal) {
     Attacks a{};
     for (int c = 0; c < 2; ++c) {
@@ -226,3 +228,20 @@ combEval positionalTerms(const Position& p, const PawnEntry& pawns, combEval sub
     score += passedTerms(p, WHITE, pawns.passed, a) - passedTerms(p, BLACK, pawns.passed, a);
     return score + endgameKnowledge(p, subtotal + score);
 }
+
+combEval bishopPair(const Position& p) {
+    combEval v = 0;
+    if (popcount(p.pieces[WBISHOP]) == 2) v += BISHOP_PAIR;
+    if (popcount(p.pieces[BBISHOP]) == 2) v -= BISHOP_PAIR;
+    return v;
+}
+
+combEval complexityCorrection(int eg, int pawns, bool bothFlanks, bool pawnEnding) {
+    int complexity = 4 * pawns + 67 * (bothFlanks ? 1 : 0) + (pawnEnding ? -24 : -102);
+    int magnitude = eg < 0 ? -eg : eg;
+    int bounded = complexity > -magnitude ? complexity : -magnitude;
+    int sign = (eg > 0) - (eg < 0);
+    return X(0, sign * bounded);
+}
+
+int taper(combEval total, int phase) { return (egOf(total) * (24 - phase) + mgOf(total) * phase) / 24; }

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "eval/caches.h"
-#include "eval/evaluate_steps.h"
+#include "eval/hce.h"
 #include "eval/nnue.h"
 #include "eval_helpers.h"
 

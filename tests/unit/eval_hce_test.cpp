@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "eval/caches.h"
-#include "eval/evaluate_steps.h"
+#include "eval/hce.h"
 #include "eval/hce_params.h"
 #include "eval/pawns.h"
 #include "eval_helpers.h"

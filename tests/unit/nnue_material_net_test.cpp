@@ -3,7 +3,7 @@
 
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "eval/evaluate_steps.h"
+#include "eval/evaluate.h"
 #include "eval/nnue.h"
 #include "eval/tables.h"
 #include "eval_helpers.h"

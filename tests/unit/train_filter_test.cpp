@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "data_filter.h"
-#include "eval/evaluate_steps.h"
+#include "eval/evaluate.h"
 #include "position_record.h"
 #include "synthetic.h"
 #include "test_position.h"

@@ -18,9 +18,8 @@
 #include "board/movegen.h"
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
-#include "eval/evaluate_steps.h"
-#include "net_builder.h"
 #include "eval/nnue.h"
+#include "net_builder.h"
 
 namespace {
 

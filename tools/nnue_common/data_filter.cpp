@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "eval/evaluate_steps.h"  // NETWORK_THRESHOLD
+#include "eval/evaluate.h"  // NETWORK_THRESHOLD
 #include "eval/tables.h"
 
 int recordBalance(const TrainingRecord& r) {
