@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "board/movequery.h"
+
 namespace {
 
 inline void selectBestQuiet(Move* from, Move* end, int* scores) {

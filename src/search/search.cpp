@@ -5,6 +5,7 @@
 
 #include "board/attacks.h"
 #include "board/makemove.h"
+#include "board/movequery.h"
 #include "eval/evaluate.h"
 #include "search/control.h"
 #include "search/history.h"
