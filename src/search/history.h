@@ -2,12 +2,11 @@
 #pragma once
 
 #include "search/movepick.h"
+#include "search/search_constants.h"
 
-constexpr int HISTORY_DEPTH_LIMIT = 19;
-
-// The gravity rule: entries move toward +-8192 and slow down as they get there.
-inline void rewardEntry(int16_t& h, int bonus) { h = int16_t(h + bonus - h * bonus / 8192); }
-inline void penaliseEntry(int16_t& h, int bonus) { h = int16_t(h - bonus - h * bonus / 8192); }
+// The gravity rule: entries move toward +-HISTORY_GRAVITY and slow down as they get there.
+inline void rewardEntry(int16_t& h, int bonus) { h = int16_t(h + bonus - h * bonus / HISTORY_GRAVITY); }
+inline void penaliseEntry(int16_t& h, int bonus) { h = int16_t(h - bonus - h * bonus / HISTORY_GRAVITY); }
 
 inline void updateQuietEntry(worker& w, const ContinuationBlocks& blocks, int piece, int to, int bonus, bool reward) {
     int index = pieceToIndex(piece, to);
@@ -29,7 +28,7 @@ inline void updateHistories(worker& w, int ply, int depth, Move cutMove, const C
     if (previous) w.history->counterMoveTable[movePiece(previous)][moveTo(previous)] = cutMove;
     // Deep cut-offs are rare and would hit the tables at the bonus cap; they leave them alone.
     if (depth >= HISTORY_DEPTH_LIMIT) return;
-    int bonus = 32 * (depth * depth < 324 ? depth * depth : 324);
+    int bonus = HISTORY_BONUS * (depth * depth < HISTORY_BONUS_CAP ? depth * depth : HISTORY_BONUS_CAP);
     updateQuietEntry(w, blocks, movePiece(cutMove), moveTo(cutMove), bonus, true);
     for (int i = 0; i < penalisedCount; ++i)
         updateQuietEntry(w, blocks, movePiece(penalised[i]), moveTo(penalised[i]), bonus, false);

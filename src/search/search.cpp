@@ -10,6 +10,7 @@
 #include "search/control.h"
 #include "search/history.h"
 #include "search/movepick.h"
+#include "search/search_constants.h"
 #include "search/threads.h"
 #include "search/tt.h"
 #include "tablebase/probe.h"
@@ -56,15 +57,176 @@ inline void makeSearchMove(worker& w, int ply, Move m) {
     prefetchBucket(*w.table, p.key);
 }
 
-inline int razorMargin(int depth, bool improving) {
-    static constexpr int plain[4] = {0, 90, 140, 200};
-    static constexpr int rising[4] = {0, 120, 190, 240};
-    return improving ? rising[depth] : plain[depth];
-}
-
 // The child search: quiescence once the depth runs out.
 inline int childSearch(worker& w, int ply, int depth, int alpha, int beta) {
     return depth < 1 ? -qsearch(w, ply + 1, 0, -beta, -alpha) : -search(w, ply + 1, depth, -beta, -alpha);
+}
+
+// ---- Tablebase probe ----------------------------------------------------
+// A position the WDL tables know ends the node when its score lies outside
+// the window; a draw always does. True, with `result` set, when it ends.
+bool tablebaseCutoff(worker& w, int ply, int depth, int alpha, int beta, int& result) {
+    Position& p = *w.pos;
+    const int tbPieces = largestTablebase();
+    if (ply == 0 || tbPieces <= 0 || p.fiftyMove != 0 || p.plyStates[ply].castling) return false;
+    const int pieces = popcount(occupancy(p));
+    if (pieces > tbPieces || (pieces == tbPieces && depth < optionSyzygyProbeDepth)) return false;
+    const int wdl = probeWdl(p);
+    if (wdl == -1) return false;
+    w.tbHits.store(w.tbHits.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    const int tbDepth = std::min(MAX_STORED_DEPTH, depth + tbPieces);
+    if (wdl == 4) {
+        const int score = MATE_IN_MAX - ply;
+        if (score < beta) return false;
+        store(*w.table, p.key, NO_MOVE, score, tbDepth, LOWER, ply);
+        result = score;
+    } else if (wdl == 0) {
+        const int score = ply - MATE_IN_MAX;
+        if (score > alpha) return false;
+        store(*w.table, p.key, NO_MOVE, score, tbDepth, UPPER, ply);
+        result = score;
+    } else {
+        store(*w.table, p.key, NO_MOVE, 0, tbDepth, EXACT, ply);
+        result = 0;
+    }
+    return true;
+}
+
+// ---- Null move ----------------------------------------------------------
+// Hands the opponent a free move: when a reduced search still fails high,
+// the real moves would too. Deep cut-offs are verified by a search without
+// the null move, against zugzwang. True, with `result` set, when the node is
+// cut (or the search stopped).
+bool nullMoveCutoff(worker& w, int ply, int depth, int beta, int value, int& result) {
+    Position& p = *w.pos;
+    SearchFrame& f = w.frames[ply];
+    SearchFrame& child = w.frames[ply + 1];
+    if (f.nullDisabled || w.frames[ply - 1].afterNull || value < beta || !hasPieces(p, p.sideToMove)) return false;
+
+    const int reduced = depth - depth / NULL_MOVE_DEPTH_DIVISOR
+                      - std::min(NULL_MOVE_MAX_EVAL_REDUCTION, (value - beta) / NULL_MOVE_EVAL_STEP) - NULL_MOVE_REDUCTION;
+    f.current = NO_MOVE;
+    child.movedBy = NO_MOVE;
+    child.afterNull = 1;
+    makeNullMove(p, ply);
+    const int score = childSearch(w, ply, reduced, beta - 1, beta);
+    unmakeNullMove(p, ply);
+    if (w.stop->get()) {
+        result = 0;
+        return true;
+    }
+    if (score < beta) return false;
+    if (depth < NULL_VERIFICATION_DEPTH) {
+        result = score > MATE_IN_MAX ? beta : score;
+        return true;
+    }
+
+    // The verification searches this node again, so it keeps what it overwrites.
+    const Move keepTt = f.ttMove;
+    const int16_t keepEval = f.staticEval;
+    const int verified = reduced < 1 ? qsearch(w, ply, 0, beta - 1, beta)
+                                     : search(w, ply, std::min(NULL_VERIFICATION_MAX_DEPTH, reduced), beta - 1, beta);
+    f.ttMove = keepTt;
+    f.staticEval = keepEval;
+    f.bestMove = NO_MOVE;
+    child.nullDisabled = f.nullDisabled;
+    if (w.stop->get()) {
+        result = 0;
+        return true;
+    }
+    if (verified < beta) return false;
+    result = verified > MATE_IN_MAX ? beta : verified;
+    return true;
+}
+
+// ---- ProbCut ------------------------------------------------------------
+// A capture that beats beta by a margin in a shallower search would beat beta
+// in the full one. The stored move, when it is a capture, goes first. True,
+// with `result` set, when the node is cut (or the search stopped).
+bool probCut(worker& w, int ply, int depth, int beta, int eval, int& result) {
+    Position& p = *w.pos;
+    SearchFrame& f = w.frames[ply];
+    PickerState& s = f.picker;
+    const int pcBeta = beta + PROBCUT_MARGIN;
+    const int threshold = std::max(0, pcBeta - eval);
+    p.plyStates[ply].notPinned = ~pinnedPieces(p, p.sideToMove);
+    p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
+    const Move ttCapture = f.ttMove && isPseudoLegal(p, ply, f.ttMove) && isCapture(p, f.ttMove) ? f.ttMove : NO_MOVE;
+    Move candidate = ttCapture && seeTest(p, ttCapture, threshold) ? ttCapture : NO_MOVE;
+    bool generated = false;
+    int tried = 0;
+    for (;;) {
+        if (!candidate) {
+            if (!generated) {
+                s.listStart = p.plyStates[ply].moveStart;
+                s.end = generateCaptures(ply, s.listStart, p);
+                s.current = s.listStart;
+                generated = true;
+            }
+            candidate = nextProbCutMove(w, ply, ttCapture, threshold);
+            if (!candidate) break;
+        }
+        const Move m = candidate;
+        candidate = NO_MOVE;
+        if (!isLegal(p, ply, m)) continue;
+        if (++tried > PROBCUT_MAX_MOVES) break;
+        makeSearchMove(w, ply, m);
+        int score = -qsearch(w, ply + 1, 0, -pcBeta, -pcBeta + 1);
+        if (score >= pcBeta) score = -search(w, ply + 1, depth - PROBCUT_REDUCTION, -pcBeta, -pcBeta + 1);
+        unmakeMove(p, ply, m);
+        if (w.stop->get()) {
+            result = 0;
+            return true;
+        }
+        if (score >= pcBeta) {
+            store(*w.table, p.key, moveBase(m), score, depth - PROBCUT_REDUCTION + 1, LOWER, ply);
+            result = score;
+            return true;
+        }
+    }
+    p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
+    return false;
+}
+
+// ---- Singular extension test --------------------------------------------
+// Whether the stored move is clearly better than every alternative: the
+// other moves are searched, shallower and with no null move below, against a
+// bound under the stored score, until one reaches it or enough were tried.
+// The picker is rewound afterwards, so the move loop starts again from the
+// stored move. `stopped` tells that the search was stopped meanwhile.
+bool isSingular(worker& w, int ply, int depth, int ttScore, const ContinuationBlocks& blocks, bool& stopped) {
+    Position& p = *w.pos;
+    SearchFrame& f = w.frames[ply];
+    SearchFrame& child = w.frames[ply + 1];
+    const int singularBeta = ttScore - (SINGULAR_MARGIN_NUMERATOR * depth) / SINGULAR_MARGIN_DENOMINATOR;
+    const PickerState saved = f.picker;
+    child.nullDisabled = 1;
+    bool singular = true;
+    int alternatives = 0, losingTried = 0;
+    Move alt;
+    while ((alt = nextMove(w, ply, blocks))) {
+        if (!isLegal(p, ply, alt)) continue;
+        if (f.picker.lastStage == STAGE_BAD_CAPTURES) {
+            if (losingTried > SINGULAR_MAX_LOSING_CAPTURES) continue;
+            ++losingTried;
+        }
+        makeSearchMove(w, ply, alt);
+        const int score = -search(w, ply + 1, depth / 2 - 1, -singularBeta - 1, -singularBeta);
+        unmakeMove(p, ply, alt);
+        if (w.stop->get()) {
+            stopped = true;
+            return false;
+        }
+        if (score >= singularBeta) {
+            singular = false;
+            break;
+        }
+        if (f.picker.lastStage != STAGE_BAD_CAPTURES && ++alternatives > SINGULAR_MAX_ALTERNATIVES) break;
+    }
+    child.nullDisabled = f.nullDisabled;
+    f.picker = saved;
+    p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
+    return singular;
 }
 
 } // namespace
@@ -84,7 +246,7 @@ bool isRepetition(const Position& p, int ply) {
 }
 
 bool insufficientMaterial(const Position& p) {
-    return !(p.pieces[WPAWN] | p.pieces[BPAWN]) && mgOf(p.material[WHITE]) <= 383 && mgOf(p.material[BLACK]) <= 383;
+    return !(p.pieces[WPAWN] | p.pieces[BPAWN]) && mgOf(p.material[WHITE]) <= INSUFFICIENT_MATERIAL && mgOf(p.material[BLACK]) <= INSUFFICIENT_MATERIAL;
 }
 
 void updatePv(worker& w, int ply, Move m) {
@@ -97,6 +259,8 @@ void updatePv(worker& w, int ply, Move m) {
 int search(worker& w, int ply, int depth, int alpha, int beta) {
     Position& p = *w.pos;
     w.pvLength[ply] = ply;
+
+    // ---- Node count and time check --------------------------------------
     countNode(w);
     if (ply > w.selDepth) w.selDepth = ply;
     if (--w.checkCountdown < 0 && outOfTime(w)) {
@@ -105,6 +269,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     }
     if (w.stop->get()) return 0;
 
+    // ---- Draws, mate distance and the deepest ply -----------------------
     if (ply > 0) {
         if (isRepetition(p, ply)) return repetitionScore(w);
         if (insufficientMaterial(p)) return 0;
@@ -123,6 +288,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     const int alphaStart = alpha;
     const int us = p.sideToMove;
 
+    // ---- Transposition table --------------------------------------------
     HashEntry entry = probe(*w.table, p.key);
     const int ttBound = entryBound(entry);
     const int ttDepth = entryDepth(entry);
@@ -137,34 +303,10 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     }
     if (ply == 0) f.ttMove = w.rootBestMove;
 
-    const int tbPieces = largestTablebase();
-    if (ply > 0 && tbPieces > 0 && p.fiftyMove == 0 && !p.plyStates[ply].castling) {
-        int pieces = popcount(occupancy(p));
-        if (pieces < tbPieces || (pieces == tbPieces && depth >= optionSyzygyProbeDepth)) {
-            int wdl = probeWdl(p);
-            if (wdl != -1) {
-                w.tbHits.store(w.tbHits.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-                int tbDepth = std::min(127, depth + tbPieces);
-                if (wdl == 4) {
-                    int score = MATE_IN_MAX - ply;
-                    if (score >= beta) {
-                        store(*w.table, p.key, NO_MOVE, score, tbDepth, LOWER, ply);
-                        return score;
-                    }
-                } else if (wdl == 0) {
-                    int score = ply - MATE_IN_MAX;
-                    if (score <= alpha) {
-                        store(*w.table, p.key, NO_MOVE, score, tbDepth, UPPER, ply);
-                        return score;
-                    }
-                } else {
-                    store(*w.table, p.key, NO_MOVE, 0, tbDepth, EXACT, ply);
-                    return 0;
-                }
-            }
-        }
-    }
+    int result;
+    if (tablebaseCutoff(w, ply, depth, alpha, beta, result)) return result;
 
+    // ---- Static evaluation and forward pruning --------------------------
     const bool inCheck = p.plyStates[ply].inCheck;
     bool improving = false;
     p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
@@ -179,89 +321,35 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
 
         if (!pvNode) {
             // Reverse futility: far enough above beta that one quiet move will not change it.
-            if (depth < 7 && std::abs(value) < MATE_IN_MAX && value >= beta + 65 * depth && hasPieces(p, us)) return value;
+            if (depth < REVERSE_FUTILITY_DEPTH && std::abs(value) < MATE_IN_MAX
+                && value >= beta + REVERSE_FUTILITY_MARGIN * depth && hasPieces(p, us))
+                return value;
 
-            if (depth < 4) {
-                if (value + razorMargin(depth, improving) < alpha) {
+            if (depth < RAZOR_DEPTH) {
+                // Razoring: far enough below alpha that only captures could help.
+                if (value + RAZOR_MARGINS[improving ? 1 : 0][depth] < alpha) {
                     int score = qsearch(w, ply, 0, alpha, beta);
                     if (score < alpha) return score;
                 }
             } else {
-                if (!f.nullDisabled && !w.frames[ply - 1].afterNull && value >= beta && hasPieces(p, us)) {
-                    int reduced = depth - depth / 4 - std::min(3, (value - beta) / 90) - 3;
-                    f.current = NO_MOVE;
-                    child.movedBy = NO_MOVE;
-                    child.afterNull = 1;
-                    makeNullMove(p, ply);
-                    int score = childSearch(w, ply, reduced, beta - 1, beta);
-                    unmakeNullMove(p, ply);
-                    if (w.stop->get()) return 0;
-                    if (score >= beta) {
-                        if (depth < 10) return score > MATE_IN_MAX ? beta : score;
-                        // Deep cut-offs are verified without the null move, against zugzwang.
-                        Move keepTt = f.ttMove;
-                        int16_t keepEval = f.staticEval;
-                        int verified = reduced < 1 ? qsearch(w, ply, 0, beta - 1, beta)
-                                                   : search(w, ply, std::min(3, reduced), beta - 1, beta);
-                        f.ttMove = keepTt;
-                        f.staticEval = keepEval;
-                        f.bestMove = NO_MOVE;
-                        child.nullDisabled = f.nullDisabled;
-                        if (w.stop->get()) return 0;
-                        if (verified >= beta) return verified > MATE_IN_MAX ? beta : verified;
-                    }
-                }
-
-                if (depth >= 5 && std::abs(value) <= MATE_IN_MAX - 1) {
-                    const int pcBeta = beta + 110;
-                    const int threshold = std::max(0, pcBeta - eval);
-                    PickerState& s = f.picker;
-                    p.plyStates[ply].notPinned = ~pinnedPieces(p, us);
-                    p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
-                    Move ttCapture = f.ttMove && isPseudoLegal(p, ply, f.ttMove) && isCapture(p, f.ttMove) ? f.ttMove : NO_MOVE;
-                    Move candidate = ttCapture && seeTest(p, ttCapture, threshold) ? ttCapture : NO_MOVE;
-                    bool generated = false;
-                    int tried = 0;
-                    for (;;) {
-                        if (!candidate) {
-                            if (!generated) {
-                                s.listStart = p.plyStates[ply].moveStart;
-                                s.end = generateCaptures(ply, s.listStart, p);
-                                s.current = s.listStart;
-                                generated = true;
-                            }
-                            candidate = nextProbCutMove(w, ply, ttCapture, threshold);
-                            if (!candidate) break;
-                        }
-                        Move m = candidate;
-                        candidate = NO_MOVE;
-                        if (!isLegal(p, ply, m)) continue;
-                        if (++tried > 11) break;
-                        makeSearchMove(w, ply, m);
-                        int score = -qsearch(w, ply + 1, 0, -pcBeta, -pcBeta + 1);
-                        if (score >= pcBeta) score = -search(w, ply + 1, depth - 4, -pcBeta, -pcBeta + 1);
-                        unmakeMove(p, ply, m);
-                        if (w.stop->get()) return 0;
-                        if (score >= pcBeta) {
-                            store(*w.table, p.key, moveBase(m), score, depth - 3, LOWER, ply);
-                            return score;
-                        }
-                    }
-                    p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
-                }
+                if (nullMoveCutoff(w, ply, depth, beta, value, result)) return result;
+                if (depth >= PROBCUT_DEPTH && std::abs(value) <= MATE_IN_MAX - 1 && probCut(w, ply, depth, beta, eval, result))
+                    return result;
             }
         }
     }
 
-    // Internal iterative reduction: a PV node without a stored move is searched shallower.
-    if (!f.ttMove && depth > 7 && pvNode) depth -= 2;
+    // ---- Internal iterative reduction -----------------------------------
+    // A PV node without a stored move is searched shallower.
+    if (!f.ttMove && depth > IIR_DEPTH && pvNode) depth -= IIR_REDUCTION;
 
+    // ---- Move loop ------------------------------------------------------
     const ContinuationBlocks blocks = continuationBlocks(w, ply);
     startPicker(w, ply, f.ttMove, inCheck);
     int bestScore = NO_SCORE;
     int searched = 0, counted = 0, quietsSeen = 0, extendedQuiets = 0;
     bool anyLegal = false;
-    Move quietsTried[64];
+    Move quietsTried[MAX_PENALISED_QUIETS];
     int quietsTriedCount = 0;
     const int them = us ^ 1;
 
@@ -275,52 +363,34 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         const int to = moveTo(m);
         const int index = pieceToIndex(piece, to);
 
+        // Pruning of losing captures and of quiet moves with a bad history.
         if (ply > 0 && searched > 0) {
-            if (stage == STAGE_BAD_CAPTURES && depth <= 6 && !seeTest(p, m, -110 * depth)) continue;
-            if (stage == STAGE_QUIETS && depth < 4 && blocks.counter && blocks.followUp && w.history->historyTable[piece][to] < 0
-                && blocks.followUp[index] < 0 && blocks.counter[index] < 0)
+            if (stage == STAGE_BAD_CAPTURES && depth <= BAD_CAPTURE_PRUNE_DEPTH
+                && !seeTest(p, m, -BAD_CAPTURE_SEE_MARGIN * depth))
+                continue;
+            if (stage == STAGE_QUIETS && depth < HISTORY_PRUNE_DEPTH && blocks.counter && blocks.followUp
+                && w.history->historyTable[piece][to] < 0 && blocks.followUp[index] < 0 && blocks.counter[index] < 0)
                 continue;
         }
 
-        // Singular extension: is the stored move clearly better than every alternative?
         bool singular = false;
-        if (stage == STAGE_TT && ply > 0 && depth >= 7 && searched == 0 && ttDepth >= depth - 3 && ttBound && ttBound != UPPER
-            && std::abs(ttScore) < MATE_IN_MAX) {
-            const int singularBeta = ttScore - (5 * depth) / 4;
-            PickerState saved = f.picker;
-            child.nullDisabled = 1;
-            singular = true;
-            int alternatives = 0, losingTried = 0;
-            Move alt;
-            while ((alt = nextMove(w, ply, blocks))) {
-                if (!isLegal(p, ply, alt)) continue;
-                if (f.picker.lastStage == STAGE_BAD_CAPTURES) {
-                    if (losingTried > 3) continue;
-                    ++losingTried;
-                }
-                makeSearchMove(w, ply, alt);
-                int score = -search(w, ply + 1, depth / 2 - 1, -singularBeta - 1, -singularBeta);
-                unmakeMove(p, ply, alt);
-                if (w.stop->get()) return 0;
-                if (score >= singularBeta) {
-                    singular = false;
-                    break;
-                }
-                if (f.picker.lastStage != STAGE_BAD_CAPTURES && ++alternatives > 4) break;
-            }
-            child.nullDisabled = f.nullDisabled;
-            f.picker = saved;
-            p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
+        if (stage == STAGE_TT && ply > 0 && depth >= SINGULAR_DEPTH && searched == 0
+            && ttDepth >= depth - SINGULAR_ENTRY_DEPTH_MARGIN && ttBound && ttBound != UPPER && std::abs(ttScore) < MATE_IN_MAX) {
+            bool stopped = false;
+            singular = isSingular(w, ply, depth, ttScore, blocks, stopped);
+            if (stopped) return 0;
         }
 
+        // Extensions: checks that do not lose material, quiet moves that the
+        // continuation histories rate highly, and a singular stored move.
         const bool check = givesCheck(p, m);
         f.givesCheck = check;
         if (!capture) ++quietsSeen;
         if (stage != STAGE_BAD_CAPTURES) ++counted;
         int newDepth = depth - 1;
         if (check && (moveFlag(m) == FLAG_EP || isCastling(m) || seeTest(p, m, 0))) newDepth = depth;
-        else if (!check && !capture && quietsSeen <= 4 && blocks.followUp && blocks.counter && blocks.followUp[index] > 4096
-                 && blocks.counter[index] > 4096)
+        else if (!check && !capture && quietsSeen <= QUIET_EXTENSION_MOVES && blocks.followUp && blocks.counter
+                 && blocks.followUp[index] > QUIET_EXTENSION_HISTORY && blocks.counter[index] > QUIET_EXTENSION_HISTORY)
             newDepth = depth;
         if (singular) newDepth = depth;
         if (!capture && newDepth == depth) ++extendedQuiets;
@@ -330,19 +400,21 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         if (searched == 0) {
             score = childSearch(w, ply, newDepth, alpha, beta);
         } else {
+            // Late-move reduction, then a null-window search, widened where it beats alpha.
             int r = 0;
-            if (depth > 2 && !capture) {
+            if (depth > LMR_DEPTH && !capture) {
                 r = lmrTable[std::min(depth, 127)][std::min(counted, 255)];
                 if (!improving) ++r;
-                if (extendedQuiets >= 4) ++r;
+                if (extendedQuiets >= LMR_EXTENDED_QUIETS) ++r;
                 int historySum = w.history->historyTable[piece][to] + (blocks.followUp ? blocks.followUp[index] : 0)
                                + (blocks.counter ? blocks.counter[index] : 0);
-                r -= std::clamp((historySum - 5120) / 9216, -2, 1);
+                r -= std::clamp((historySum - LMR_HISTORY_OFFSET) / LMR_HISTORY_DIVISOR, LMR_HISTORY_MIN, LMR_HISTORY_MAX);
                 r = std::max(0, r);
             }
             if (r > 0 && pvNode) --r;
             if (typeOf(piece) == PAWN) {
                 if (r > 0 && (rankOf(to) == 6 || rankOf(to) == 1)) --r;
+                // A killer pawn move with no enemy pawn ahead may go one ply deeper than the rest.
                 if ((sameMove(m, f.killers[0]) || sameMove(m, f.killers[1])) && !(frontSpan[us][to] & p.pieces[WPAWN + them])) --r;
             }
             score = childSearch(w, ply, newDepth - r, alpha, alpha + 1);
@@ -353,6 +425,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         ++searched;
         if (w.stop->get()) return 0;
 
+        // ---- Best move, beta cut-off and history update -----------------
         if (score > bestScore) {
             bestScore = score;
             if (score > alpha) {
@@ -360,11 +433,11 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 alpha = score;
                 if (pvNode) updatePv(w, ply, m);
                 if (score >= beta) {
-                    store(*w.table, p.key, moveBase(m), score, std::min(depth, 127), LOWER, ply);
+                    store(*w.table, p.key, moveBase(m), score, std::min(depth, MAX_STORED_DEPTH), LOWER, ply);
                     if (inCheck) return score;
                     if (!capture) {
                         Move ttMove = f.picker.yielded[0];
-                        if (ttMove && !sameMove(ttMove, m) && !isCapture(p, ttMove) && quietsTriedCount < 64)
+                        if (ttMove && !sameMove(ttMove, m) && !isCapture(p, ttMove) && quietsTriedCount < MAX_PENALISED_QUIETS)
                             quietsTried[quietsTriedCount++] = withPiece(ttMove, p.board[moveFrom(ttMove)]);
                         updateHistories(w, ply, depth, withPiece(m, piece), blocks, quietsTried, quietsTriedCount);
                     }
@@ -372,12 +445,15 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 }
             }
         }
-        if (!capture && stage == STAGE_QUIETS && quietsTriedCount < 63) quietsTried[quietsTriedCount++] = withPiece(m, piece);
+        // The last slot is kept for the stored move, which is penalised on a cut-off too.
+        if (!capture && stage == STAGE_QUIETS && quietsTriedCount < MAX_PENALISED_QUIETS - 1)
+            quietsTried[quietsTriedCount++] = withPiece(m, piece);
     }
 
+    // ---- Mate, stalemate, fifty moves and the table entry ---------------
     if (!anyLegal) return inCheck ? ply - MATE : 0;
     if (p.fiftyMove > 99) return 0;
-    store(*w.table, p.key, f.bestMove, bestScore, std::min(depth, 127), bestScore > alphaStart ? EXACT : UPPER, ply);
+    store(*w.table, p.key, f.bestMove, bestScore, std::min(depth, MAX_STORED_DEPTH), bestScore > alphaStart ? EXACT : UPPER, ply);
     return bestScore;
 }
 
@@ -405,7 +481,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
 
     // Far below the horizon checks are no longer answered with evasions; the
     // captures tried must still get the king out of check.
-    const bool ignoredCheck = depth < -13 && p.plyStates[ply].inCheck;
+    const bool ignoredCheck = depth < QS_CHECK_HORIZON && p.plyStates[ply].inCheck;
     const bool inCheck = p.plyStates[ply].inCheck && !ignoredCheck;
     int best;
     if (inCheck) {
@@ -424,13 +500,13 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
     // re-search of this node (same ply, same move made) must see the check
     // again, or its captures could leave the king attacked.
     if (ignoredCheck) p.plyStates[ply].inCheck = 0;
-    Move* end = depth > -5 ? generateQuiescence(ply, start, p) : generateCaptures(ply, start, p);
+    Move* end = depth > QS_CHECKS_DEPTH ? generateQuiescence(ply, start, p) : generateCaptures(ply, start, p);
     if (ignoredCheck) p.plyStates[ply].inCheck = 1;
     int searched = 0;
     for (Move* cur = start; cur < end; ++cur) {
         if (!inCheck) selectBestKey(cur, end);
         Move m = *cur;
-        if (!inCheck && depth >= -4 && moveFlag(m) != FLAG_EP && !isCastling(m) && !seeTest(p, m, 0)) continue;
+        if (!inCheck && depth >= QS_SEE_DEPTH && moveFlag(m) != FLAG_EP && !isCastling(m) && !seeTest(p, m, 0)) continue;
         if (!isLegal(p, ply, m)) continue;
         makeMove(p, ply, m);
         prefetchBucket(*w.table, p.key);
