@@ -85,12 +85,17 @@ TEST(TimeAllotment, FenWithoutHistoryCountsAsMoveOneOfAnUnknownGame) {
     EXPECT_EQ(a.softLimit, int(float(30000) * (0.66f * 1.4f)));
 }
 
-TEST(TimeAllotment, GameStageChoosesMovesToGo) {
+// Without movestogo the game's stage decides over how many moves the clock is
+// spread: 40 before move 18, 22 to move 50, 25 to move 80, 20 to move 200, 15
+// after. With 900 s, no increment and one thread (base 0.66) the soft limit is
+// 900000 / moves x 0.66, truncated.
+TEST(TimeAllotment, GameStageSpreadsTheClock) {
     AllotmentInput in = bareGo();
-    const int stages[][2] = {{0, 40}, {17, 40}, {18, 22}, {50, 22}, {51, 25}, {80, 25}, {81, 20}, {200, 20}, {201, 15}};
-    for (auto& s : stages) {
-        in.gameMoveCount = s[0];
-        EXPECT_EQ(allotTime(in).movesToGo, s[1]) << s[0];
+    const int expectedSoft[][2] = {{0, 14850},   {17, 14850},  {18, 26999},  {50, 26999}, {51, 23760},
+                                   {80, 23760},  {81, 29700},  {200, 29700}, {201, 39600}};
+    for (auto& [gameMove, soft] : expectedSoft) {
+        in.gameMoveCount = gameMove;
+        EXPECT_EQ(allotTime(in).softLimit, soft) << "game move " << gameMove;
     }
 }
 
