@@ -115,10 +115,7 @@ TEST(SearchGo, GoWhileSearchingStartsAfreshWithoutHanging) {
 
 TEST(SearchGo, NodesLimitStopsTheSearch) {
     EngineSession s;
-    s.send("position startpos");
-    std::vector<std::string> lines;
-    s.millisUntilBestMove("go nodes 20000", &lines);
-    auto infos = withPrefix(lines, "info score");
+    auto infos = withPrefix(s.search("startpos", "go nodes 20000"), "info score");
     ASSERT_FALSE(infos.empty());
     EXPECT_LT(fieldOf(infos.back(), "nodes"), 40000);
 }

@@ -45,6 +45,12 @@ struct EngineSession {
         EXPECT_TRUE(found) << "no bestmove within " << timeoutMs << " ms";
         return lines;
     }
+    // Sends "position <position>" and `go`; returns the lines up to the bestmove.
+    std::vector<std::string> search(const std::string& position, const std::string& go, int timeoutMs = 20000) {
+        send("position " + position);
+        send(go);
+        return untilBestMove(timeoutMs);
+    }
     // Sends `line` and answers how many ms passed until the bestmove.
     long millisUntilBestMove(const std::string& line, std::vector<std::string>* lines = nullptr, int timeoutMs = 20000) {
         auto start = std::chrono::steady_clock::now();

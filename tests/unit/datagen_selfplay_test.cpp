@@ -99,6 +99,15 @@ protected:
     }
 };
 
+// Games from the book line as it stands: no random plies, every position kept.
+GameSettings bookLineSettings(uint64_t nodes) {
+    GameSettings settings;
+    settings.nodes = nodes;
+    settings.randomPlies = 0;
+    settings.skipPlies = 0;
+    return settings;
+}
+
 TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {
     GameSettings settings;
     settings.nodes = 1000;
@@ -126,10 +135,7 @@ TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {
 }
 
 TEST_F(DatagenGames, CheckmateEndsTheGameAndTheMatingMoveIsNotKept) {
-    GameSettings settings;
-    settings.nodes = 2000;
-    settings.randomPlies = 0;
-    settings.skipPlies = 0;
+    GameSettings settings = bookLineSettings(2000);
     PlayedGame game = play({"6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1"}, 3, settings);
     EXPECT_EQ(game.ending, Ending::CHECKMATE);
     EXPECT_EQ(game.whiteResult, RESULT_WIN);
@@ -141,10 +147,7 @@ TEST_F(DatagenGames, CheckmateEndsTheGameAndTheMatingMoveIsNotKept) {
 // last try is played whatever its score rather than no game at all.
 TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
     const std::string queenUp = "rnb1kbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 3";
-    GameSettings settings;
-    settings.nodes = 600;
-    settings.randomPlies = 0;
-    settings.skipPlies = 0;
+    GameSettings settings = bookLineSettings(600);
     settings.keepFens = true;
     settings.openingLimit = 300;
     settings.rules.maxPlies = 6;
@@ -172,10 +175,7 @@ TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
 TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
     // A book line that no walk from the initial position could reach in a few moves.
     const std::string bareKings = "4k3/pppppppp/8/8/8/8/PPPPPPPP/4K3 w - - 0 1";
-    GameSettings settings;
-    settings.nodes = 300;
-    settings.randomPlies = 0;
-    settings.skipPlies = 0;
+    GameSettings settings = bookLineSettings(300);
     settings.keepFens = true;
     settings.rules.maxPlies = 3;
     settings.startShare = 0.5;
@@ -226,10 +226,7 @@ TEST_F(DatagenGames, ACaptureIntoTheTablesEndsTheGame) {
     SKIP_WITHOUT_SHARED_DATA("syzygy/KRPvKR.rtbw");
     ASSERT_TRUE(initTablebases(sharedDataPath("syzygy")));
     ASSERT_EQ(largestTablebase(), 5);
-    GameSettings settings;
-    settings.nodes = 500;
-    settings.randomPlies = 0;
-    settings.skipPlies = 0;
+    GameSettings settings = bookLineSettings(500);
     PlayedGame reached = play({"r3k3/8/8/3n4/8/8/4P3/3RK3 w - - 0 1"}, 1, settings);
     initTablebases("");
     EXPECT_EQ(reached.ending, Ending::TABLEBASE);

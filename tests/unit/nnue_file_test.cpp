@@ -37,6 +37,15 @@ std::string loadCapturingOutput(const std::string& path, bool* opened) {
     return testing::internal::GetCapturedStdout();
 }
 
+// Loads `file` over a cleared network: a file that opens is always "read".
+void expectRead(const fs::path& file) {
+    std::memset(&nnue, 0, sizeof nnue);
+    bool opened = false;
+    EXPECT_EQ("Net read\n", loadCapturingOutput(file.string(), &opened));
+    EXPECT_TRUE(opened);
+    EXPECT_TRUE(netLoaded);
+}
+
 TEST(NetFile, AnyDescriptionLengthLoads) {
     TempDir dir;
     auto written = std::make_unique<NnueNet>();
@@ -46,12 +55,7 @@ TEST(NetFile, AnyDescriptionLengthLoads) {
         if (length) description[0] = '\0';  // the text is skipped, whatever it holds
         fs::path file = writeRandomNet(dir.path / "net.nnue", ++seed, description, *written);
         EXPECT_EQ(NET_BYTES + length, fs::file_size(file));
-        std::memset(&nnue, 0, sizeof nnue);
-        bool opened = false;
-        std::string out = loadCapturingOutput(file.string(), &opened);
-        EXPECT_TRUE(opened);
-        EXPECT_EQ("Net read\n", out);
-        EXPECT_TRUE(netLoaded);
+        expectRead(file);
         EXPECT_EQ(0, std::memcmp(&nnue, written.get(), sizeof nnue)) << "description length " << length;
     }
 }
@@ -77,12 +81,7 @@ TEST(NetFile, TruncatedFileStillCountsAsRead) {
     auto written = std::make_unique<NnueNet>();
     fs::path file = writeRandomNet(dir.path / "short.nnue", 61, "", *written);
     fs::resize_file(file, 12 + 4 + 2 * 256 + 1000);  // the transformer weights break off
-    std::memset(&nnue, 0, sizeof nnue);
-    bool opened = false;
-    std::string out = loadCapturingOutput(file.string(), &opened);
-    EXPECT_TRUE(opened);
-    EXPECT_EQ("Net read\n", out);
-    EXPECT_TRUE(netLoaded);
+    expectRead(file);
     EXPECT_EQ(0, std::memcmp(nnue.transformerBias, written->transformerBias, sizeof nnue.transformerBias));
     EXPECT_EQ(0, nnue.outputBias);  // blocks after the break keep their old contents
 }
