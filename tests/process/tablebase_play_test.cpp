@@ -5,10 +5,11 @@
 #include <regex>
 
 #include "search_session.h"
+#include "test_data.h"
 
 namespace {
 
-const std::string SYZYGY = std::string(TEST_DATA_DIR) + "/syzygy";
+const std::string SYZYGY = testDataPath("syzygy");
 
 struct Outcome {
     bool mated = false;  // the side to move at the end is checkmated

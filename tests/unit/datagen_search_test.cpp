@@ -46,9 +46,9 @@ TEST_F(DatagenSearch, FindsTheMateAndReportsNoMoveWithoutOne) {
     EXPECT_EQ(searchToNodes(*searcher.searcher, *mated, 2000).move, NO_MOVE);
 }
 
-// Far below the horizon a check is no longer answered with evasions; the node
-// used to clear its check flag for good, so a re-search of the same node let
-// captures leave the king attacked (and a later move took a king).
+// Far below the horizon a check is no longer answered with evasions, but the
+// node keeps its check flag: a re-search of the same node must see the check
+// again, or its captures could leave the king attacked.
 TEST_F(DatagenSearch, QuiescenceKeepsTheCheckFlagOfAnIgnoredCheck) {
     TestPosition root("4k3/8/8/3p4/8/2N5/4r3/4K3 w - - 0 1");
     ASSERT_TRUE(root->plyStates[0].inCheck);

@@ -1,6 +1,6 @@
 // Writes a network file without training:
 //   netgen random SEED FILE    small random weights, for tests
-//   netgen material FILE       material and placement, for play before a trained net exists
+//   netgen material FILE       material and placement, for play without a trained net
 #include <cstdlib>
 #include <fstream>
 #include <iostream>

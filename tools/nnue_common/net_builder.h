@@ -1,6 +1,6 @@
 // Networks made without training: random weights for checking the inference,
-// and a hand-made material and placement network for playing before a trained
-// one exists. Both are deterministic.
+// and a hand-made material and placement network for playing where no trained
+// one is at hand. Both are deterministic.
 #pragma once
 
 #include <cstdint>
