@@ -57,6 +57,27 @@ inline void makeSearchMove(worker& w, int ply, Move m) {
     prefetchBucket(*w.table, p.key);
 }
 
+// Repetition and insufficient material end a node below the root: true, with
+// `score` set, when they do.
+bool drawnBelowRoot(const worker& w, int ply, int& score) {
+    if (ply == 0) return false;
+    if (isRepetition(*w.pos, ply)) {
+        score = repetitionScore(w);
+        return true;
+    }
+    if (!insufficientMaterial(*w.pos)) return false;
+    score = 0;
+    return true;
+}
+
+// No score inside the node can beat a mate found nearer the root: narrows the
+// window to the reachable mate scores, true when nothing is left of it.
+inline bool mateDistanceCut(int ply, int& alpha, int& beta) {
+    alpha = std::max(alpha, ply - MATE);
+    beta = std::min(beta, MATE + 1 - ply);
+    return alpha >= beta;
+}
+
 // The child search: quiescence once the depth runs out.
 inline int childSearch(worker& w, int ply, int depth, int alpha, int beta) {
     return depth < 1 ? -qsearch(w, ply + 1, 0, -beta, -alpha) : -search(w, ply + 1, depth, -beta, -alpha);
@@ -270,12 +291,10 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     if (w.stop->get()) return 0;
 
     // ---- Draws, mate distance and the deepest ply -----------------------
+    int result;
     if (ply > 0) {
-        if (isRepetition(p, ply)) return repetitionScore(w);
-        if (insufficientMaterial(p)) return 0;
-        alpha = std::max(alpha, ply - MATE);
-        beta = std::min(beta, MATE + 1 - ply);
-        if (alpha >= beta) return alpha;
+        if (drawnBelowRoot(w, ply, result)) return result;
+        if (mateDistanceCut(ply, alpha, beta)) return alpha;
         if (ply >= LAST_PLY) return evaluate(ply, p);
     }
 
@@ -303,7 +322,6 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     }
     if (ply == 0) f.ttMove = w.rootBestMove;
 
-    int result;
     if (tablebaseCutoff(w, ply, depth, alpha, beta, result)) return result;
 
     // ---- Static evaluation and forward pruning --------------------------
@@ -461,13 +479,9 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
     Position& p = *w.pos;
     w.pvLength[ply] = ply;
     countNode(w);
-    if (ply > 0) {
-        if (isRepetition(p, ply)) return repetitionScore(w);
-        if (insufficientMaterial(p)) return 0;
-    }
-    alpha = std::max(alpha, ply - MATE);
-    beta = std::min(beta, MATE + 1 - ply);
-    if (alpha >= beta) return alpha;
+    int drawScore;
+    if (drawnBelowRoot(w, ply, drawScore)) return drawScore;
+    if (mateDistanceCut(ply, alpha, beta)) return alpha;
     if (ply >= LAST_PLY) return evaluate(ply, p);
 
     HashEntry entry = probe(*w.table, p.key);

@@ -6,13 +6,6 @@
 
 namespace {
 
-std::vector<std::string> words(const std::string& s) {
-    std::istringstream in(s);
-    std::vector<std::string> out;
-    for (std::string w; in >> w;) out.push_back(w);
-    return out;
-}
-
 std::string join(const std::vector<std::string>& w, size_t from, size_t to) {
     std::string out;
     for (size_t i = from; i < to && i < w.size(); ++i) out += (out.empty() ? "" : " ") + w[i];
@@ -20,6 +13,13 @@ std::string join(const std::vector<std::string>& w, size_t from, size_t to) {
 }
 
 } // namespace
+
+std::vector<std::string> splitWords(const std::string& s) {
+    std::istringstream in(s);
+    std::vector<std::string> out;
+    for (std::string w; in >> w;) out.push_back(w);
+    return out;
+}
 
 bool sameOptionName(const std::string& a, const std::string& b) {
     return a.size() == b.size() &&
@@ -39,7 +39,7 @@ OptionSetting parseSetting(const std::string& text) {
 }
 
 bool parseOptionLine(const std::string& line, UciOption& out) {
-    auto w = words(line);
+    auto w = splitWords(line);
     if (w.size() < 4 || w[0] != "option" || w[1] != "name") return false;
     auto find = [&](const std::string& key, size_t from) {
         for (size_t i = from; i < w.size(); ++i)

@@ -15,6 +15,8 @@ struct OptionSetting {
     std::string name, value;
 };
 
+// The blank-separated words of a line (an option declaration, a command line).
+std::vector<std::string> splitWords(const std::string& s);
 // "Name=Value" as given on the command line.
 OptionSetting parseSetting(const std::string& text);
 // One "option name ... type ... default ..." declaration; false for other lines.

@@ -1,21 +1,9 @@
 #include "engine_setup.h"
 
 #include <algorithm>
-#include <sstream>
-
-namespace {
-
-std::vector<std::string> words(const std::string& s) {
-    std::istringstream in(s);
-    std::vector<std::string> out;
-    for (std::string w; in >> w;) out.push_back(w);
-    return out;
-}
-
-} // namespace
 
 bool startUciEngine(EngineProcess& e, const std::string& command, const std::vector<OptionSetting>& user, EngineSetup& setup) {
-    if (!startProgram(e, words(command))) return false;
+    if (!startProgram(e, splitWords(command))) return false;
     send(e, "uci");
     bool ok = false;
     auto lines = readUntilLine(e, "uciok", 10000, &ok);
