@@ -5,6 +5,7 @@
 #include <string>
 
 #include "board/types.h"
+#include "eval/net_shape.h"
 
 // Pieces changed by the move that led to a ply, for the network's incremental update.
 constexpr uint8_t OFF_BOARD = 65;
@@ -15,9 +16,8 @@ struct DirtyPiece {
     uint8_t to[3];
 };
 
-constexpr int ACC_SIZE = 256;
 struct alignas(64) Accumulator {
-    int16_t values[2][ACC_SIZE];  // White's perspective, Black's perspective
+    int16_t values[2][NNUE_HIDDEN];  // White's perspective, Black's perspective
     uint8_t computed;
 };
 

@@ -4,11 +4,7 @@
 
 #include <cstdint>
 
-constexpr int NNUE_FEATURES = 49152;
-constexpr int NNUE_HIDDEN = 256;
-constexpr int NNUE_L1 = 32;
-constexpr int NNUE_L2 = 32;
-constexpr int NNUE_INPUTS = 2 * NNUE_HIDDEN;  // both perspectives, side to move first
+#include "eval/net_shape.h"
 
 struct NnueNet {
     alignas(64) int16_t transformerBias[NNUE_HIDDEN];

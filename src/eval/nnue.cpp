@@ -104,7 +104,7 @@ int32_t nnueEvaluate(Position& p, int ply, const NnueKernel& kernel) {
     return kernel.propagate(acc.values[us], acc.values[us ^ 1]);
 }
 
-void transformedInput(Position& p, int ply, uint8_t out[512]) {
+void transformedInput(Position& p, int ply, uint8_t out[NNUE_INPUTS]) {
     updateAccumulator(p, ply);
     const Accumulator& acc = p.acc[ply];
     int us = p.sideToMove;

@@ -9,8 +9,9 @@
 constexpr int featureIndex(int perspective, int kingSq, int code, int sq) {
     int flip = perspective == WHITE ? 0 : 56;
     int kind = ((code - 2) & 14) + (colourOf(code) != perspective ? 1 : 0);
-    return ((kingSq ^ flip) * 12 + kind) * 64 + (sq ^ flip);
+    return ((kingSq ^ flip) * NNUE_PIECE_KINDS + kind) * NNUE_PIECE_SQUARES + (sq ^ flip);
 }
+static_assert(featureIndex(WHITE, 63, BKING, 63) == NNUE_FEATURES - 1, "features fill the input range exactly");
 
 // Brings the accumulator of `ply` up to date, from a computed ancestor when a
 // short enough chain of changes leads there, otherwise from scratch.
@@ -22,5 +23,5 @@ void refreshAccumulator(const Position& p, Accumulator& acc, const NnueKernel& k
 // Raw network output for the position at `ply`, side to move's point of view.
 int32_t nnueEvaluate(Position& p, int ply, const NnueKernel& kernel = engineKernel());
 
-// The clipped 512-byte input of the dense layers, side to move first (after updating).
-void transformedInput(Position& p, int ply, uint8_t out[512]);
+// The clipped input of the dense layers, side to move first (after updating).
+void transformedInput(Position& p, int ply, uint8_t out[NNUE_INPUTS]);

@@ -9,6 +9,7 @@
 #include "training_data.h"
 
 constexpr int FEATURE_COUNT = NNUE_FEATURES;
+static_assert(FEATURE_COUNT <= 65536, "feature numbers are kept in 16 bits");
 
 // The active features of both perspectives, the side to move's first.
 struct PositionFeatures {

@@ -1,13 +1,13 @@
 // The floating-point twin of the engine's network, as the trainer sees it.
 //
 // All parameters live in one flat array; the transformer weights come first
-// (feature by feature, 256 each), then the 768 factor rows, then the small
+// (feature by feature, one per accumulator element), then the factor rows, then the small
 // dense part. A factor row is shared by the 64 king-square blocks of one
 // piece-square: its gradient pools the positions of every king square, so
 // rare king squares learn from the common ones. The engine's file has no
 // factor rows; export adds each into the 64 weights it stands beside. The two dense
 // hidden layers are stored input-major (weight of input i to neuron j at
-// i * 32 + j) so that the forward pass can skip inputs that are zero.
+// i * outputs + j) so that the forward pass can skip inputs that are zero.
 //
 // Units are chosen so that quantising is a plain multiplication:
 //   transformer weights and biases x127 -> int16 (an activation of 1.0 is 127),
@@ -24,15 +24,15 @@
 #include "nnue_features.h"
 
 constexpr int FT_INPUTS = FEATURE_COUNT;
-constexpr int FT_OUTPUTS = 256;
-constexpr int FACTOR_ROWS = 768;  // piece-squares: 12 kinds x 64 squares, the feature index modulo 768
+constexpr int FT_OUTPUTS = NNUE_HIDDEN;
+constexpr int FACTOR_ROWS = NNUE_PIECE_KINDS * NNUE_PIECE_SQUARES;  // piece-squares: the feature index modulo this
 constexpr int FT_ROWS = FT_INPUTS + FACTOR_ROWS;
 static_assert(FT_INPUTS % FACTOR_ROWS == 0, "every king-square block covers all piece-squares");
 // The shared row a feature's weights are trained beside.
 constexpr int factorRowOf(int feature) { return FT_INPUTS + feature % FACTOR_ROWS; }
-constexpr int L1_INPUTS = 2 * FT_OUTPUTS;
-constexpr int L1_OUTPUTS = 32;
-constexpr int L2_OUTPUTS = 32;
+constexpr int L1_INPUTS = NNUE_INPUTS;
+constexpr int L1_OUTPUTS = NNUE_L1;
+constexpr int L2_OUTPUTS = NNUE_L2;
 
 constexpr size_t FT_WEIGHTS = 0;
 constexpr size_t FT_BIAS = FT_WEIGHTS + size_t(FT_ROWS) * FT_OUTPUTS;

@@ -33,7 +33,7 @@ struct TrainingSettings {
     uint64_t seed = 1;
     bool roundWeights = true;     // train through the weights rounded as the network file holds them
     // Adam moves every weight by about the learning rate from the first step on;
-    // 512 inputs moved alike push the first dense layer out of its clipping window,
+    // all L1_INPUTS inputs moved alike push the first dense layer out of its clipping window,
     // where nothing learns any more. The rate climbs linearly over these steps.
     int warmupSteps = 200;
     bool mirror = false;          // every other epoch, each position is seen reflected left to right
