@@ -70,9 +70,9 @@ bool usesNetwork(combEval balance) {
 int networkScore(Position& p, int ply) {
     int32_t out = nnueEvaluate(p, ply);
     int pawns = popcount(p.pieces[WPAWN] | p.pieces[BPAWN]);
-    int32_t scale = (pawns + 55) * 16 + clampedPhase(p) * 11;
+    int32_t scale = networkOutputScale(pawns, clampedPhase(p));
     int32_t product = int32_t(uint32_t(out) * uint32_t(scale));  // 32-bit arithmetic, as the format intends
-    return clampScore(product / 24576);
+    return clampScore(product / NETWORK_OUTPUT_DIVISOR);
 }
 
 int handcraftedScore(Position& p) {

@@ -33,6 +33,12 @@ constexpr int NETWORK_THRESHOLD = 400;
 combEval materialBalance(const Position& p);
 bool usesNetwork(combEval balance);
 
+// The network's raw output becomes centipawns as raw x networkOutputScale /
+// NETWORK_OUTPUT_DIVISOR: the more pawns and pieces on the board, the more
+// the output weighs.
+constexpr int networkOutputScale(int pawns, int phase) { return (pawns + 55) * 16 + phase * 11; }
+constexpr int NETWORK_OUTPUT_DIVISOR = 24576;
+
 // The loaded network's score of the position at `ply` in centipawns, side to
 // move's view, with the output scaling by pawns and phase applied: the figure
 // evaluate() takes from the network, before its own adjustments.

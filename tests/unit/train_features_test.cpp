@@ -82,14 +82,14 @@ TEST_F(TrainFeatures, PawnsAndPhaseForTheOutputScale) {
     EXPECT_EQ(start.count, 32);
     EXPECT_EQ(start.pawns, 16);
     EXPECT_EQ(start.phase, 24);
-    EXPECT_EQ(outputScale(start.pawns, start.phase), 1400);
+    EXPECT_EQ(networkOutputScale(start.pawns, start.phase), 1400);
     // Promoted queens push the counter past 24: clamped.
     PositionFeatures queens = of("qqqqk3/8/8/8/8/8/8/QQQQK3 w - - 0 1");
     EXPECT_EQ(queens.phase, 24);
     EXPECT_EQ(queens.pawns, 0);
     PositionFeatures bare = of("4k3/8/8/8/8/8/8/4K3 w - - 0 1");
     EXPECT_EQ(bare.phase, 0);
-    EXPECT_EQ(outputScale(0, 0), 880);
+    EXPECT_EQ(networkOutputScale(0, 0), 880);
     // Truncation toward zero on both sides.
     EXPECT_EQ(scoreFromRaw(1000, 16, 24), 56);    // 1,400,000 / 24576 = 56.97
     EXPECT_EQ(scoreFromRaw(-1000, 16, 24), -56);

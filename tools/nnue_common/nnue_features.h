@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "eval/evaluate.h"  // networkOutputScale: the engine's own scaling
 #include "eval/nnue.h"  // featureIndex: the engine's own feature numbering
 #include "eval/net_layout.h"
 #include "training_data.h"
@@ -23,10 +24,7 @@ struct PositionFeatures {
 // is a position as good as the original: a free second sample for training.
 PositionFeatures extractFeatures(const TrainingRecord& r, bool mirrored = false);
 
-// The factor that turns the network's raw output into centipawns, times 24576.
-constexpr int outputScale(int pawns, int phase) { return (pawns + 55) * 16 + phase * 11; }
-constexpr int OUTPUT_SCALE_DIVISOR = 24576;
-// Centipawns from a raw output, truncated toward zero in 32-bit arithmetic.
+// Centipawns from a raw output by the engine's scaling, truncated toward zero.
 inline int32_t scoreFromRaw(int32_t raw, int pawns, int phase) {
-    return int32_t(int64_t(raw) * outputScale(pawns, phase) / OUTPUT_SCALE_DIVISOR);
+    return int32_t(int64_t(raw) * networkOutputScale(pawns, phase) / NETWORK_OUTPUT_DIVISOR);
 }

@@ -64,7 +64,7 @@ bool seenMirrored(const Trainer& t, uint32_t recordIndex) {
 Sample makeSample(const TrainingRecord& r, float lambda, float k, bool mirrored) {
     Sample s;
     s.features = extractFeatures(r, mirrored);
-    s.scale = float(outputScale(s.features.pawns, s.features.phase)) / float(OUTPUT_SCALE_DIVISOR);
+    s.scale = float(networkOutputScale(s.features.pawns, s.features.phase)) / float(NETWORK_OUTPUT_DIVISOR);
     s.target = blendedTarget(r, lambda, k);
     return s;
 }
