@@ -15,6 +15,7 @@ usage() {
   cat >&2 <<'TEXT'
 usage: tools/round/round.sh NAME [options]
   --positions N      new positions for this round (3000000), written in chunks of --chunk (500000)
+  --validation N     positions of the held-out games, when the data folder has none yet (200000)
   --threads N        game and training threads (all cores)
   --nodes N          search nodes per move in self-play (2000)
   --epochs N         training epochs (30); --lr X (0.0005; 0.002 with --from-scratch)
@@ -30,12 +31,13 @@ TEXT
 
 [ $# -ge 1 ] || usage
 NAME="$1"; shift
-POSITIONS=3000000; CHUNK=500000; THREADS="$(nproc)"; NODES=2000; EPOCHS=30; LR=""; SCRATCH=0
+POSITIONS=3000000; CHUNK=500000; VALIDATION_POSITIONS=200000; THREADS="$(nproc)"; NODES=2000; EPOCHS=30; LR=""; SCRATCH=0
 GAMES=2000; TC=10+0.1; SPRT0=0; SPRT1=15; CONCURRENCY=$(( $(nproc) / 2 > 0 ? $(nproc) / 2 : 1 )); MATCH=1
 while [ $# -gt 0 ]; do
   case "$1" in
     --positions) POSITIONS="$2"; shift 2 ;;
     --chunk) CHUNK="$2"; shift 2 ;;
+    --validation) VALIDATION_POSITIONS="$2"; shift 2 ;;
     --threads) THREADS="$2"; shift 2 ;;
     --nodes) NODES="$2"; shift 2 ;;
     --epochs) EPOCHS="$2"; shift 2 ;;
@@ -87,7 +89,7 @@ generate() {  # file kind positions seed
 # The held-out games are made once and kept, so that every round's validation
 # loss is measured on the same positions.
 if [ -z "$("$BUILD/nnue_manifest" files "$DATA" validation)" ]; then
-  generate validation.bin validation 200000 20261123
+  generate validation.bin validation "$VALIDATION_POSITIONS" 20261123
 fi
 VALIDATION="$("$BUILD/nnue_manifest" files "$DATA" validation | head -1)"
 
