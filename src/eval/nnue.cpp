@@ -52,21 +52,38 @@ void prepareNetwork() {
             for (int b = 0; b < 4; ++b) nnueChunked.l1ByChunk[chunk][j][b] = nnue.l1Weights[j * NNUE_INPUTS + chunk * 4 + b];
 }
 
-const NnueKernel& engineKernel() {
-#if defined(__AVX2__)
-    return avx2Kernel;
-#elif defined(__SSSE3__)
-    return ssse3Kernel;
-#else
-    return scalarKernel;
-#endif
-}
-
 bool kernelSupported(const NnueKernel& k) {
+    // Static initialisers may ask before the runtime has read the processor's features.
+    __builtin_cpu_init();
     if (&k == &avx2Kernel) return __builtin_cpu_supports("avx2");
     if (&k == &ssse3Kernel) return __builtin_cpu_supports("ssse3");
     return true;
 }
+
+const NnueKernel& widestSupportedKernel() {
+    for (const NnueKernel* k : {&avx2Kernel, &ssse3Kernel})
+        if (kernelSupported(*k)) return *k;
+    return scalarKernel;
+}
+
+namespace {
+
+// A build for a fixed instruction set keeps to it; the default build asks the processor.
+const NnueKernel& startupKernel() {
+#if defined(QUORVANE_FIXED_KERNEL_AVX2)
+    return avx2Kernel;
+#elif defined(QUORVANE_FIXED_KERNEL_SSSE3)
+    return ssse3Kernel;
+#elif defined(QUORVANE_FIXED_KERNEL_SCALAR)
+    return scalarKernel;
+#else
+    return widestSupportedKernel();
+#endif
+}
+
+} // namespace
+
+const NnueKernel* activeKernel = &startupKernel();
 
 void refreshAccumulator(const Position& p, Accumulator& acc, const NnueKernel& kernel) {
     for (int side = 0; side < 2; ++side) {

@@ -23,8 +23,14 @@ extern const NnueKernel scalarKernel;
 extern const NnueKernel ssse3Kernel;
 extern const NnueKernel avx2Kernel;
 
-// The version this build uses for the engine, chosen by its instruction-set flags.
-const NnueKernel& engineKernel();
+// The version the engine uses, chosen once when the program starts: the widest
+// one the processor can execute, unless the build fixes one. Reading it is one
+// load, so the evaluation pays nothing per call for the choice.
+extern const NnueKernel* activeKernel;
+inline const NnueKernel& engineKernel() { return *activeKernel; }
 
 // Whether the processor running us can execute a kernel.
 bool kernelSupported(const NnueKernel& k);
+
+// The widest kernel the processor running us can execute.
+const NnueKernel& widestSupportedKernel();

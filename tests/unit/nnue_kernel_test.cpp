@@ -25,6 +25,16 @@ TEST(NnueKernels, ThisMachineRunsAllThree) {
     EXPECT_TRUE(kernelSupported(avx2Kernel));
 }
 
+#if !defined(QUORVANE_FIXED_KERNEL_AVX2) && !defined(QUORVANE_FIXED_KERNEL_SSSE3) && !defined(QUORVANE_FIXED_KERNEL_SCALAR)
+TEST(NnueKernels, DefaultBuildRunsTheWidestKernelThisMachineHas) {
+    const NnueKernel* widest = &scalarKernel;
+    if (__builtin_cpu_supports("ssse3")) widest = &ssse3Kernel;
+    if (__builtin_cpu_supports("avx2")) widest = &avx2Kernel;
+    EXPECT_EQ(widest, &engineKernel()) << engineKernel().name;
+    EXPECT_EQ(widest, &widestSupportedKernel());
+}
+#endif
+
 TEST(NnueKernels, SameOutputOnRandomPositions) {
     auto kernels = vectorKernels();
     const char* fens[] = {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
