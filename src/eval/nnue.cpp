@@ -55,13 +55,15 @@ void prepareNetwork() {
 bool kernelSupported(const NnueKernel& k) {
     // Static initialisers may ask before the runtime has read the processor's features.
     __builtin_cpu_init();
+    if (&k == &avx512Kernel)
+        return __builtin_cpu_supports("avx512vnni") && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx2");
     if (&k == &avx2Kernel) return __builtin_cpu_supports("avx2");
     if (&k == &ssse3Kernel) return __builtin_cpu_supports("ssse3");
     return true;
 }
 
 const NnueKernel& widestSupportedKernel() {
-    for (const NnueKernel* k : {&avx2Kernel, &ssse3Kernel})
+    for (const NnueKernel* k : {&avx512Kernel, &avx2Kernel, &ssse3Kernel})
         if (kernelSupported(*k)) return *k;
     return scalarKernel;
 }

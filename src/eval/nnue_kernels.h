@@ -1,5 +1,5 @@
-// The arithmetic of the network, in three interchangeable versions: portable
-// scalar code (the reference), SSSE3 and AVX2. All three give bit-identical
+// The arithmetic of the network, in interchangeable versions: portable scalar
+// code (the reference), SSSE3, AVX2 and AVX-512 VNNI. All give bit-identical
 // results; each lives in its own file compiled for its instruction set, so one
 // binary can hold them all and the tests can compare them.
 #pragma once
@@ -22,6 +22,7 @@ struct NnueKernel {
 extern const NnueKernel scalarKernel;
 extern const NnueKernel ssse3Kernel;
 extern const NnueKernel avx2Kernel;
+extern const NnueKernel avx512Kernel;
 
 // The version the engine uses, chosen once when the program starts: the widest
 // one the processor can execute, unless the build fixes one. Reading it is one
