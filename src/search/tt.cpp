@@ -98,8 +98,9 @@ void resize(int megabytes) {
     std::free(tt.buckets);
     tt.buckets = nullptr;
     for (;;) {
-        // Zeroed memory from the system: a fresh table is already clear, and its
-        // pages are only touched when the search first writes them.
+        // Zeroed memory, touched below all the same: pages first met by a
+        // search cost it page faults (with large pages, a stall while the system
+        // finds them) in its first, shortest moments.
         tt.buckets = static_cast<HashBucket*>(std::calloc(buckets + 1, sizeof(HashBucket)));
         if (tt.buckets || buckets <= 16384) break;
         buckets /= 2;
@@ -109,7 +110,7 @@ void resize(int megabytes) {
     if (buckets * 64 < uint64_t(megabytes) * 1024 * 1024 / 2 && megabytes > 1)
         std::cout << "info string Not enough memory, hash table has " << (buckets * 64 >> 20) << " MB" << std::endl;
     tt.mask = buckets - 1;
-    tt.searchCounter = 0;
+    clear();
 }
 
 void freeTable() {
