@@ -76,7 +76,7 @@ int main(int argc, char** argv) {
 
     uint64_t total = 0;
     double seconds = 0;  // searching only: clearing the table between positions is not counted
-    for (const char* fen : BENCH_FENS) {
+    for (const char* const& fen : BENCH_FENS) {
         if (!setFen(root, fen)) {
             std::fprintf(stderr, "bad position %s\n", fen);
             return 1;
@@ -84,8 +84,14 @@ int main(int argc, char** argv) {
         clear();
         clearSearchTables();
         auto start = std::chrono::steady_clock::now();
-        total += threads > 0 ? searchFixedDepthWithPool(root, depth) : searchFixedDepth(root, depth);
-        seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        uint64_t nodes = threads > 0 ? searchFixedDepthWithPool(root, depth) : searchFixedDepth(root, depth);
+        double taken = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        // Per position, so that time to depth can be compared position by position.
+        if (threads > 0)
+            std::printf("Position %2d    : %llu nodes %.1f ms\n", int(&fen - BENCH_FENS) + 1,
+                        static_cast<unsigned long long>(nodes), taken * 1000);
+        total += nodes;
+        seconds += taken;
     }
     std::printf("Positions      : %zu\n", sizeof BENCH_FENS / sizeof BENCH_FENS[0]);
     std::printf("Depth          : %d\n", depth);
