@@ -94,9 +94,22 @@ FENS=("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"
       "r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 w - - 0 10"
       "2r3k1/pp3ppp/4p3/3pP3/3P4/P4N2/1P3PPP/2R3K1 w - - 0 25"
       "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 11")
+# Each search starts once the engine has answered "readyok", so that neither
+# its start-up nor the network's loading is counted.
 for fen in "${FENS[@]}"; do
-  last=$( { printf 'setoption name NetFile value %s\nisready\nposition fen %s\nisready\ngo movetime 100\n' "$NET" "$fen"
-            sleep 1; echo quit; } | "$BUILD/quorvane" | grep '^info .*depth .*nps ' | tail -1)
+  coproc ENGINE { "$BUILD/quorvane"; }
+  printf 'setoption name NetFile value %s\nposition fen %s\nisready\n' "$NET" "$fen" >&"${ENGINE[1]}"
+  while read -r line <&"${ENGINE[0]}" && [ "$line" != readyok ]; do :; done
+  echo "go movetime 100" >&"${ENGINE[1]}"
+  last=""
+  while read -r line <&"${ENGINE[0]}"; do
+    case "$line" in
+      bestmove*) break ;;
+      *" nps "*) last=$line ;;
+    esac
+  done
+  echo quit >&"${ENGINE[1]}"
+  wait "$ENGINE_PID" || true
   depth=$(grep -oE ' depth [0-9]+' <<<"$last" | grep -oE '[0-9]+')
   nps=$(grep -oE ' nps [0-9]+' <<<"$last" | grep -oE '[0-9]+')
   echo "$depth $nps" >>"$tmp/first"
