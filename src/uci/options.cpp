@@ -41,9 +41,9 @@ bool readNumber(const std::string& value, int& out) {
         out = std::stoi(value);
         return true;
     } catch (const std::invalid_argument&) {
-        sendLine("info string invalid stoi argument: '" + value + "' is not a number, option unchanged");
+        sendLine("info string invalid stoi argument: " + quoted(value) + " is not a number, option unchanged");
     } catch (const std::out_of_range&) {
-        sendLine("info string stoi argument out of range: '" + value + "', option unchanged");
+        sendLine("info string stoi argument out of range: " + quoted(value) + ", option unchanged");
     }
     return false;
 }
@@ -59,13 +59,11 @@ void setoption(std::istream& args) {
     int number = 0;
     if (name == "Hash") {
         if (!readNumber(value, number)) return;
-        optionHash = clampTo(number, 1, 262144);
-        resize(optionHash);
+        optionHash = resize(clampTo(number, 1, 262144));
         sendLine("info string Size of Hashtable set to : " + std::to_string(optionHash));
     } else if (name == "Threads") {
         if (!readNumber(value, number)) return;
-        optionThreads = clampTo(number, 1, 256);
-        setThreadCount(optionThreads);
+        optionThreads = setThreadCount(clampTo(number, 1, 256));
         sendLine("info string Number of threads set to : " + std::to_string(optionThreads));
     } else if (name == "MoveOverhead") {
         if (!readNumber(value, number)) return;
@@ -94,7 +92,7 @@ void setoption(std::istream& args) {
         number = clampTo(number, 0, 4);
         if (number != optionNumaNode) {
             optionNumaNode = number;
-            setThreadCount(optionThreads);
+            optionThreads = setThreadCount(optionThreads);
         }
         sendLine("info string WindowsNumaNode set to: " + std::to_string(optionNumaNode));
     } else if (name == "UCI_Chess960") {
