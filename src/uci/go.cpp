@@ -117,7 +117,7 @@ bool readValue(std::istream& args, const std::string& keyword, T& field) {
     T value{};
     auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size()) {
-        sendLine("info string go: " + keyword + " " + quoted(text) + " is not a whole number, ignored");
+        sendLine("info string go: " + keyword + " " + excerpt(text) + " is not a whole number, ignored");
         return false;
     }
     field = value;
@@ -130,7 +130,7 @@ std::string readSearchMoves(std::istream& args, std::vector<Move>& moves) {
     while (args >> token) {
         if (isGoKeyword(token)) return token;
         Move m = findLegalMove(mainPosition, 0, token);
-        if (m == NO_MOVE) sendLine("info string go: searchmoves " + quoted(token) + " is not a legal move, ignored");
+        if (m == NO_MOVE) sendLine("info string go: searchmoves " + excerpt(token) + " is not a legal move, ignored");
         else if (std::find(moves.begin(), moves.end(), m) == moves.end()) moves.push_back(m);
     }
     return "";

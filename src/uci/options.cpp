@@ -41,9 +41,9 @@ bool readNumber(const std::string& value, int& out) {
         out = std::stoi(value);
         return true;
     } catch (const std::invalid_argument&) {
-        sendLine("info string invalid stoi argument: " + quoted(value) + " is not a number, option unchanged");
+        sendLine("info string invalid stoi argument: " + excerpt(value) + " is not a number, option unchanged");
     } catch (const std::out_of_range&) {
-        sendLine("info string stoi argument out of range: " + quoted(value) + ", option unchanged");
+        sendLine("info string stoi argument out of range: " + excerpt(value) + ", option unchanged");
     }
     return false;
 }

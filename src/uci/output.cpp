@@ -45,7 +45,7 @@ std::ostream& consoleOut() {
     return stream;
 }
 
-std::string quoted(const std::string& text, size_t keep) {
+std::string excerpt(const std::string& text, size_t keep) {
     std::string shown;
     for (size_t i = 0; i < text.size() && shown.size() < keep; ++i) {
         unsigned char c = static_cast<unsigned char>(text[i]);

@@ -15,4 +15,4 @@ std::ostream& consoleOut();
 
 // A shortened copy of text taken from the input, for messages: a megabyte of
 // garbage is named by its first characters only.
-std::string quoted(const std::string& text, size_t keep = 40);
+std::string excerpt(const std::string& text, size_t keep = 40);

@@ -57,7 +57,7 @@ bool positionCommand(std::istream& args, std::string* error) {
     } else if (word == "fen") {
         while (args >> word && word != "moves") fen += word + " ";
     } else {
-        *error = "position needs 'startpos' or 'fen', not " + quoted(word);
+        *error = "position needs 'startpos' or 'fen', not " + excerpt(word);
         return false;
     }
 
@@ -75,7 +75,7 @@ bool positionCommand(std::istream& args, std::string* error) {
     while (args >> word) {
         Move m = findLegalMove(*next, 0, word);
         if (m == NO_MOVE) {
-            *error = "illegal or malformed move " + quoted(word) + " after " + std::to_string(played) + " moves, position unchanged";
+            *error = "illegal or malformed move " + excerpt(word) + " after " + std::to_string(played) + " moves, position unchanged";
             return false;
         }
         playRootMove(*next, m);

@@ -41,7 +41,7 @@ void perftArgs(std::istream& args) {
         try {
             depth = std::stoi(word);
         } catch (const std::exception&) {
-            sendLine("info string perft depth " + quoted(word) + " is not a number");
+            sendLine("info string perft depth " + excerpt(word) + " is not a number");
             return;
         }
         if (depth < 1 || depth > MAX_PERFT_DEPTH) {
