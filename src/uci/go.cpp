@@ -92,7 +92,9 @@ Allotment withSafetyMargin(const Allotment& a, const AllotmentInput& in) {
 int clockCheckInterval(int hardLimitMs) {
     // A clock read costs nanoseconds; short limits read it often so that a
     // slow stretch (a loaded machine, a big quiescence tree) cannot overrun them.
-    return hardLimitMs < 100 ? 256 : hardLimitMs < 1000 ? 1024 : 4096;
+    // On a loaded machine a thread may manage only a few thousand nodes per
+    // second, so even 1024 nodes can be tens of milliseconds.
+    return hardLimitMs < 1000 ? 128 : hardLimitMs < 10000 ? 512 : 4096;
 }
 
 namespace {

@@ -689,6 +689,28 @@ def worker_run(job):
     return index, str(failure), small
 
 
+def check_logs(paths):
+    """Counts the lines of engine logs that are no whole known reply."""
+    bad = lines = 0
+    for path in paths:
+        with open(path, "rb") as f:
+            data = f.read()
+        for i, raw in enumerate(data.split(b"\n")[:-1]):
+            line = raw.decode("latin-1")
+            lines += 1
+            ok = (line == "" and i < 4) or any(p.fullmatch(line) for p in KNOWN_LINES) or (
+                INFO_STRING.fullmatch(line) and not any(m in line[12:] for m in TORN_MARKS))
+            if not ok:
+                bad += 1
+                if bad <= 20:
+                    print("%s:%d: %r" % (path, i + 1, line[:300]))
+        if data and not data.endswith(b"\n"):
+            bad += 1
+            print("%s: last line without its end" % path)
+    print("line check: %d lines in %d logs, %d torn or unknown" % (lines, len(paths), bad))
+    return 1 if bad else 0
+
+
 def main():
     here = os.path.dirname(os.path.abspath(__file__))
     root = os.path.dirname(os.path.dirname(here))
@@ -703,8 +725,12 @@ def main():
     ap.add_argument("--out", default="fuzz-failures", help="directory for reproducers")
     ap.add_argument("--replay", help="run one reproducer file and report")
     ap.add_argument("--show", type=int, help="print the commands of one sequence index and exit")
+    ap.add_argument("--check-logs", nargs="+", metavar="LOG", help="only check that every line of these engine logs "
+                                                                   "is a whole known reply (the stress games)")
     args = ap.parse_args()
 
+    if args.check_logs:
+        return check_logs(args.check_logs)
     if not os.path.exists(args.engine):
         print("engine not found: %s" % args.engine)
         return 2
