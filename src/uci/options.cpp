@@ -1,5 +1,6 @@
 #include "uci/options.h"
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
@@ -59,7 +60,9 @@ void setoption(std::istream& args) {
     int number = 0;
     if (name == "Hash") {
         if (!readNumber(value, number)) return;
-        optionHash = resize(clampTo(number, 1, 262144));
+        int wanted = clampTo(number, 1, 262144);
+        // The reply names the value asked for unless memory ran short; then the size obtained.
+        optionHash = std::min(wanted, resize(wanted));
         sendLine("info string Size of Hashtable set to : " + std::to_string(optionHash));
     } else if (name == "Threads") {
         if (!readNumber(value, number)) return;
