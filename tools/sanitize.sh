@@ -24,7 +24,8 @@ run_asan() {
 run_tsan() {
   cmake -S . -B build-tsan -DQUORVANE_SANITIZE=thread -DCMAKE_BUILD_TYPE=RelWithDebInfo "${launcher[@]}" >/dev/null
   cmake --build build-tsan -j"$jobs" --target quorvane process_tests
-  ctest --test-dir build-tsan --output-on-failure -j"$jobs" -L process
+  # The perft-file checks run on one thread and take minutes under TSan.
+  ctest --test-dir build-tsan --output-on-failure -j"$jobs" -L process -E PerftFiles
 }
 
 case "$what" in
