@@ -729,6 +729,7 @@ def main():
     ap.add_argument("--check-logs", nargs="+", metavar="LOG", help="only check that every line of these engine logs "
                                                                    "is a whole known reply (the stress games)")
     args = ap.parse_args()
+    args.engine = os.path.abspath(args.engine)  # the engine runs in a scratch directory
 
     if args.check_logs:
         return check_logs(args.check_logs)
