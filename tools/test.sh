@@ -17,3 +17,5 @@ fi
 cmake -S . -B build -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j"$(nproc)"
 ctest --test-dir build --output-on-failure -j"$(nproc)"
+# The engine under AddressSanitizer and UndefinedBehaviorSanitizer: process tests and a fuzz batch.
+bash tools/sanitize.sh ci

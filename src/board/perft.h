@@ -7,6 +7,10 @@
 
 #include "board/position.h"
 
+// The deepest perft the commands and the file checks accept: the per-ply
+// records have room for far more, and a deeper count would not finish anyway.
+constexpr int MAX_PERFT_DEPTH = 20;
+
 uint64_t perft(int ply, int depth, Position& p);
 
 // The "perft" command: draws the board, counts to `depth`, prints time and speed.

@@ -124,7 +124,9 @@ bool materialIsPossible(const Position& p, int c) {
 
 // Drops castling rights that the placement cannot support: the king must be on
 // its back rank (on the e-file outside Chess960) with the right's rook beside it.
-void sanitiseCastling(Position& p) {
+// Returns the rights dropped.
+int sanitiseCastling(Position& p) {
+    int dropped = 0;
     posinfo& root = p.plyStates[0];
     for (int index = 0; index < 4; ++index) {
         int rightBit = 1 << index;
@@ -139,13 +141,17 @@ void sanitiseCastling(Position& p) {
                && (isShort ? fileOf(rook) > fileOf(king) : fileOf(rook) < fileOf(king));
         if (ok && !chess960)
             ok = fileOf(king) == 4 && fileOf(rook) == (isShort ? 7 : 0);
-        if (!ok) root.castling &= ~rightBit;
+        if (!ok) {
+            root.castling &= ~rightBit;
+            dropped |= rightBit;
+        }
     }
+    return dropped;
 }
 
 } // namespace
 
-bool setFen(Position& p, const std::string& fenText, std::string* error) {
+bool setFen(Position& p, const std::string& fenText, std::string* error, int* droppedCastling) {
     clearPosition(p);
     std::vector<std::string> fields = splitBlanks(fenText);
     if (fields.size() < 2) return fail(error, "a FEN needs at least the placement and the side to move");
@@ -226,7 +232,8 @@ bool setFen(Position& p, const std::string& fenText, std::string* error) {
         if ((root.castling & BLACK_SHORT) && p.castlingRook[CR_BLACK_SHORT] == NONE && blackRooks)
             p.castlingRook[CR_BLACK_SHORT] = uint8_t(highest(blackRooks));
     }
-    sanitiseCastling(p);
+    int dropped = sanitiseCastling(p);
+    if (droppedCastling) *droppedCastling = dropped;
 
     // En passant: the square of the pawn that can be taken.
     root.epSquare = 0;

@@ -85,8 +85,9 @@ void computeEvalSums(Position& p);      // material, psq and phase from scratch
 void clearPosition(Position& p);
 
 // Reads a FEN into p. Returns false and leaves a reason in *error when the text
-// cannot describe a playable position (p is then unspecified).
-bool setFen(Position& p, const std::string& fen, std::string* error = nullptr);
+// cannot describe a playable position (p is then unspecified). Castling rights
+// that no king and rook can use are dropped; *droppedCastling gets their bits.
+bool setFen(Position& p, const std::string& fen, std::string* error = nullptr, int* droppedCastling = nullptr);
 std::string getFen(const Position& p);
 std::string boardPicture(const Position& p);
 

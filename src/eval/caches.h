@@ -3,6 +3,8 @@
 
 #include "board/types.h"
 
+struct Position;
+
 struct EvalCacheEntry {
     uint64_t key;
     int16_t score;  // White's point of view
@@ -13,6 +15,22 @@ struct PawnEntry {
     Bitboard passed;    // passed pawns of both colours
     combEval score;     // pawn structure and king shelter, White minus Black
 };
+
+// The last accumulator half computed from scratch for each perspective and own
+// king square, with the pieces it holds: a refresh after a king move then only
+// adds and removes what differs from the board the king last stood on.
+struct KingRefreshEntry {
+    alignas(64) int16_t values[256];
+    Bitboard pieces[14];      // by piece code
+    unsigned netGeneration;   // 0: empty; otherwise the network the sums belong to
+};
+struct RefreshCache {
+    KingRefreshEntry entries[2][64];  // [perspective][own king square]
+};
+
+// The thread's refresh cache, reached through its Position; null for a
+// Position without evaluation tables.
+RefreshCache* refreshCacheOf(const Position& p);
 
 constexpr int EVAL_CACHE_SIZE = 16384;
 constexpr int PAWN_HASH_SIZE = 65536;

@@ -22,6 +22,7 @@ struct EvalTables {
     unsigned generation;
     alignas(64) EvalCacheEntry cache[EVAL_CACHE_SIZE];
     alignas(64) PawnEntry pawns[PAWN_HASH_SIZE];
+    RefreshCache refresh;
 };
 
 unsigned currentGeneration = 1;
@@ -33,6 +34,7 @@ EvalTables* tablesOf(const Position& p) {
 void clearTables(EvalTables* t) {
     std::memset(t->cache, 0, sizeof t->cache);
     std::memset(t->pawns, 0, sizeof t->pawns);
+    std::memset(static_cast<void*>(&t->refresh), 0, sizeof t->refresh);
     t->generation = currentGeneration;
 }
 
@@ -41,6 +43,8 @@ int clampScore(int v) { return v < -SCORE_LIMIT ? -SCORE_LIMIT : v > SCORE_LIMIT
 } // namespace
 
 bool handcraftedOnly = false;
+
+RefreshCache* refreshCacheOf(const Position& p) { return p.evalCache ? &tablesOf(p)->refresh : nullptr; }
 
 void initEvaluation(Position& p) {
     EvalTables* t = p.evalCache ? tablesOf(p) : new EvalTables;

@@ -1,6 +1,7 @@
 #include "eval/network.h"
 
 #include "eval/evaluate.h"
+#include "uci/output.h"
 
 #include <fstream>
 #include <iostream>
@@ -41,7 +42,7 @@ bool loadNet(std::istream& in) {
     readBlock(in, nnue.l2Weights, NNUE_L2 * NNUE_L1);
     readBlock(in, &nnue.outputBias, 1);
     readBlock(in, nnue.outputWeights, NNUE_L2);
-    std::cout << "Net read" << std::endl;
+    sendLine("Net read");
     netLoaded = true;
     evaluationChanged();
     return bool(in);

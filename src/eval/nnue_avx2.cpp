@@ -1,137 +1,14 @@
 // The network's arithmetic with 32-byte AVX2 vectors.
 #include <immintrin.h>
 
-#include "eval/net_layout.h"
-#include "eval/nnue_kernels.h"
-
 namespace {
 
-constexpr int CHUNK = 128;  // accumulator elements kept in registers per pass (8 vectors)
-
-void updateAvx2(int16_t* out, const int16_t* base, const int* added, int addedCount,
-                const int* removed, int removedCount) {
-    for (int c = 0; c < NNUE_HIDDEN; c += CHUNK) {
-        __m256i r[CHUNK / 16];
-        for (int i = 0; i < CHUNK / 16; ++i) r[i] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(base + c) + i);
-        for (int a = 0; a < addedCount; ++a) {
-            const __m256i* w = reinterpret_cast<const __m256i*>(nnue.transformerWeights + size_t(added[a]) * NNUE_HIDDEN + c);
-            for (int i = 0; i < CHUNK / 16; ++i) r[i] = _mm256_add_epi16(r[i], _mm256_load_si256(w + i));
-        }
-        for (int d = 0; d < removedCount; ++d) {
-            const __m256i* w = reinterpret_cast<const __m256i*>(nnue.transformerWeights + size_t(removed[d]) * NNUE_HIDDEN + c);
-            for (int i = 0; i < CHUNK / 16; ++i) r[i] = _mm256_sub_epi16(r[i], _mm256_load_si256(w + i));
-        }
-        for (int i = 0; i < CHUNK / 16; ++i) _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + c) + i, r[i]);
-    }
-}
-
-// 0..127 bytes in accumulator order; the pack works per 128-bit lane, so the
-// quarters are put back in order afterwards.
-void clipHalf(const int16_t* acc, __m256i* out) {
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i* in = reinterpret_cast<const __m256i*>(acc);
-    for (int i = 0; i < NNUE_HIDDEN / 32; ++i) {
-        __m256i packed = _mm256_packs_epi16(_mm256_max_epi16(_mm256_loadu_si256(in + 2 * i), zero),
-                                            _mm256_max_epi16(_mm256_loadu_si256(in + 2 * i + 1), zero));
-        out[i] = _mm256_permute4x64_epi64(packed, 0xd8);
-    }
-}
-
-inline __m256i rowSums(const __m256i* in, const int8_t* row, int vectors) {
-    const __m256i ones = _mm256_set1_epi16(1);
-    const __m256i* w = reinterpret_cast<const __m256i*>(row);
-    __m256i sum = _mm256_setzero_si256();
-    for (int i = 0; i < vectors; ++i)
-        sum = _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_maddubs_epi16(in[i], _mm256_load_si256(w + i)), ones));
-    return sum;
-}
-
-// Four neurons' totals from their eight-lane partial sums.
-inline __m128i sumFour(__m256i s0, __m256i s1, __m256i s2, __m256i s3) {
-    __m256i h = _mm256_hadd_epi32(_mm256_hadd_epi32(s0, s1), _mm256_hadd_epi32(s2, s3));
-    return _mm_add_epi32(_mm256_castsi256_si128(h), _mm256_extracti128_si256(h, 1));
-}
-
-// Four weight rows against the same inputs, each input vector loaded once.
-template <int VECTORS>
-inline __m128i fourNeurons(const __m256i* in, const int8_t* rows) {
-    const __m256i ones = _mm256_set1_epi16(1);
-    const __m256i* w = reinterpret_cast<const __m256i*>(rows);
-    __m256i s0 = _mm256_setzero_si256(), s1 = s0, s2 = s0, s3 = s0;
-    for (int i = 0; i < VECTORS; ++i) {
-        __m256i x = in[i];
-        s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + i)), ones));
-        s1 = _mm256_add_epi32(s1, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + VECTORS + i)), ones));
-        s2 = _mm256_add_epi32(s2, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 2 * VECTORS + i)), ones));
-        s3 = _mm256_add_epi32(s3, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 3 * VECTORS + i)), ones));
-    }
-    return sumFour(s0, s1, s2, s3);
-}
-
-// 32 outputs in 0..127 (one vector) from VECTORS input vectors of 32 bytes.
-template <int VECTORS>
-__m256i denseLayer(const __m256i* in, const int8_t* weights, const int32_t* bias) {
-    constexpr int inputs = VECTORS * 32;
-    __m128i sums[NNUE_L1 / 4];
-    for (int j = 0; j < NNUE_L1; j += 4)
-        sums[j / 4] = _mm_add_epi32(fourNeurons<VECTORS>(in, weights + j * inputs),
-                                    _mm_load_si128(reinterpret_cast<const __m128i*>(bias + j)));
-    const __m128i zero = _mm_setzero_si128();
-    __m128i half[2];
-    for (int k = 0; k < 2; ++k) {
-        __m128i lo = _mm_max_epi16(_mm_srai_epi16(_mm_packs_epi32(sums[4 * k], sums[4 * k + 1]), 6), zero);
-        __m128i hi = _mm_max_epi16(_mm_srai_epi16(_mm_packs_epi32(sums[4 * k + 2], sums[4 * k + 3]), 6), zero);
-        half[k] = _mm_packs_epi16(lo, hi);
-    }
-    return _mm256_set_m128i(half[1], half[0]);
-}
-
-// The first layer from the chunked weights, visiting only input chunks with a
-// non-zero byte. Inputs are at most 127, so no pair of products reaches the
-// 16-bit saturation and the order of the 32-bit sums does not matter.
-__m256i firstLayer(const __m256i* in) {
-    const __m256i ones = _mm256_set1_epi16(1);
-    const __m256i zero = _mm256_setzero_si256();
-    const int32_t* chunks = reinterpret_cast<const int32_t*>(in);
-    __m256i s0 = zero, s1 = zero, s2 = zero, s3 = zero;
-    for (int v = 0; v < NNUE_INPUTS / 32; ++v) {
-        unsigned nonZero = ~unsigned(_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(in[v], zero)))) & 0xff;
-        while (nonZero) {
-            int chunk = v * 8 + __builtin_ctz(nonZero);
-            nonZero &= nonZero - 1;
-            __m256i x = _mm256_set1_epi32(chunks[chunk]);
-            const __m256i* w = reinterpret_cast<const __m256i*>(nnueChunked.l1ByChunk[chunk]);
-            s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 0)), ones));
-            s1 = _mm256_add_epi32(s1, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 1)), ones));
-            s2 = _mm256_add_epi32(s2, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 2)), ones));
-            s3 = _mm256_add_epi32(s3, _mm256_madd_epi16(_mm256_maddubs_epi16(x, _mm256_load_si256(w + 3)), ones));
-        }
-    }
-    const __m256i* bias = reinterpret_cast<const __m256i*>(nnue.l1Bias);
-    s0 = _mm256_add_epi32(s0, _mm256_load_si256(bias + 0));
-    s1 = _mm256_add_epi32(s1, _mm256_load_si256(bias + 1));
-    s2 = _mm256_add_epi32(s2, _mm256_load_si256(bias + 2));
-    s3 = _mm256_add_epi32(s3, _mm256_load_si256(bias + 3));
-    // Packing works per 128-bit lane: groups of four neurons come out in the
-    // order 0 2 4 6 | 1 3 5 7 and are put back in order at the end.
-    __m256i a = _mm256_max_epi16(_mm256_srai_epi16(_mm256_packs_epi32(s0, s1), 6), zero);
-    __m256i b = _mm256_max_epi16(_mm256_srai_epi16(_mm256_packs_epi32(s2, s3), 6), zero);
-    return _mm256_permutevar8x32_epi32(_mm256_packs_epi16(a, b), _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
-}
-
-int32_t propagateAvx2(const int16_t* mover, const int16_t* other) {
-    __m256i input[NNUE_INPUTS / 32];
-    clipHalf(mover, input);
-    clipHalf(other, input + NNUE_HIDDEN / 32);
-    __m256i hidden1 = firstLayer(input);
-    __m256i hidden2 = denseLayer<1>(&hidden1, nnue.l2Weights, nnue.l2Bias);
-    __m256i s = rowSums(&hidden2, nnue.outputWeights, 1);
-    __m128i t = _mm_add_epi32(_mm256_castsi256_si128(s), _mm256_extracti128_si256(s, 1));
-    t = _mm_add_epi32(t, _mm_shuffle_epi32(t, 0x4e));
-    t = _mm_add_epi32(t, _mm_shuffle_epi32(t, 0xb1));
-    return int32_t(uint32_t(_mm_cvtsi128_si32(t)) + uint32_t(nnue.outputBias));
+inline __m256i dotAdd(__m256i sum, __m256i x, __m256i w) {
+    return _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_maddubs_epi16(x, w), _mm256_set1_epi16(1)));
 }
 
 } // namespace
 
-const NnueKernel avx2Kernel = {"AVX2", updateAvx2, propagateAvx2};
+#include "eval/nnue_vec256.h"
+
+const NnueKernel avx2Kernel = {"AVX2", updateVec256, propagateVec256};

@@ -1,5 +1,5 @@
-// The arithmetic of the network, in three interchangeable versions: portable
-// scalar code (the reference), SSSE3 and AVX2. All three give bit-identical
+// The arithmetic of the network, in interchangeable versions: portable scalar
+// code (the reference), SSSE3, AVX2 and AVX-512 VNNI. All give bit-identical
 // results; each lives in its own file compiled for its instruction set, so one
 // binary can hold them all and the tests can compare them.
 #pragma once
@@ -22,9 +22,16 @@ struct NnueKernel {
 extern const NnueKernel scalarKernel;
 extern const NnueKernel ssse3Kernel;
 extern const NnueKernel avx2Kernel;
+extern const NnueKernel avx512Kernel;
 
-// The version this build uses for the engine, chosen by its instruction-set flags.
-const NnueKernel& engineKernel();
+// The version the engine uses, chosen once when the program starts: the widest
+// one the processor can execute, unless the build fixes one. Reading it is one
+// load, so the evaluation pays nothing per call for the choice.
+extern const NnueKernel* activeKernel;
+inline const NnueKernel& engineKernel() { return *activeKernel; }
 
 // Whether the processor running us can execute a kernel.
 bool kernelSupported(const NnueKernel& k);
+
+// The widest kernel the processor running us can execute.
+const NnueKernel& widestSupportedKernel();

@@ -20,6 +20,7 @@
 #include "search/processor_groups.h"
 #include "search/tt.h"
 #include "uci/options.h"
+#include "uci/output.h"
 
 double texelK = 3.55;
 
@@ -64,7 +65,12 @@ public:
     explicit texelWorker(unsigned index) : index(index) {
         position->plyStates[0].moveStart = moves.data();
         initEvaluation(*position);
-        thread = std::thread([this] { run(); });
+        try {
+            thread = std::thread([this] { run(); });
+        } catch (...) {
+            releaseEvaluation(*position);
+            throw;
+        }
         // Wait for the greeting so that every "Lets go" comes before the tuner's own output.
         std::unique_lock<std::mutex> lock(mutex);
         wake.wait(lock, [this] { return started; });
@@ -94,8 +100,7 @@ public:
 private:
     void run() {
         bindThisThread(index);
-        std::printf("Lets go\n");
-        std::fflush(stdout);
+        sendLine("Lets go");
         std::unique_lock<std::mutex> lock(mutex);
         started = true;
         wake.notify_all();
@@ -136,7 +141,14 @@ private:
 std::vector<std::unique_ptr<texelWorker>> pool;
 
 void ensureWorkers(int n) {
-    while (int(pool.size()) < n) pool.push_back(std::make_unique<texelWorker>(unsigned(pool.size())));
+    try {
+        while (int(pool.size()) < n) pool.push_back(std::make_unique<texelWorker>(unsigned(pool.size())));
+    } catch (const std::exception&) {
+        // The system refused another thread: tune with those there are, if any.
+        if (pool.empty()) throw;
+        sendLine("info string Only " + std::to_string(pool.size()) + " of " + std::to_string(n)
+                 + " tuner threads could be started");
+    }
     while (int(pool.size()) > n) pool.pop_back();
 }
 

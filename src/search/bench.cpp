@@ -63,8 +63,12 @@ BenchResult runBench(int depth, bool onPool) {
         clear();
         clearSearchTables();
         auto start = std::chrono::steady_clock::now();
-        result.nodes += onPool ? searchFixedDepthWithPool(*root, depth) : searchFixedDepth(*root, depth);
-        result.seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        uint64_t nodes = onPool ? searchFixedDepthWithPool(*root, depth) : searchFixedDepth(*root, depth);
+        double taken = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        result.nodes += nodes;
+        result.seconds += taken;
+        result.positionNodes.push_back(nodes);
+        result.positionSeconds.push_back(taken);
         ++result.positions;
     }
     releaseEvaluation(*root);
@@ -74,6 +78,12 @@ BenchResult runBench(int depth, bool onPool) {
 void printBenchReport(std::ostream& out, const BenchResult& r, int threads, bool onPool) {
     auto nps = static_cast<unsigned long long>(double(r.nodes) / (r.seconds > 0 ? r.seconds : 1e-9));
     char text[512];
+    if (onPool)
+        for (size_t i = 0; i < r.positionNodes.size(); ++i) {
+            std::snprintf(text, sizeof text, "Position %2d    : %llu nodes %.1f ms\n", int(i) + 1,
+                          static_cast<unsigned long long>(r.positionNodes[i]), r.positionSeconds[i] * 1000);
+            out << text;
+        }
     std::snprintf(text, sizeof text,
                   "Positions      : %d\nDepth          : %d\nThreads        : %d%s\nNodes searched : %llu\n"
                   "Time (ms)      : %.0f\nNodes/second   : %llu\n%llu nodes %llu nps\n",

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <vector>
 
 inline constexpr int BENCH_DEFAULT_DEPTH = 11;
 // The benchmark always runs with this table size, whatever the Hash option says.
@@ -16,6 +17,9 @@ struct BenchResult {
     uint64_t nodes = 0;
     double seconds = 0;  // searching only, without the table clears between positions
     bool ok = true;      // false when a stored position failed to load
+    // Per position, so that time to depth can be compared position by position.
+    std::vector<uint64_t> positionNodes;
+    std::vector<double> positionSeconds;
 };
 
 // Runs every position on the calling thread (onPool false: a reproducible
@@ -24,4 +28,5 @@ struct BenchResult {
 BenchResult runBench(int depth, bool onPool);
 
 // The report, ending in the "N nodes M nps" line that engine-testing tools read.
+// On the pool it first gives each position's nodes and time.
 void printBenchReport(std::ostream& out, const BenchResult& result, int threads, bool onPool);

@@ -5,6 +5,9 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <vector>
+
+#include "board/types.h"
 
 struct TimeControl {
     int64_t startTime = 0;       // ms of the monotonic clock
@@ -22,6 +25,7 @@ struct TimeControl {
     int softLimit = 0;
     int hardLimit = 0;
     float timeFactor = 1.0f;
+    std::vector<Move> searchMoves; // "searchmoves": the root moves allowed; empty for all
 };
 
 // Written by the command thread only while the search threads are idle.

@@ -190,7 +190,17 @@ void iterativeDeepening(worker& w, bool leader) {
         if (leader) reportNoMove(w);
         return;
     }
-    if (leader && rootTablebaseMove(w)) return;
+    // "go searchmoves": only the listed moves are searched (a search on its own budget takes them all).
+    const size_t legalMoves = w.rootMoves.size();
+    const bool restricted = !w.nodeLimit && !timeControl.searchMoves.empty();
+    if (restricted) {
+        const std::vector<Move>& allowed = timeControl.searchMoves;
+        std::erase_if(w.rootMoves, [&](const RootMove& r) {
+            return std::none_of(allowed.begin(), allowed.end(), [&](Move a) { return sameMove(a, r.move); });
+        });
+        if (w.rootMoves.empty()) w.rootMoves.push_back({moveBase(allowed[0]), 0});
+    }
+    if (leader && !restricted && rootTablebaseMove(w)) return;
 
     // The stored best move of this position goes first.
     Move stored = entryMove(probe(*w.table, p.key));
@@ -198,7 +208,7 @@ void iterativeDeepening(worker& w, bool leader) {
         if (stored && sameMove(w.rootMoves[i].move, stored)) moveToFront(w.rootMoves, i);
     w.rootBestMove = w.rootMoves[0].move;
     w.rootPv = {w.rootBestMove};
-    const bool singleMove = w.rootMoves.size() == 1;
+    const bool singleMove = legalMoves == 1;
     const int depthLimit = w.nodeLimit ? 0 : timeControl.depth;
 
     for (int depth = 1; depth <= 127; ++depth) {

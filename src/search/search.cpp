@@ -6,6 +6,7 @@
 #include "board/attacks.h"
 #include "board/makemove.h"
 #include "board/movequery.h"
+#include "board/zobrist.h"
 #include "eval/evaluate.h"
 #include "search/control.h"
 #include "search/history.h"
@@ -45,8 +46,18 @@ bool outOfTime(worker& w) {
     return timeControl.nodes && totalNodes() >= timeControl.nodes;
 }
 
+// The key after a plain move or capture. Asking for its bucket before the move
+// is made gives the memory the time of making it; castling, promotions and
+// changes of castling rights or en-passant file end elsewhere, and their
+// bucket is asked for once the move is made.
+inline void prefetchChildBucket(const worker& w, const Position& p, Move m) {
+    int from = moveFrom(m), to = moveTo(m), piece = p.board[from];
+    prefetchBucket(*w.table, p.key ^ sideKey ^ pieceKeys[piece][from] ^ pieceKeys[piece][to] ^ pieceKeys[p.board[to]][to]);
+}
+
 inline void makeSearchMove(worker& w, int ply, Move m) {
     Position& p = *w.pos;
+    prefetchChildBucket(w, p, m);
     Move tagged = withPiece(m, p.board[moveFrom(m)]);
     w.frames[ply].current = tagged;
     SearchFrame& child = w.frames[ply + 1];
@@ -521,6 +532,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
         if (!inCheck) selectBestKey(cur, end);
         Move m = *cur;
         if (!inCheck && depth >= QS_SEE_DEPTH && moveFlag(m) != FLAG_EP && !isCastling(m) && !seeTest(p, m, 0)) continue;
+        prefetchChildBucket(w, p, m);
         if (!isLegal(p, ply, m)) continue;
         makeMove(p, ply, m);
         prefetchBucket(*w.table, p.key);

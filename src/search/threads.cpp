@@ -3,12 +3,15 @@
 #include <chrono>
 #include <climits>
 #include <cstring>
+#include <string>
+#include <system_error>
 
 #include "eval/evaluate.h"
 #include "search/control.h"
 #include "search/processor_groups.h"
 #include "search/root.h"
 #include "search/tt.h"
+#include "uci/output.h"
 
 std::vector<worker*> pool;
 bool searchOutputEnabled = true;
@@ -27,7 +30,13 @@ worker::worker(unsigned threadIndex) : index(threadIndex) {
     position.pawnHash = nullptr;
     position.threadIndex = index;
     initEvaluation(position);
-    thread = std::thread(&worker::idleLoop, this);
+    try {
+        thread = std::thread(&worker::idleLoop, this);
+    } catch (...) {
+        releaseEvaluation(position);
+        delete history;
+        throw;
+    }
     std::unique_lock<std::mutex> lock(mutex);
     wake.wait(lock, [this] { return !searching; });
 }
@@ -96,18 +105,23 @@ void wakeThread(worker& w) {
 
 unsigned poolBuilds = 0;
 
-void setThreadCount(int n) {
+int setThreadCount(int n) {
     ++poolBuilds;
     if (!pool.empty()) waitIdle(*pool[0]);
     while (!pool.empty()) {
         delete pool.back();
         pool.pop_back();
     }
-    if (n >= 1) {
-        pool.push_back(new boss());
+    try {
+        if (n >= 1) pool.push_back(new boss());
         while (int(pool.size()) < n) pool.push_back(new worker(unsigned(pool.size())));
+    } catch (const std::exception&) {
+        // The system refused another thread (a process or memory limit): search with those there are.
+        sendLine("info string Only " + std::to_string(pool.size()) + " of " + std::to_string(n)
+                 + " search threads could be started");
     }
     clearSearchTables();
+    return int(pool.size());
 }
 
 void stopAndWait() {

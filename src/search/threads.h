@@ -9,8 +9,9 @@
 
 extern std::vector<worker*> pool;
 
-// Rebuilds the pool with n threads (none when n < 1).
-void setThreadCount(int n);
+// Rebuilds the pool with n threads (none when n < 1). Returns the number
+// started, fewer than n when the system refuses more threads.
+int setThreadCount(int n);
 // How many times the pool was built, so that a rebuild can be noticed.
 extern unsigned poolBuilds;
 // Sets the stop flag and waits until no thread searches.

@@ -47,7 +47,8 @@ inline void store(uint64_t key, Move move, int score, int depth, int bound, int 
 inline void prefetchBucket(const TranspositionTable& table, uint64_t key) {
     __builtin_prefetch(table.buckets + (key & table.mask));
 }
-void resize(int megabytes);
+// Returns the size obtained in MiB: less than asked for when memory is short.
+int resize(int megabytes);
 void clear();
 void newSearch();
 void newSearch(TranspositionTable& table);  // a table of a search run on its own

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tablebase/registry.h"
+#include "uci/output.h"
 
 #ifdef _WIN32
 #ifndef NOMINMAX
@@ -99,8 +100,7 @@ bool tableFileIsUsable(const std::string& name, const std::string& extension) {
     if (!ok) {
         const char* bare = extension.c_str() + (extension[0] == '.' ? 1 : 0);
         std::fprintf(stderr, "Incomplete tablebase file %s.%s\n", name.c_str(), bare);
-        std::printf("info string Incomplete tablebase file %s.%s\n", name.c_str(), bare);
-        std::fflush(stdout);
+        sendLine("info string Incomplete tablebase file " + name + "." + bare);
     }
     return ok;
 }

@@ -1,13 +1,16 @@
 #include "uci/go.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "eval/network.h"
 #include "search/control.h"
 #include "search/threads.h"
 #include "search/tt.h"
+#include "uci/movetext.h"
 #include "uci/options.h"
 #include "uci/output.h"
 #include "uci/position_command.h"
@@ -73,18 +76,66 @@ Allotment allotTime(const AllotmentInput& in) {
     return out;
 }
 
+Allotment withSafetyMargin(const Allotment& a, const AllotmentInput& in) {
+    Allotment out = a;
+    if (in.moveTime != 0) return out;
+    // A process scheduled late loses the time between the GUI's clock and its
+    // own: keep MoveOverhead plus a quarter of the rest back. The part kept is
+    // a larger share of the clock the less time is left.
+    int64_t avail = int64_t(in.time) - in.overhead;
+    int64_t cap = std::max<int64_t>(1, avail - avail / 4);
+    out.hardLimit = int(std::min<int64_t>(out.hardLimit, cap));
+    if (in.movesToGoGiven && in.movesToGo == 4) out.hardLimit = std::max(out.hardLimit, 40);
+    return out;
+}
+
+int clockCheckInterval(int hardLimitMs) {
+    // A clock read costs nanoseconds; short limits read it often so that a
+    // slow stretch (a loaded machine, a big quiescence tree) cannot overrun them.
+    // On a loaded machine a thread may manage only a few thousand nodes per
+    // second, so even 1024 nodes can be tens of milliseconds.
+    return hardLimitMs < 1000 ? 128 : hardLimitMs < 10000 ? 512 : 4096;
+}
+
 namespace {
 
-// Reads the value after a keyword; false (and the rest of the line ignored) when it is not a number.
+bool isGoKeyword(const std::string& token) {
+    static const char* const words[] = {"wtime", "btime", "winc", "binc", "movestogo", "depth", "nodes",
+                                        "mate", "movetime", "infinite", "ponder", "searchmoves"};
+    for (const char* w : words)
+        if (token == w) return true;
+    return false;
+}
+
+// The number after a keyword. A missing or malformed value is reported and the
+// field keeps its default, so that the search still starts and answers.
 template <typename T>
-bool readValue(std::istream& args, T& field) {
+bool readValue(std::istream& args, const std::string& keyword, T& field) {
+    std::string text;
+    if (!(args >> text)) {
+        sendLine("info string go: " + keyword + " needs a number, ignored");
+        return false;
+    }
     T value{};
-    if (args >> value) {
-        field = value;
-        return true;
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) {
+        sendLine("info string go: " + keyword + " " + excerpt(text) + " is not a whole number, ignored");
+        return false;
     }
     field = value;
-    return false;
+    return true;
+}
+
+// Reads the moves after "searchmoves" up to the next keyword; returns that keyword, if any.
+std::string readSearchMoves(std::istream& args, std::vector<Move>& moves) {
+    std::string token;
+    while (args >> token) {
+        if (isGoKeyword(token)) return token;
+        Move m = findLegalMove(mainPosition, 0, token);
+        if (m == NO_MOVE) sendLine("info string go: searchmoves " + excerpt(token) + " is not a legal move, ignored");
+        else if (std::find(moves.begin(), moves.end(), m) == moves.end()) moves.push_back(m);
+    }
+    return "";
 }
 
 } // namespace
@@ -98,25 +149,57 @@ void go(std::istream& args) {
     // A search still running ends here with its own bestmove, so that the
     // command loop is never held up behind an endless search.
     stopAndWait();
+    if (pool.empty() && setThreadCount(optionThreads) == 0) {
+        sendLine("info string no search thread could be started, no search");
+        return;
+    }
 
     TimeControl tc;
     tc.startTime = start;
+    int64_t nodes = 0;
+    bool nodesGiven = false, depthGiven = false, moveTimeGiven = false;
     std::string token;
-    bool reading = true;
-    while (reading && args >> token) {
+    bool pending = false;
+    while (pending || args >> token) {
+        pending = false;
         if (token == "ponder") tc.pondering = true;
         else if (token == "infinite") tc.infinite = true;
-        else if (token == "wtime") reading = readValue(args, tc.time[WHITE]);
-        else if (token == "btime") reading = readValue(args, tc.time[BLACK]);
-        else if (token == "winc") reading = readValue(args, tc.inc[WHITE]);
-        else if (token == "binc") reading = readValue(args, tc.inc[BLACK]);
+        else if (token == "wtime") readValue(args, token, tc.time[WHITE]);
+        else if (token == "btime") readValue(args, token, tc.time[BLACK]);
+        else if (token == "winc") readValue(args, token, tc.inc[WHITE]);
+        else if (token == "binc") readValue(args, token, tc.inc[BLACK]);
         else if (token == "movestogo") {
             tc.movesToGoGiven = true;
-            reading = readValue(args, tc.movesToGo);
-        } else if (token == "depth") reading = readValue(args, tc.depth);
-        else if (token == "mate") reading = readValue(args, tc.mate);
-        else if (token == "movetime") reading = readValue(args, tc.moveTime);
-        else if (token == "nodes") reading = readValue(args, tc.nodes);
+            readValue(args, token, tc.movesToGo);
+        } else if (token == "depth") {
+            depthGiven = readValue(args, token, tc.depth);
+        } else if (token == "mate") readValue(args, token, tc.mate);
+        else if (token == "movetime") {
+            moveTimeGiven = readValue(args, token, tc.moveTime);
+        } else if (token == "nodes") {
+            nodesGiven = readValue(args, token, nodes);
+        } else if (token == "searchmoves") {
+            token = readSearchMoves(args, tc.searchMoves);
+            pending = !token.empty();
+        }
+    }
+    // Values a GUI could send but the limits cannot mean: the nearest sensible search.
+    if (depthGiven && tc.depth < 1) {
+        sendLine("info string go: depth " + std::to_string(tc.depth) + " is searched as depth 1");
+        tc.depth = 1;
+    }
+    if (moveTimeGiven && tc.moveTime < 1) {
+        sendLine("info string go: movetime " + std::to_string(tc.moveTime) + " is searched as 1 ms");
+        tc.moveTime = 1;
+    }
+    if (nodesGiven && nodes < 1) {
+        sendLine("info string go: nodes " + std::to_string(nodes) + " is searched as 1 node");
+        nodes = 1;
+    }
+    tc.nodes = uint64_t(nodes);
+    if (tc.mate < 0) {
+        sendLine("info string go: mate " + std::to_string(tc.mate) + " is ignored");
+        tc.mate = 0;
     }
 
     const int side = mainPosition.sideToMove;
@@ -132,15 +215,17 @@ void go(std::istream& args) {
     in.ponder = optionPonder;
     in.newGame = newGameFlag;
     in.incrementFactor = incrementFactor;
-    Allotment a = allotTime(in);
+    Allotment a = withSafetyMargin(allotTime(in), in);
     incrementFactor = a.incrementFactor;
     newGameFlag = false;
     tc.movesToGo = a.movesToGo;
     tc.softLimit = a.softLimit;
     tc.hardLimit = a.hardLimit;
     tc.timeFactor = a.timeFactor;
+    tc.nodeCheckInterval = clockCheckInterval(tc.hardLimit);
     // Small node budgets are checked more often than every 4096 nodes.
-    if (tc.nodes > 0 && tc.nodes < 4096ull * 64) tc.nodeCheckInterval = int(std::max<uint64_t>(64, tc.nodes / 64));
+    if (tc.nodes > 0 && tc.nodes < 4096ull * 64)
+        tc.nodeCheckInterval = std::min(tc.nodeCheckInterval, int(std::max<uint64_t>(64, tc.nodes / 64)));
 
     timeControl = tc;
     stopFlag.set(false);

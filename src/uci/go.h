@@ -30,6 +30,13 @@ struct Allotment {
 // The soft and hard time limits of one move; a pure function of its input.
 Allotment allotTime(const AllotmentInput& in);
 
+// The allotment with the engine's own safety margin on top: the hard limit
+// keeps MoveOverhead and a quarter of the remaining clock in reserve (the
+// four-moves-to-go floor of 40 ms still holds).
+Allotment withSafetyMargin(const Allotment& a, const AllotmentInput& in);
+// Nodes between two reads of the clock for a given hard limit.
+int clockCheckInterval(int hardLimitMs);
+
 extern float incrementFactor;
 extern bool newGameFlag;
 

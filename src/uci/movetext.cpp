@@ -62,6 +62,13 @@ Move decodeMove(const Position& p, const std::string& text) {
             flag = FLAG_DOUBLE;
         }
     }
+    // A promotion letter belongs only to a pawn reaching the last rank; on any
+    // other move it would be silently dropped above, so the text is refused.
+    if (text.size() == 5) {
+        bool promotes = piece == makePiece(PAWN, us) && rankOf(to) == (us == WHITE ? 7 : 0);
+        bool letterOk = text[4] == 'n' || text[4] == 'b' || text[4] == 'r' || text[4] == 'q';
+        if (!promotes || !letterOk) return NO_MOVE;
+    }
     return makeMove(from, to, flag);
 }
 

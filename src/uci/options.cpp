@@ -1,5 +1,6 @@
 #include "uci/options.h"
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
@@ -41,9 +42,9 @@ bool readNumber(const std::string& value, int& out) {
         out = std::stoi(value);
         return true;
     } catch (const std::invalid_argument&) {
-        sendLine("info string invalid stoi argument: '" + value + "' is not a number, option unchanged");
+        sendLine("info string invalid stoi argument: " + excerpt(value) + " is not a number, option unchanged");
     } catch (const std::out_of_range&) {
-        sendLine("info string stoi argument out of range: '" + value + "', option unchanged");
+        sendLine("info string stoi argument out of range: " + excerpt(value) + ", option unchanged");
     }
     return false;
 }
@@ -59,13 +60,13 @@ void setoption(std::istream& args) {
     int number = 0;
     if (name == "Hash") {
         if (!readNumber(value, number)) return;
-        optionHash = clampTo(number, 1, 262144);
-        resize(optionHash);
+        int wanted = clampTo(number, 1, 262144);
+        // The reply names the value asked for unless memory ran short; then the size obtained.
+        optionHash = std::min(wanted, resize(wanted));
         sendLine("info string Size of Hashtable set to : " + std::to_string(optionHash));
     } else if (name == "Threads") {
         if (!readNumber(value, number)) return;
-        optionThreads = clampTo(number, 1, 256);
-        setThreadCount(optionThreads);
+        optionThreads = setThreadCount(clampTo(number, 1, 256));
         sendLine("info string Number of threads set to : " + std::to_string(optionThreads));
     } else if (name == "MoveOverhead") {
         if (!readNumber(value, number)) return;
@@ -94,7 +95,7 @@ void setoption(std::istream& args) {
         number = clampTo(number, 0, 4);
         if (number != optionNumaNode) {
             optionNumaNode = number;
-            setThreadCount(optionThreads);
+            optionThreads = setThreadCount(optionThreads);
         }
         sendLine("info string WindowsNumaNode set to: " + std::to_string(optionNumaNode));
     } else if (name == "UCI_Chess960") {

@@ -6,6 +6,7 @@
 
 #include "board/makemove.h"
 #include "uci/movetext.h"
+#include "uci/output.h"
 
 Position mainPosition;
 int gameMoveCount = 0;
@@ -56,7 +57,7 @@ bool positionCommand(std::istream& args, std::string* error) {
     } else if (word == "fen") {
         while (args >> word && word != "moves") fen += word + " ";
     } else {
-        *error = "position needs 'startpos' or 'fen', not '" + word + "'";
+        *error = "position needs 'startpos' or 'fen', not " + excerpt(word);
         return false;
     }
 
@@ -65,7 +66,8 @@ bool positionCommand(std::istream& args, std::string* error) {
     next->evalCache = mainPosition.evalCache;
     next->pawnHash = mainPosition.pawnHash;
     next->threadIndex = mainPosition.threadIndex;
-    if (!setFen(*next, fen, error)) {
+    int dropped = 0;
+    if (!setFen(*next, fen, error, &dropped)) {
         *error = "invalid FEN (" + *error + "), position unchanged";
         return false;
     }
@@ -73,7 +75,7 @@ bool positionCommand(std::istream& args, std::string* error) {
     while (args >> word) {
         Move m = findLegalMove(*next, 0, word);
         if (m == NO_MOVE) {
-            *error = "illegal or malformed move '" + word + "' after " + std::to_string(played) + " moves, position unchanged";
+            *error = "illegal or malformed move " + excerpt(word) + " after " + std::to_string(played) + " moves, position unchanged";
             return false;
         }
         playRootMove(*next, m);
@@ -85,6 +87,12 @@ bool positionCommand(std::istream& args, std::string* error) {
     next->dirty[0].count = 0;
     next->acc[0].computed = 0;
     mainPosition = *next;
+    if (dropped) {
+        std::string letters;
+        for (int i = 0; i < 4; ++i)
+            if (dropped & (1 << i)) letters += "KkQq"[i];
+        sendLine("info string castling rights " + letters + " dropped: no king and rook stand ready for them");
+    }
     if (fromStart) gameMoveCount = played;
     else gameMoveCount = next->gamePly > 1 ? next->gamePly + played : 1024;
     return true;

@@ -32,9 +32,8 @@ const char* SIMD_NAME = QUORVANE_SIMD_NAME;
 int perftDepth = 6;
 
 void printHelp() {
-    std::cout << "supported UCI commands 'uci' 'ucinewgame' 'position' 'go' 'ponderhit' 'stop 'quit' 'setoption' 'isready'\n"
-              << "other commands 'perft depth', default depth=6, change board with 'position'; 'showboard' shows the current board"
-              << std::endl;
+    sendLine("supported UCI commands 'uci' 'ucinewgame' 'position' 'go' 'ponderhit' 'stop 'quit' 'setoption' 'isready'");
+    sendLine("other commands 'perft depth', default depth=6, change board with 'position'; 'showboard' shows the current board");
 }
 
 void perftArgs(std::istream& args) {
@@ -44,16 +43,16 @@ void perftArgs(std::istream& args) {
         try {
             depth = std::stoi(word);
         } catch (const std::exception&) {
-            sendLine("info string perft depth '" + word + "' is not a number");
+            sendLine("info string perft depth " + excerpt(word) + " is not a number");
             return;
         }
-        if (depth < 1 || depth > 20) {
-            sendLine("info string perft depth must be between 1 and 20");
+        if (depth < 1 || depth > MAX_PERFT_DEPTH) {
+            sendLine("info string perft depth must be between 1 and " + std::to_string(MAX_PERFT_DEPTH));
             return;
         }
         perftDepth = depth;
     }
-    perftCommand(mainPosition, perftDepth, std::cout);
+    perftCommand(mainPosition, perftDepth, consoleOut());
 }
 
 // The fixed benchmark at the console or on the command line, as engine-testing
@@ -81,7 +80,7 @@ void benchArgs(std::istream& args) {
     stopAndWait();
     BenchResult result = runBench(depth, false);
     resize(optionHash);
-    printBenchReport(std::cout, result, 1, false);
+    printBenchReport(consoleOut(), result, 1, false);
 }
 
 } // namespace
@@ -120,35 +119,41 @@ bool executeCommand(const std::string& line) {
     } else if (command == "perft") {
         perftArgs(args);
     } else if (command == "rtest") {
-        rtestCommand(mainPosition, std::cout);
-    } else if (command == "rtestRFC") {
-        rtestRFCCommand(mainPosition, std::cout);
-    } else if (command == "texel") {
-        std::cout << "Starting texel tuning...." << std::endl;
+        // The checks resize the shared table, which a running search still probes.
         stopAndWait();
+        rtestCommand(mainPosition, consoleOut());
+    } else if (command == "rtestRFC") {
+        stopAndWait();
+        rtestRFCCommand(mainPosition, consoleOut());
+    } else if (command == "texel") {
+        stopAndWait();
+        sendLine("Starting texel tuning....");
         initZobrist();
         resize(optionHash);
-        runTexel(std::cout, "lichess-good.epd");
+        runTexel(consoleOut(), "lichess-good.epd");
         // The main position's running sums were made with the old tables.
         computeEvalSums(mainPosition);
     } else if (command == "showboard") {
-        std::cout << boardPicture(mainPosition) << std::flush;
+        consoleOut() << boardPicture(mainPosition) << std::flush;
     } else if (command == "evil") {
-        std::cout << "Evaluation : " << evaluateForDisplay(mainPosition) << std::endl;
+        sendLine("Evaluation : " + std::to_string(evaluateForDisplay(mainPosition)));
     } else if (command == "hashstats") {
-        printStatistics(std::cout);
+        printStatistics(consoleOut());
     } else if (command == "bench") {
         benchArgs(args);
     } else if (command == "help") {
         printHelp();
     } else {
-        std::cout << "Unknown command\n" << std::flush;
+        sendLine("Unknown command");
     }
     return true;
 }
 
 void startUp() {
-    std::cout << ENGINE_NAME << SIMD_NAME << "\nby Olvredan\n\nenter 'help' to see the commands" << std::endl;
+    sendLine(std::string(ENGINE_NAME) + SIMD_NAME);
+    sendLine("by Olvredan");
+    sendLine("");
+    sendLine("enter 'help' to see the commands");
     perftDepth = 6;
     initAttackTables();
     initZobrist();

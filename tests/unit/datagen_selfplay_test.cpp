@@ -187,7 +187,9 @@ TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
         TestPosition p(game.fens.front());
         bool initial = popcount(occupancy(*p)) > 20;  // the book line has 18 pieces
         fromStart += initial;
-        if (initial) EXPECT_NE(game.fens.front().rfind("rnbqkbnr/pppppppp/8/8/8/8/", 0), 0u) << "random moves made";
+        if (initial) {
+            EXPECT_NE(game.fens.front().rfind("rnbqkbnr/pppppppp/8/8/8/8/", 0), 0u) << "random moves made";
+        }
     }
     EXPECT_GT(fromStart, 8);
     EXPECT_LT(fromStart, 32);

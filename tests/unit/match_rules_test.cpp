@@ -79,6 +79,19 @@ TEST(MatchStats, SprtWithoutSpreadStillDecides) {
     EXPECT_LT(sprtLlr({3, 0, 0, 0, 0}, 0, 5), -2.95);
 }
 
+TEST(MatchStats, SprtDecidesOnlyOnceThePairsShowTheirSpread) {
+    // One lost pair has no spread: its ratio is far below the bound, yet proves nothing.
+    ASSERT_LT(sprtLlr({0, 1, 0, 0, 0}, 0, 15), -2.95);
+    EXPECT_EQ(sprtVerdict({0, 1, 0, 0, 0}, 0, 15, 0.05, 0.05), SprtVerdict::NONE);
+    EXPECT_EQ(sprtVerdict({0, 0, 0, 0, SPRT_MIN_PAIRS - 1}, 0, 15, 0.05, 0.05), SprtVerdict::NONE);
+    EXPECT_EQ(sprtVerdict({0, 0, 0, 0, SPRT_MIN_PAIRS}, 0, 15, 0.05, 0.05), SprtVerdict::H1);
+    EXPECT_EQ(sprtVerdict({SPRT_MIN_PAIRS, 0, 0, 0, 0}, 0, 15, 0.05, 0.05), SprtVerdict::H0);
+    // Enough pairs close to even: no decision either way.
+    EXPECT_EQ(sprtVerdict({10, 40, 80, 60, 10}, 0, 5, 0.05, 0.05), SprtVerdict::NONE);
+    // The same shares held six times as long (ratio 6 x 0.554) decide for the better engine.
+    EXPECT_EQ(sprtVerdict({60, 240, 480, 360, 60}, 0, 5, 0.05, 0.05), SprtVerdict::H1);
+}
+
 TEST(MatchScores, InfoLinesInAnyOrder) {
     ReportedScore a = infoScore("info depth 12 seldepth 18 score cp -35 nodes 1000 pv e2e4");
     EXPECT_TRUE(a.found && !a.mate && !a.bound);

@@ -183,6 +183,40 @@ TEST(Accumulator, LongChainsFallBackToRefresh) {
     EXPECT_TRUE(equalsRefresh(*p, 4));
 }
 
+// A king move refreshes only its own side's half: the other half follows from
+// the parent, as a corrupted parent shows.
+TEST(Accumulator, KingMoveRefreshesOnlyItsOwnHalf) {
+    useRandomNet(16);
+    TestPosition p("4k3/8/8/8/8/8/8/R3K2R b - - 0 1");
+    updateAccumulator(*p, 0);
+    p->acc[0].values[WHITE][0] ^= 0x77;
+    p->acc[0].values[BLACK][0] ^= 0x77;
+    makeMove(*p, 0, makeMove(60, 59));  // Kd8
+    updateAccumulator(*p, 1);
+    static Accumulator fresh;
+    refreshAccumulator(*p, fresh);
+    EXPECT_NE(fresh.values[WHITE][0], p->acc[1].values[WHITE][0]);
+    EXPECT_EQ(0, std::memcmp(fresh.values[BLACK], p->acc[1].values[BLACK], sizeof fresh.values[BLACK]));
+}
+
+// Refreshes start from the sums kept for the king's square; those must not
+// outlive the network they were computed with.
+TEST(Accumulator, KingSquareSumsAreDroppedWithTheirNetwork) {
+    TestPosition p("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
+    Move there = makeMove(4, 3);  // Kd1: refreshes White's half
+    for (uint64_t seed : {17, 18}) {
+        useRandomNet(seed);
+        p->acc[0].computed = 0;  // the root's sums belong to the old network too
+        makeMove(*p, 0, there);
+        updateAccumulator(*p, 1);
+        EXPECT_TRUE(equalsRefresh(*p, 1)) << seed;
+        unmakeMove(*p, 0, there);
+        p->acc[0].computed = 0;
+        updateAccumulator(*p, 0);
+        EXPECT_TRUE(equalsRefresh(*p, 0)) << seed;
+    }
+}
+
 TEST(Accumulator, TransformedInputOfMirroredPosition) {
     useRandomNet(16);
     for (const char* fen : {"r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3",

@@ -14,7 +14,7 @@ namespace {
 
 std::vector<const NnueKernel*> vectorKernels() {
     std::vector<const NnueKernel*> out;
-    for (const NnueKernel* k : {&ssse3Kernel, &avx2Kernel})
+    for (const NnueKernel* k : {&ssse3Kernel, &avx2Kernel, &avx512Kernel})
         if (kernelSupported(*k)) out.push_back(k);
     return out;
 }
@@ -24,6 +24,35 @@ TEST(NnueKernels, ThisMachineRunsAllThree) {
     EXPECT_TRUE(kernelSupported(ssse3Kernel));
     EXPECT_TRUE(kernelSupported(avx2Kernel));
 }
+
+// The comparisons below cover every kernel the processor can run; this one
+// says so when the widest is left out, and checks its fused multiply-add on
+// inputs at the top of their range, where a missing saturation would show.
+TEST(NnueKernels, Avx512VnniAgreesOnSaturatedInputs) {
+    if (!kernelSupported(avx512Kernel)) GTEST_SKIP() << "no AVX-512 VNNI on this processor: that kernel is not compared";
+    alignas(64) int16_t high[256], mixed[256];
+    for (int i = 0; i < 256; ++i) {
+        high[i] = 127 + i;
+        mixed[i] = int16_t(i % 3 == 0 ? 127 : i % 3 == 1 ? -5 : 64);
+    }
+    for (uint64_t seed : {41, 42, 43}) {
+        useRandomNet(seed);
+        EXPECT_EQ(scalarKernel.propagate(high, mixed), avx512Kernel.propagate(high, mixed));
+        EXPECT_EQ(scalarKernel.propagate(mixed, high), avx512Kernel.propagate(mixed, high));
+    }
+}
+
+#if !defined(QUORVANE_FIXED_KERNEL_AVX2) && !defined(QUORVANE_FIXED_KERNEL_SSSE3) && !defined(QUORVANE_FIXED_KERNEL_SCALAR)
+TEST(NnueKernels, DefaultBuildRunsTheWidestKernelThisMachineHas) {
+    const NnueKernel* widest = &scalarKernel;
+    if (__builtin_cpu_supports("ssse3")) widest = &ssse3Kernel;
+    if (__builtin_cpu_supports("avx2")) widest = &avx2Kernel;
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512vnni") && __builtin_cpu_supports("avx512vl"))
+        widest = &avx512Kernel;
+    EXPECT_EQ(widest, &engineKernel()) << engineKernel().name;
+    EXPECT_EQ(widest, &widestSupportedKernel());
+}
+#endif
 
 TEST(NnueKernels, SameOutputOnRandomPositions) {
     auto kernels = vectorKernels();

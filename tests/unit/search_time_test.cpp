@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "uci/go.h"
 
 namespace {
@@ -127,6 +129,49 @@ TEST(TimeAllotment, HardLimitStaysAboveSoftEvenWithNoTimeLeft) {
     Allotment a = allotTime(in);
     EXPECT_GE(a.softLimit, 0);
     EXPECT_GT(a.hardLimit, a.softLimit);
+}
+
+// The engine's margin on top of the allotment: however the formulas come out,
+// the hard limit leaves MoveOverhead and a quarter of the rest on the clock.
+TEST(TimeAllotment, SafetyMarginKeepsTimeInReserve) {
+    AllotmentInput in = bareGo();
+    in.inc = 100;
+    in.gameMoveCount = 30;
+    for (int t : {50, 100, 150, 200, 400, 1000, 3000, 10000, 60000}) {
+        in.time = t;
+        Allotment plain = allotTime(in);
+        Allotment safe = withSafetyMargin(plain, in);
+        EXPECT_LE(safe.hardLimit, plain.hardLimit) << t;
+        EXPECT_GE(safe.hardLimit, 1) << t;
+        EXPECT_LE(safe.hardLimit, std::max(1, (t - 100) - (t - 100) / 4)) << t;
+        EXPECT_EQ(safe.softLimit, plain.softLimit) << t;
+    }
+    // The formulas alone let a tiny clock with a large increment overrun what is left.
+    in.time = 120;
+    EXPECT_GT(allotTime(in).hardLimit, 120 - 100);
+    // A long clock is left as the formulas have it.
+    in.time = 60000;
+    EXPECT_EQ(withSafetyMargin(allotTime(in), in).hardLimit, allotTime(in).hardLimit);
+}
+
+TEST(TimeAllotment, SafetyMarginKeepsFixedTimesAndTheFourMoveFloor) {
+    AllotmentInput in = bareGo();
+    in.time = 100;
+    in.moveTime = 500;
+    EXPECT_EQ(withSafetyMargin(allotTime(in), in).hardLimit, 500);
+    in.moveTime = 0;
+    in.movesToGo = 4;
+    in.movesToGoGiven = true;
+    for (int t : {0, 60, 150}) {
+        in.time = t;
+        EXPECT_GE(withSafetyMargin(allotTime(in), in).hardLimit, 40) << t;
+    }
+}
+
+TEST(TimeAllotment, ShortLimitsReadTheClockOften) {
+    EXPECT_EQ(clockCheckInterval(60000), 4096);
+    EXPECT_LT(clockCheckInterval(500), 4096);
+    EXPECT_LE(clockCheckInterval(50), clockCheckInterval(500));
 }
 
 } // namespace

@@ -92,8 +92,9 @@ void checkGradients(bool factorised) {
         }
     }
     EXPECT_EQ(checked, int(blocks.size()) * 3 - 2);  // the output bias is a block of one
-    if (!factorised)  // the factor rows take no part at all
+    if (!factorised) {  // the factor rows take no part at all
         for (size_t p = factorStart; p < FT_BIAS; ++p) ASSERT_EQ(analytic(p), 0.0);
+    }
 }
 
 TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {

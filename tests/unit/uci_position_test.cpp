@@ -105,6 +105,28 @@ TEST_F(PositionCommand, MoveTextStandard) {
     EXPECT_EQ(mainPosition.board[37], EMPTY);
 }
 
+// A promotion letter on a move that promotes nothing was once dropped quietly.
+TEST_F(PositionCommand, PromotionLetterOnlyOnAPromotion) {
+    std::string error;
+    EXPECT_FALSE(run("startpos moves e2e4q", &error));
+    EXPECT_NE(error.find("e2e4q"), std::string::npos);
+    EXPECT_EQ(mainPosition.gamePly, 1);  // the start position stands
+    EXPECT_EQ(findLegalMove(mainPosition, 0, "g1f3n"), NO_MOVE);
+    ASSERT_TRUE(run("startpos moves e2e4 d7d5 e4e5 f7f5"));
+    EXPECT_EQ(findLegalMove(mainPosition, 0, "e5f6q"), NO_MOVE);  // en passant with a letter
+    EXPECT_NE(findLegalMove(mainPosition, 0, "e5f6"), NO_MOVE);
+    ASSERT_TRUE(run("fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1"));
+    EXPECT_EQ(findLegalMove(mainPosition, 0, "a7a8"), NO_MOVE);   // a promotion needs its letter
+    EXPECT_EQ(findLegalMove(mainPosition, 0, "a7a8k"), NO_MOVE);
+    EXPECT_EQ(findLegalMove(mainPosition, 0, "a7a8p"), NO_MOVE);
+    EXPECT_EQ(findLegalMove(mainPosition, 0, "e1e2q"), NO_MOVE);
+    for (const char* text : {"a7a8n", "a7a8b", "a7a8r", "a7a8q"}) {
+        Move m = findLegalMove(mainPosition, 0, text);
+        ASSERT_NE(m, NO_MOVE) << text;
+        EXPECT_EQ(moveToText(mainPosition, m), text);
+    }
+}
+
 TEST_F(PositionCommand, MoveTextChess960) {
     Chess960Scope on(true);
     ASSERT_TRUE(run("fen r3k2r/8/8/8/8/8/8/RK5R w AHah - 0 1"));

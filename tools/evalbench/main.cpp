@@ -109,7 +109,7 @@ int main(int argc, char** argv) {
         else fillMaterialNet(nnue);
         evaluationChanged();
         const char* netName = netKind == 0 ? "random" : "material";
-        for (const NnueKernel* k : {&scalarKernel, &ssse3Kernel, &avx2Kernel}) {
+        for (const NnueKernel* k : {&scalarKernel, &ssse3Kernel, &avx2Kernel, &avx512Kernel}) {
             if (!kernelSupported(*k)) continue;
             Measure with = timeWalk(positions, depth, k);
             double eval = with.nsPerNode - reference.nsPerNode;

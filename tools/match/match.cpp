@@ -151,11 +151,10 @@ void printSummary(const Settings& s, const MatchTally& t, const std::map<std::st
     std::printf("Pairs by %s's points (0, 0.5, 1, 1.5, 2): [%d, %d, %d, %d, %d]\n", names[0].c_str(), t.pairs[0],
                 t.pairs[1], t.pairs[2], t.pairs[3], t.pairs[4]);
     if (s.sprt.on) {
-        SprtBounds b = sprtBounds(s.sprt.alpha, s.sprt.beta);
-        double llr = sprtLlr(t.pairs, s.sprt.elo0, s.sprt.elo1);
+        SprtVerdict v = sprtVerdict(t.pairs, s.sprt.elo0, s.sprt.elo1, s.sprt.alpha, s.sprt.beta);
         std::printf("SPRT elo0 %g elo1 %g alpha %g beta %g: %s: %s\n", s.sprt.elo0, s.sprt.elo1, s.sprt.alpha,
                     s.sprt.beta, sprtText(s.sprt, t).c_str(),
-                    llr >= b.upper ? "H1 accepted" : llr <= b.lower ? "H0 accepted" : "no decision");
+                    v == SprtVerdict::H1 ? "H1 accepted" : v == SprtVerdict::H0 ? "H0 accepted" : "no decision");
     }
     std::printf("Faults:");
     if (faults.empty()) std::printf(" none");
@@ -223,9 +222,8 @@ int main(int argc, char** argv) {
             std::string progress;
             if (s.sprt.on) {
                 progress = "  " + sprtText(s.sprt, tally);
-                SprtBounds b = sprtBounds(s.sprt.alpha, s.sprt.beta);
-                double llr = sprtLlr(tally.pairs, s.sprt.elo0, s.sprt.elo1);
-                if (llr >= b.upper || llr <= b.lower) stop = true;
+                if (sprtVerdict(tally.pairs, s.sprt.elo0, s.sprt.elo1, s.sprt.alpha, s.sprt.beta) != SprtVerdict::NONE)
+                    stop = true;
             }
             std::printf("game %d: %s vs %s %s (%s)  [%s: +%d =%d -%d]%s\n", game + 1, names[size_t(whiteEngine)].c_str(),
                         names[size_t(1 - whiteEngine)].c_str(), r.result.c_str(), r.reason.c_str(), names[0].c_str(),

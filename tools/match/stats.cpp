@@ -77,3 +77,12 @@ double sprtLlr(const std::array<int, 5>& pairs, double elo0, double elo1) {
     double s0 = scoreFromElo(elo0), s1 = scoreFromElo(elo1);
     return m.n * (s1 - s0) * (2 * m.mean - s0 - s1) / (2 * m.variance);
 }
+
+SprtVerdict sprtVerdict(const std::array<int, 5>& pairs, double elo0, double elo1, double alpha, double beta) {
+    int n = 0;
+    for (int c : pairs) n += c;
+    if (n < SPRT_MIN_PAIRS) return SprtVerdict::NONE;
+    double llr = sprtLlr(pairs, elo0, elo1);
+    SprtBounds b = sprtBounds(alpha, beta);
+    return llr >= b.upper ? SprtVerdict::H1 : llr <= b.lower ? SprtVerdict::H0 : SprtVerdict::NONE;
+}

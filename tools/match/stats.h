@@ -36,3 +36,10 @@ SprtBounds sprtBounds(double alpha, double beta);
 // over pair scores: N (s1 - s0) (2 mean - s0 - s1) / (2 variance), with mean
 // and variance of the pair score (points / 2) and s0, s1 the expected scores.
 double sprtLlr(const std::array<int, 5>& pairs, double elo0, double elo1);
+
+// The test's verdict. The normal approximation needs the pairs' spread, which a
+// handful of pairs cannot show (one pair has none), so nothing is decided
+// before SPRT_MIN_PAIRS pairs, whatever the ratio.
+constexpr int SPRT_MIN_PAIRS = 10;
+enum class SprtVerdict { NONE, H0, H1 };
+SprtVerdict sprtVerdict(const std::array<int, 5>& pairs, double elo0, double elo1, double alpha, double beta);

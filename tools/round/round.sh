@@ -15,11 +15,13 @@ usage() {
   cat >&2 <<'TEXT'
 usage: tools/round/round.sh NAME [options]
   --positions N      new positions for this round (3000000), written in chunks of --chunk (500000)
+  --validation N     positions of the held-out games, when the data folder has none yet (200000)
   --threads N        game and training threads (all cores)
   --nodes N          search nodes per move in self-play (2000)
   --epochs N         training epochs (30); --lr X (0.0005; 0.002 with --from-scratch)
   --from-scratch     random weights instead of the shipped network's
-  --games N          match games (800), --tc B+I (10+0.1), --concurrency N (cores / 2)
+  --games N          most match games (2000), --tc B+I (10+0.1), --concurrency N (cores / 2)
+  --sprt E0 E1       the match's sequential test: new network E0 against E1 Elo better (0 15)
   --skip-match       stop after the provenance
 The data folder is $QUORVANE_DATA (default: the folder data/ beside the repository); the books
 come from $QUORVANE_BOOKS and the tablebases from $QUORVANE_SYZYGY (default: ../shared beside it).
@@ -29,18 +31,20 @@ TEXT
 
 [ $# -ge 1 ] || usage
 NAME="$1"; shift
-POSITIONS=3000000; CHUNK=500000; THREADS="$(nproc)"; NODES=2000; EPOCHS=30; LR=""; SCRATCH=0
-GAMES=800; TC=10+0.1; CONCURRENCY=$(( $(nproc) / 2 > 0 ? $(nproc) / 2 : 1 )); MATCH=1
+POSITIONS=3000000; CHUNK=500000; VALIDATION_POSITIONS=200000; THREADS="$(nproc)"; NODES=2000; EPOCHS=30; LR=""; SCRATCH=0
+GAMES=2000; TC=10+0.1; SPRT0=0; SPRT1=15; CONCURRENCY=$(( $(nproc) / 2 > 0 ? $(nproc) / 2 : 1 )); MATCH=1
 while [ $# -gt 0 ]; do
   case "$1" in
     --positions) POSITIONS="$2"; shift 2 ;;
     --chunk) CHUNK="$2"; shift 2 ;;
+    --validation) VALIDATION_POSITIONS="$2"; shift 2 ;;
     --threads) THREADS="$2"; shift 2 ;;
     --nodes) NODES="$2"; shift 2 ;;
     --epochs) EPOCHS="$2"; shift 2 ;;
     --lr) LR="$2"; shift 2 ;;
     --from-scratch) SCRATCH=1; shift ;;
     --games) GAMES="$2"; shift 2 ;;
+    --sprt) SPRT0="$2"; SPRT1="$3"; shift 3 ;;
     --tc) TC="$2"; shift 2 ;;
     --concurrency) CONCURRENCY="$2"; shift 2 ;;
     --skip-match) MATCH=0; shift ;;
@@ -85,7 +89,7 @@ generate() {  # file kind positions seed
 # The held-out games are made once and kept, so that every round's validation
 # loss is measured on the same positions.
 if [ -z "$("$BUILD/nnue_manifest" files "$DATA" validation)" ]; then
-  generate validation.bin validation 200000 20261123
+  generate validation.bin validation "$VALIDATION_POSITIONS" 20261123
 fi
 VALIDATION="$("$BUILD/nnue_manifest" files "$DATA" validation | head -1)"
 
@@ -139,9 +143,9 @@ say "provenance in $ROUND/provenance.txt"
 
 if [ "$MATCH" = 1 ]; then
   BOOK="$BOOKS/UHO_4060_v3.epd"
-  say "match against the shipped network ($GAMES games at $TC)"
+  say "match against the shipped network (sequential test $SPRT0 against $SPRT1 Elo, at most $GAMES games at $TC)"
   "$BUILD/match" --engine "$BUILD/quorvane" --engine "$BUILD/quorvane" --name "$NAME" --name shipped \
     --option "1:NetFile=$ROUND/$NAME.nnue" --option "2:NetFile=$SHIPPED" --option 1:Hash=64 --option 2:Hash=64 \
-    --tc "$TC" --games "$GAMES" --concurrency "$CONCURRENCY" --book "$BOOK" --seed 4242 \
+    --tc "$TC" --games "$GAMES" --sprt "$SPRT0" "$SPRT1" --margin 100 --concurrency "$CONCURRENCY" --book "$BOOK" --seed 4242 \
     --pgn "$ROUND/match.pgn" | tee "$ROUND/match.txt"
 fi

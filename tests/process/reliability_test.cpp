@@ -1,0 +1,155 @@
+// Commands that arrive while a search runs, limits of the system, and odd
+// values a GUI or a person may send.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "search_session.h"
+
+namespace {
+
+bool anyStartsWith(const std::vector<std::string>& lines, const std::string& prefix) {
+    return std::any_of(lines.begin(), lines.end(), [&](const std::string& l) { return startsWith(l, prefix); });
+}
+
+// "rtest" resizes the table for every line; a search still probing it once crashed the engine.
+TEST(Reliability, PerftChecksDuringASearchStopItFirst) {
+    EngineSession s;
+    {
+        std::ofstream file(s.dir + "/perftFRC.txt");
+        file << "4k3/8/8/8/8/8/8/4K3 w - - 0 1;3;170\n4k3/8/8/8/8/8/8/4K3 w - - 0 1;2;25\n";
+    }
+    s.send("setoption name Threads value 2");
+    for (const char* go : {"go infinite", "go depth 30", "go ponder", "go infinite", "go ponder"}) {
+        s.send(go);
+        s.send(s.engine.transcript.size() % 2 ? "rtest" : "rtestRFC");
+        bool found = false;
+        auto lines = s.until("Results of the perft checks", 20000, &found);
+        ASSERT_TRUE(found) << go;
+        // The search answered before the check began.
+        EXPECT_TRUE(anyStartsWith(lines, "bestmove")) << go;
+    }
+    s.send("isready");
+    bool ready = false;
+    readUntilLine(s.engine, "readyok", 10000, &ready);
+    EXPECT_TRUE(ready);
+}
+
+TEST(Reliability, HashstatsAndEvilDuringASearch) {
+    EngineSession s;
+    s.send("setoption name Hash value 16");
+    s.send("setoption name Threads value 3");
+    s.send("go infinite");
+    for (int i = 0; i < 3; ++i) {
+        s.send("hashstats");
+        s.send("evil");
+        s.send("showboard");
+    }
+    s.send("stop");
+    auto lines = s.untilBestMove(60000);
+    EXPECT_GE(std::count_if(lines.begin(), lines.end(), [](const std::string& l) { return startsWith(l, "Evaluation : "); }), 3);
+}
+
+// A memory limit leaves room for a few dozen threads only: the engine takes
+// what it gets, says so, and goes on playing.
+TEST(Reliability, RefusedThreadsFallBackToFewer) {
+#ifdef QUORVANE_SANITIZED
+    GTEST_SKIP() << "sanitizer builds reserve more address space than the limit allows";
+#endif
+    TempDir dir("quorvane-threads-");
+    writeZeroNetwork(dir.path + "/220321-307.nnue");
+    EngineProcess e;
+    ASSERT_TRUE(startProgram(e, {"/bin/sh", "-c", std::string("ulimit -v 900000; exec '") + ENGINE_PATH + "'"}, dir.path));
+    send(e, "setoption name Hash value 1");
+    send(e, "setoption name Threads value 256");
+    bool found = false;
+    auto lines = readUntil(e, [](const std::string& l) { return startsWith(l, "info string Number of threads set to : "); }, 30000, &found);
+    ASSERT_TRUE(found);
+    EXPECT_TRUE(anyStartsWith(lines, "info string Only ")) << lines.back();
+    send(e, "go depth 3");
+    readUntil(e, [](const std::string& l) { return startsWith(l, "bestmove"); }, 30000, &found);
+    EXPECT_TRUE(found);
+    send(e, "ucinewgame");
+    send(e, "go depth 2");
+    readUntil(e, [](const std::string& l) { return startsWith(l, "bestmove"); }, 30000, &found);
+    EXPECT_TRUE(found);
+    send(e, "quit");
+    EXPECT_EQ(waitExit(e, 30000), 0);
+}
+
+// Each odd value gets a short note and a search a GUI author would expect.
+TEST(Reliability, OddGoValuesAreReportedAndAnswered) {
+    EngineSession s;
+    struct Case {
+        const char* go;
+        const char* note;  // "" when none is expected
+        long maxMs;
+    };
+    const Case cases[] = {
+        {"go depth 0", "info string go: depth 0 is searched as depth 1", 3000},
+        {"go movetime 0", "info string go: movetime 0 is searched as 1 ms", 3000},
+        {"go movetime -20", "info string go: movetime -20 is searched as 1 ms", 3000},
+        {"go nodes -1", "info string go: nodes -1 is searched as 1 node", 3000},
+        {"go nodes 0", "info string go: nodes 0 is searched as 1 node", 3000},
+        {"go depth abc movetime 200", "info string go: depth 'abc' is not a whole number, ignored", 3000},
+        {"go mate -2 depth 2", "info string go: mate -2 is ignored", 3000},
+        {"go wtime -50 btime -50", "", 3000},
+        {"go depth", "info string go: depth needs a number, ignored", -1},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::string> lines;
+        if (c.maxMs < 0) {
+            s.send(c.go);
+            s.send("stop");
+            lines = s.untilBestMove();
+        } else {
+            long ms = s.millisUntilBestMove(c.go, &lines);
+            EXPECT_LT(ms, c.maxMs) << c.go;
+        }
+        if (*c.note) EXPECT_TRUE(std::find(lines.begin(), lines.end(), c.note) != lines.end()) << c.go;
+        else EXPECT_FALSE(anyStartsWith(lines, "info string")) << c.go;
+    }
+}
+
+TEST(Reliability, SearchMovesRestrictTheRoot) {
+    EngineSession s;
+    std::vector<std::string> lines;
+    s.millisUntilBestMove("go depth 4 searchmoves a2a3 h2h4", &lines);
+    std::string best = lines.back();
+    EXPECT_TRUE(startsWith(best, "bestmove a2a3") || startsWith(best, "bestmove h2h4")) << best;
+    // One listed move is still searched to the depth asked for.
+    s.send("position fen 4k3/8/8/8/8/8/8/R3K3 w - - 0 1");
+    s.millisUntilBestMove("go searchmoves e1d1 zz9 depth 6", &lines);
+    EXPECT_EQ(lines.back().substr(0, 13), "bestmove e1d1");
+    EXPECT_TRUE(std::find(lines.begin(), lines.end(), "info string go: searchmoves 'zz9' is not a legal move, ignored") != lines.end());
+    EXPECT_GE(fieldOf(withPrefix(lines, "info score").back(), "depth"), 5);
+}
+
+TEST(Reliability, RepliesNameWhatWasDoneAndStayShort) {
+    EngineSession s;
+    bool found = false;
+    std::vector<std::string> lines;
+#ifndef QUORVANE_SANITIZED  // their allocators end the process on a request this large
+    s.send("setoption name Hash value 262144");
+    lines = s.until("info string Size of Hashtable set to : ", 60000, &found);
+    ASSERT_TRUE(found);
+    // Where memory ran short the reply names the size obtained, as the warning before it does.
+    std::string got = lines.back().substr(std::string("info string Size of Hashtable set to : ").size());
+    if (got != "262144") EXPECT_EQ(lines[lines.size() - 2], "info string Not enough memory, hash table has " + got + " MB");
+    s.send("setoption name Hash value 16");
+#endif
+
+    s.send("position startpos moves e2e4 " + std::string(1 << 20, 'x'));
+    s.send("position fen 4k3/8/8/8/8/8/8/4K2R w KQkq - 0 1");
+    s.send("isready");
+    lines = readUntilLine(s.engine, "readyok", 60000, &found);
+    ASSERT_TRUE(found);
+    auto notes = withPrefix(lines, "info string");
+    ASSERT_GE(notes.size(), 2u);
+    for (const auto& l : notes) EXPECT_LT(l.size(), 200u);
+    EXPECT_TRUE(std::find(lines.begin(), lines.end(), "info string castling rights kQq dropped: no king and rook stand ready for them")
+                != lines.end());
+}
+
+} // namespace

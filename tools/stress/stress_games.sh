@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Games under stress with the match runner, every engine output line kept and
+# checked afterwards for torn or unknown lines.
+#
+#   tools/stress/stress_games.sh fast   [games] [concurrency]   # 1,000 games at 1s+0.01s, 2 threads per engine
+#   tools/stress/stress_games.sh loaded [games] [concurrency]   # 200 games at 10s+0.1s, one busy process per core
+#
+# Prints the match summary and the line check; exits non-zero when a game had a
+# fault (crash, hang, illegal move, time loss) or a line was torn.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+mode=${1:-fast}
+cores=$(nproc)
+book=${BOOK:-../shared/books/UHO_4060_v3.epd}
+engine=${ENGINE:-build/quorvane}
+logs=$(mktemp -d /tmp/quorvane-stress-XXXXXX)
+case "$mode" in
+  fast)   games=${2:-1000}; conc=${3:-$(( cores / 4 > 0 ? cores / 4 : 1 ))}; tc=1+0.01;  threads=2 ;;
+  loaded) games=${2:-200};  conc=${3:-$(( cores / 2 > 0 ? cores / 2 : 1 ))}; tc=10+0.1;  threads=1 ;;
+  *) echo "usage: $0 fast|loaded [games] [concurrency]"; exit 2 ;;
+esac
+[ -x build/match ] && [ -x "$engine" ] || { echo "build build/match and $engine first"; exit 2; }
+
+busy=()
+stop_busy() { for pid in "${busy[@]}"; do kill "$pid" 2>/dev/null || true; done; }
+trap stop_busy EXIT
+if [ "$mode" = loaded ]; then
+  for _ in $(seq "$cores"); do (while :; do :; done) & busy+=($!); done
+fi
+
+cmd="tools/stress/logged_engine.sh $engine $logs"
+build/match --engine "$cmd" --engine "$cmd" --name first --name second --tc "$tc" --games "$games" \
+  --concurrency "$conc" --book "$book" --option "1:Threads=$threads" --option "2:Threads=$threads" \
+  --option 1:Hash=64 --option 2:Hash=64 | tee "$logs/match.txt"
+stop_busy
+busy=()
+
+faults=$(grep '^Faults:' "$logs/match.txt" || true)
+python3 tools/fuzz/uci_fuzz.py --check-logs "$logs"/engine-*.log
+torn=$?
+echo "engine output kept in $logs"
+[ "$faults" = "Faults: none" ] && [ $torn -eq 0 ]
