@@ -1,7 +1,6 @@
 #include "uci/options.h"
 
 #include <algorithm>
-#include <sstream>
 #include <stdexcept>
 
 #include "board/position.h"
@@ -10,31 +9,110 @@
 #include "search/tt.h"
 #include "tablebase/registry.h"
 #include "uci/output.h"
-#include "uci/setoption.h"
-
-int optionHash = 256;
-int optionThreads = 1;
-int optionMoveOverhead = 100;
-bool optionPonder = false;
-int optionSyzygyProbeDepth = 0;
-std::string optionSyzygyPath = "<empty>";
-int optionNumaNode = 0;
-
-const char* const OPTION_LINES[] = {
-    "option name Threads type spin default 1 min 1 max 256",
-    "option name Hash type spin default 256 min 1 max 262144",
-    "option name Ponder type check default false",
-    "option name MoveOverhead type spin default 100 min 1 max 60000",
-    "option name SyzygyPath type string default <empty>",
-    "option name SyzygyProbeDepth type spin default 0 min 0 max 127",
-    "option name WindowsNumaNode type spin default 0 min 0 max 4",
-    "option name NetFile type string default <empty>",
-    "option name UCI_Chess960 type check default false",
-};
 
 namespace {
 
-int clampTo(int value, int low, int high) { return value < low ? low : value > high ? high : value; }
+enum class OptionType { SPIN, CHECK, STRING };
+
+// An option as the "uci" answer declares it. Check options are off by default
+// and string options "<empty>".
+struct OptionSpec {
+    const char* name;
+    OptionType type;
+    int defaultValue = 0;  // spin options
+    int min = 0, max = 0;
+};
+
+constexpr const char* EMPTY_TEXT = "<empty>";
+
+constexpr OptionSpec HASH{"Hash", OptionType::SPIN, 256, 1, 262144};
+constexpr OptionSpec THREADS{"Threads", OptionType::SPIN, 1, 1, 256};
+constexpr OptionSpec MOVE_OVERHEAD{"MoveOverhead", OptionType::SPIN, 100, 1, 60000};
+constexpr OptionSpec PONDER{"Ponder", OptionType::CHECK};
+constexpr OptionSpec SYZYGY_PROBE_DEPTH{"SyzygyProbeDepth", OptionType::SPIN, 0, 0, 127};
+constexpr OptionSpec SYZYGY_PATH{"SyzygyPath", OptionType::STRING};
+constexpr OptionSpec NET_FILE{"NetFile", OptionType::STRING};
+constexpr OptionSpec NUMA_NODE{"WindowsNumaNode", OptionType::SPIN, 0, 0, 4};
+constexpr OptionSpec CHESS960{"UCI_Chess960", OptionType::CHECK};
+
+} // namespace
+
+int optionHash = HASH.defaultValue;
+int optionThreads = THREADS.defaultValue;
+int optionMoveOverhead = MOVE_OVERHEAD.defaultValue;
+bool optionPonder = false;
+int optionSyzygyProbeDepth = SYZYGY_PROBE_DEPTH.defaultValue;
+std::string optionSyzygyPath = EMPTY_TEXT;
+int optionNumaNode = NUMA_NODE.defaultValue;
+
+namespace {
+
+// What a change does. `value` is the spin value held to its range, or 1 and 0
+// for a check option; the result is the value the reply names.
+int setHash(const std::string&, int megabytes) {
+    // The reply names the value asked for unless memory ran short; then the size obtained.
+    optionHash = std::min(megabytes, resize(megabytes));
+    return optionHash;
+}
+int setThreads(const std::string&, int count) { return optionThreads = setThreadCount(count); }
+int setMoveOverhead(const std::string&, int ms) { return optionMoveOverhead = ms; }
+int setPonder(const std::string&, int on) { return optionPonder = on; }
+int setSyzygyProbeDepth(const std::string&, int plies) { return optionSyzygyProbeDepth = plies; }
+int setNumaNode(const std::string&, int node) {
+    if (node != optionNumaNode) {
+        optionNumaNode = node;
+        optionThreads = setThreadCount(optionThreads);
+    }
+    return optionNumaNode;
+}
+int setChess960(const std::string&, int on) { return chess960 = on; }
+
+int setSyzygyPath(const std::string& path, int) {
+    optionSyzygyPath = path;
+    bool ok = initTablebases(path);
+    if (ok && largestTablebase() > 0) sendLine("info string Syzygy tablebases used from directory : " + path);
+    else sendLine("info string No Syzygy tablebases found in directory :" + path);
+    return 0;
+}
+
+int setNetFile(const std::string& path, int) {
+    netFile = path;
+    if (path.empty() || path == EMPTY_TEXT) return 0;
+    loadNetFile(path);
+    if (netLoaded) sendLine("info string NetFile used : " + path);
+    else sendLine(netMissingLine(path, false));
+    return 0;
+}
+
+struct OptionEntry {
+    const OptionSpec& spec;
+    const char* reply;  // followed by the value stored; null where the change replies itself
+    int (*apply)(const std::string& text, int value);
+};
+
+// In the order of the "uci" answer.
+const OptionEntry OPTIONS[] = {
+    {THREADS, "info string Number of threads set to : ", setThreads},
+    {HASH, "info string Size of Hashtable set to : ", setHash},
+    {PONDER, "info string Ponder set to : ", setPonder},
+    {MOVE_OVERHEAD, "info string MoveOverhead set to : ", setMoveOverhead},
+    {SYZYGY_PATH, nullptr, setSyzygyPath},
+    {SYZYGY_PROBE_DEPTH, "info string SyzygyProbeDepth set to: ", setSyzygyProbeDepth},
+    {NUMA_NODE, "info string WindowsNumaNode set to: ", setNumaNode},
+    {NET_FILE, nullptr, setNetFile},
+    {CHESS960, "info string UCI_Chess960 set to : ", setChess960},
+};
+
+std::string declarationLine(const OptionSpec& o) {
+    std::string line = std::string("option name ") + o.name + " type ";
+    switch (o.type) {
+    case OptionType::SPIN:
+        return line + "spin default " + std::to_string(o.defaultValue) + " min " + std::to_string(o.min) + " max "
+             + std::to_string(o.max);
+    case OptionType::CHECK: return line + "check default false";
+    default: return line + "string default " + EMPTY_TEXT;
+    }
+}
 
 // A whole-number value as std::stoi reads it: leading digits count, the rest is ignored.
 bool readNumber(const std::string& value, int& out) {
@@ -51,55 +129,29 @@ bool readNumber(const std::string& value, int& out) {
 
 } // namespace
 
+std::vector<std::string> optionDeclarations() {
+    std::vector<std::string> lines;
+    for (const OptionEntry& o : OPTIONS) lines.push_back(declarationLine(o.spec));
+    return lines;
+}
+
 void setoption(std::istream& args) {
     std::string token, name, value;
     args >> token;  // "name"
     while (args >> token && token != "value") name += (name.empty() ? "" : " ") + token;
     while (args >> token) value += (value.empty() ? "" : " ") + token;
 
+    const OptionEntry* entry = nullptr;
+    for (const OptionEntry& o : OPTIONS)
+        if (name == o.spec.name) entry = &o;
+    if (!entry) return;
     int number = 0;
-    if (name == "Hash") {
+    if (entry->spec.type == OptionType::SPIN) {
         if (!readNumber(value, number)) return;
-        int wanted = clampTo(number, 1, 262144);
-        // The reply names the value asked for unless memory ran short; then the size obtained.
-        optionHash = std::min(wanted, resize(wanted));
-        sendLine("info string Size of Hashtable set to : " + std::to_string(optionHash));
-    } else if (name == "Threads") {
-        if (!readNumber(value, number)) return;
-        optionThreads = setThreadCount(clampTo(number, 1, 256));
-        sendLine("info string Number of threads set to : " + std::to_string(optionThreads));
-    } else if (name == "MoveOverhead") {
-        if (!readNumber(value, number)) return;
-        optionMoveOverhead = clampTo(number, 1, 60000);
-        sendLine("info string MoveOverhead set to : " + std::to_string(optionMoveOverhead));
-    } else if (name == "Ponder") {
-        optionPonder = value == "true";
-        sendLine(std::string("info string Ponder set to : ") + (optionPonder ? "1" : "0"));
-    } else if (name == "SyzygyProbeDepth") {
-        if (!readNumber(value, number)) return;
-        optionSyzygyProbeDepth = clampTo(number, 0, 127);
-        sendLine("info string SyzygyProbeDepth set to: " + std::to_string(optionSyzygyProbeDepth));
-    } else if (name == "SyzygyPath") {
-        optionSyzygyPath = value;
-        bool ok = initTablebases(value);
-        if (ok && largestTablebase() > 0) sendLine("info string Syzygy tablebases used from directory : " + value);
-        else sendLine("info string No Syzygy tablebases found in directory :" + value);
-    } else if (name == "NetFile") {
-        netFile = value;
-        if (value.empty() || value == "<empty>") return;
-        loadNetFile(value);
-        if (netLoaded) sendLine("info string NetFile used : " + value);
-        else sendLine(netMissingLine(value, false));
-    } else if (name == "WindowsNumaNode") {
-        if (!readNumber(value, number)) return;
-        number = clampTo(number, 0, 4);
-        if (number != optionNumaNode) {
-            optionNumaNode = number;
-            optionThreads = setThreadCount(optionThreads);
-        }
-        sendLine("info string WindowsNumaNode set to: " + std::to_string(optionNumaNode));
-    } else if (name == "UCI_Chess960") {
-        chess960 = value == "true";
-        sendLine(std::string("info string UCI_Chess960 set to : ") + (chess960 ? "1" : "0"));
+        number = std::clamp(number, entry->spec.min, entry->spec.max);
+    } else if (entry->spec.type == OptionType::CHECK) {
+        number = value == "true" ? 1 : 0;
     }
+    int stored = entry->apply(value, number);
+    if (entry->reply) sendLine(entry->reply + std::to_string(stored));
 }

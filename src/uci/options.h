@@ -1,7 +1,10 @@
-// The engine's UCI options, read by the other subsystems.
+// The engine's UCI options: the values the other subsystems read, the
+// declarations printed for "uci" and the "setoption" command that changes them.
 #pragma once
 
+#include <istream>
 #include <string>
+#include <vector>
 
 extern int optionHash;             // MiB
 extern int optionThreads;
@@ -11,3 +14,10 @@ extern int optionSyzygyProbeDepth;
 extern std::string optionSyzygyPath;
 extern int optionNumaNode;         // 0 = automatic, 1..4 a fixed node
 // UCI_Chess960 lives beside the board code as `chess960`; NetFile as the network path.
+
+// The "option" lines of the "uci" answer, in their order.
+std::vector<std::string> optionDeclarations();
+
+// The rest of a "setoption" line: the option's new value, its effect and the
+// "info string" reply. Unknown names are ignored.
+void setoption(std::istream& args);

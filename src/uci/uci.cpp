@@ -19,7 +19,6 @@
 #include "uci/options.h"
 #include "uci/output.h"
 #include "uci/position_command.h"
-#include "uci/setoption.h"
 
 #ifndef QUORVANE_SIMD_NAME
 #define QUORVANE_SIMD_NAME " SSSE3"
@@ -93,7 +92,7 @@ bool executeCommand(const std::string& line) {
     if (command == "uci") {
         sendLine(std::string("id name ") + ENGINE_NAME + SIMD_NAME);
         sendLine("id author Olvredan");
-        for (const char* option : OPTION_LINES) sendLine(option);
+        for (const std::string& option : optionDeclarations()) sendLine(option);
         sendLine("uciok");
     } else if (command == "isready") {
         sendLine("readyok");

@@ -6,7 +6,6 @@
 #include "search/threads.h"
 #include "search_support.h"
 #include "uci/options.h"
-#include "uci/setoption.h"
 
 namespace {
 
