@@ -1,5 +1,7 @@
-// What a running search is told from outside: the limits of the "go" command
-// and the flags that the command thread and the boss raise while threads search.
+// What a running search is told from outside: the limits of the "go" command,
+// the flags that the command thread and the boss raise while threads search,
+// and whether the search reports. The front end writes them, the root and the
+// nodes read them; the thread pool only carries them.
 #pragma once
 
 #include <atomic>
@@ -43,6 +45,9 @@ extern SearchFlag stopFlag;
 extern SearchFlag ponderingFlag;
 extern SearchFlag infiniteFlag;
 extern SearchFlag timeUpFlag;
+
+// Whether the boss prints its info and bestmove lines (the benchmark turns them off).
+extern bool searchOutputEnabled;
 
 inline int64_t nowMs() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();

@@ -13,15 +13,6 @@
 #include "search/tt.h"
 #include "uci/output.h"
 
-std::vector<worker*> pool;
-bool searchOutputEnabled = true;
-
-TimeControl timeControl;
-SearchFlag stopFlag;
-SearchFlag ponderingFlag;
-SearchFlag infiniteFlag;
-SearchFlag timeUpFlag;
-
 worker::worker(unsigned threadIndex) : index(threadIndex) {
     history = new HistoryBlock();
     std::memset(static_cast<void*>(frameStack), 0, sizeof frameStack);
@@ -151,18 +142,6 @@ void startSearch(const Position& root) {
         w->rootMoves.clear();
     }
     if (!pool.empty()) wakeThread(*pool[0]);
-}
-
-uint64_t totalNodes() {
-    uint64_t sum = 0;
-    for (const worker* w : pool) sum += w->nodes.load(std::memory_order_relaxed);
-    return sum;
-}
-
-uint64_t totalTbHits() {
-    uint64_t sum = 0;
-    for (const worker* w : pool) sum += w->tbHits.load(std::memory_order_relaxed);
-    return sum;
 }
 
 namespace {

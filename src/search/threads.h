@@ -1,13 +1,12 @@
-// The pool of search threads: one boss and Threads - 1 workers that sleep
-// between searches and are woken by "go".
+// The life of the search threads: one boss and Threads - 1 workers that
+// sleep between searches and are woken by "go".
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
+#include "search/pool.h"
 #include "search/worker.h"
-
-extern std::vector<worker*> pool;
 
 // Rebuilds the pool with n threads (none when n < 1). Returns the number
 // started, fewer than n when the system refuses more threads.
@@ -24,13 +23,6 @@ void wakeThread(worker& w);
 
 // Copies the root position into every thread and wakes the boss.
 void startSearch(const Position& root);
-
-// Nodes searched by all threads in the current search.
-uint64_t totalNodes();
-uint64_t totalTbHits();
-
-// Whether the boss prints its info and bestmove lines (the benchmark turns them off).
-extern bool searchOutputEnabled;
 
 // A fixed-depth search on the calling thread with the boss's tables, for the
 // benchmark; the pool must hold at least one idle thread. Returns the nodes.
