@@ -2,6 +2,7 @@
 #pragma once
 
 #include "board/types.h"
+#include "eval/net_shape.h"
 
 struct Position;
 
@@ -20,12 +21,12 @@ struct PawnEntry {
 // king square, with the pieces it holds: a refresh after a king move then only
 // adds and removes what differs from the board the king last stood on.
 struct KingRefreshEntry {
-    alignas(64) int16_t values[256];
+    alignas(64) int16_t values[NNUE_HIDDEN];
     Bitboard pieces[14];      // by piece code
     unsigned netGeneration;   // 0: empty; otherwise the network the sums belong to
 };
 struct RefreshCache {
-    KingRefreshEntry entries[2][64];  // [perspective][own king square]
+    KingRefreshEntry entries[2][NNUE_KING_SQUARES];  // [perspective][own king square]
 };
 
 // The thread's refresh cache, reached through its Position; null for a

@@ -223,10 +223,10 @@ TEST(Accumulator, TransformedInputOfMirroredPosition) {
                             "8/5k2/3p4/1p1Pp2p/pP2Pp1P/P4P1K/8/8 b - - 0 1",
                             "r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/1PPBBPPP/R3K2R w KQkq - 0 1"}) {
         TestPosition a(fen), b(mirrorFen(fen));
-        uint8_t inA[512], inB[512];
+        uint8_t inA[NNUE_INPUTS], inB[NNUE_INPUTS];
         transformedInput(*a, 0, inA);
         transformedInput(*b, 0, inB);
-        EXPECT_EQ(0, std::memcmp(inA, inB, 512)) << fen;
+        EXPECT_EQ(0, std::memcmp(inA, inB, NNUE_INPUTS)) << fen;
         EXPECT_EQ(nnueEvaluate(*a, 0), nnueEvaluate(*b, 0)) << fen;
     }
 }

@@ -80,7 +80,7 @@ TEST(NetFile, TruncatedFileStillCountsAsRead) {
     TempDir dir;
     auto written = std::make_unique<NnueNet>();
     fs::path file = writeRandomNet(dir.path / "short.nnue", 61, "", *written);
-    fs::resize_file(file, 12 + 4 + 2 * 256 + 1000);  // the transformer weights break off
+    fs::resize_file(file, 12 + 4 + 2 * NNUE_HIDDEN + 1000);  // the transformer weights break off
     expectRead(file);
     EXPECT_EQ(0, std::memcmp(nnue.transformerBias, written->transformerBias, sizeof nnue.transformerBias));
     EXPECT_EQ(0, nnue.outputBias);  // blocks after the break keep their old contents

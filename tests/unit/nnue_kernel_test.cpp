@@ -30,8 +30,8 @@ TEST(NnueKernels, ThisMachineRunsAllThree) {
 // inputs at the top of their range, where a missing saturation would show.
 TEST(NnueKernels, Avx512VnniAgreesOnSaturatedInputs) {
     if (!kernelSupported(avx512Kernel)) GTEST_SKIP() << "no AVX-512 VNNI on this processor: that kernel is not compared";
-    alignas(64) int16_t high[256], mixed[256];
-    for (int i = 0; i < 256; ++i) {
+    alignas(64) int16_t high[NNUE_HIDDEN], mixed[NNUE_HIDDEN];
+    for (int i = 0; i < NNUE_HIDDEN; ++i) {
         high[i] = 127 + i;
         mixed[i] = int16_t(i % 3 == 0 ? 127 : i % 3 == 1 ? -5 : 64);
     }
@@ -95,12 +95,12 @@ TEST(NnueKernels, SameOutputOnRandomPositions) {
 TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
     auto kernels = vectorKernels();
     TestRng rng{0xfeed};
-    alignas(64) int16_t mover[256], other[256];
+    alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
     for (uint64_t seed : {31, 32}) {
         useRandomNet(seed);
         for (int round = 0; round < 300; ++round) {
             int spread = round % 3 == 0 ? 65536 : round % 3 == 1 ? 300 : 40;
-            for (int i = 0; i < 256; ++i) {
+            for (int i = 0; i < NNUE_HIDDEN; ++i) {
                 mover[i] = int16_t(int(rng.next() % uint64_t(spread)) - spread / 2);
                 other[i] = int16_t(int(rng.next() % uint64_t(spread)) - spread / 2);
             }
@@ -113,9 +113,9 @@ TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
 TEST(NnueKernels, SameAccumulatorUpdates) {
     useRandomNet(41);
     TestRng rng{5};
-    alignas(64) int16_t base[256], expected[256], got[256];
+    alignas(64) int16_t base[NNUE_HIDDEN], expected[NNUE_HIDDEN], got[NNUE_HIDDEN];
     for (int round = 0; round < 50; ++round) {
-        for (int i = 0; i < 256; ++i) base[i] = int16_t(rng.next());
+        for (int i = 0; i < NNUE_HIDDEN; ++i) base[i] = int16_t(rng.next());
         int added[40], removed[40];
         int nAdded = rng.below(40), nRemoved = rng.below(40);
         for (int i = 0; i < nAdded; ++i) added[i] = rng.below(NNUE_FEATURES);
@@ -131,8 +131,8 @@ TEST(NnueKernels, SameAccumulatorUpdates) {
 // Hand-computed results of the reference on a net with uniform weights.
 TEST(NnueKernels, ReferenceSaturations) {
     std::memset(&nnue, 0, sizeof nnue);
-    alignas(64) int16_t mover[256], other[256];
-    for (int i = 0; i < 256; ++i) { mover[i] = 1000; other[i] = -5; }  // clip to 127 and 0
+    alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
+    for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = 1000; other[i] = -5; }  // clip to 127 and 0
     std::memset(nnue.l1Weights, 1, sizeof nnue.l1Weights);
     // Layer 1: 256 * 127 = 32512, + bias 300 -> saturates at 32767, >> 6 = 511 -> 127.
     for (int j = 0; j < 32; ++j) nnue.l1Bias[j] = 300;
