@@ -12,6 +12,9 @@
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
+#if defined(__unix__)
+#include <unistd.h>
+#endif
 
 #include "board/position.h"
 #include "uci/options.h"
@@ -102,10 +105,27 @@ void clear() {
     tt.searchCounter = 0;
 }
 
+namespace {
+
+// The table is zeroed as soon as it is made, so every page of it becomes real
+// memory at once: a size beyond half the machine's memory would push the system
+// into swapping or its out-of-memory killer. 0 where the system does not say.
+uint64_t tableMemoryLimit() {
+#if defined(__unix__)
+    long pages = sysconf(_SC_PHYS_PAGES), pageSize = sysconf(_SC_PAGE_SIZE);
+    if (pages > 0 && pageSize > 0) return uint64_t(pages) * uint64_t(pageSize) / 2;
+#endif
+    return 0;
+}
+
+} // namespace
+
 int resize(int megabytes) {
     uint64_t buckets = 16384;
     if (megabytes >= 2)
         for (uint64_t p = 1; p + 1 <= uint64_t(megabytes);) { p *= 2; buckets *= 2; }
+    if (uint64_t limit = tableMemoryLimit())
+        while (buckets > 16384 && (buckets + 1) * sizeof(HashBucket) > limit) buckets /= 2;
     std::free(tt.buckets);
     tt.buckets = nullptr;
     for (;;) {
