@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "engine_process.h"
+#include "engine_under_test.h"
 
 namespace {
 
