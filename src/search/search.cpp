@@ -278,7 +278,8 @@ bool isRepetition(const Position& p, int ply) {
 }
 
 bool insufficientMaterial(const Position& p) {
-    return !(p.pieces[WPAWN] | p.pieces[BPAWN]) && mgOf(p.material[WHITE]) <= INSUFFICIENT_MATERIAL && mgOf(p.material[BLACK]) <= INSUFFICIENT_MATERIAL;
+    return !(p.pieces[WPAWN] | p.pieces[BPAWN]) && mgOf(p.material[WHITE]) <= INSUFFICIENT_MATERIAL
+        && mgOf(p.material[BLACK]) <= INSUFFICIENT_MATERIAL;
 }
 
 void updatePv(worker& w, int ply, Move m) {
