@@ -293,6 +293,12 @@ def parse_fen(text, chess960):
         return None
     if any(p.board[s] in "Pp" for s in list(range(8)) + list(range(56, 64))):
         return None
+    # Pieces beyond the initial set must come from promotions: one pawn each.
+    for side in ("PNBRQ", "pnbrq"):
+        pawns = p.board.count(side[0])
+        extra = sum(max(0, p.board.count(letter) - start) for letter, start in zip(side[1:], (2, 2, 2, 1)))
+        if pawns + extra > 8:
+            return None
     if fields[1] not in ("w", "b"):
         return None
     p.white_to_move = fields[1] == "w"
