@@ -11,6 +11,7 @@
 #include "eval/default_network.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
+#include "eval/nnue_kernels.h"
 #include "eval/texel.h"
 #include "search/bench.h"
 #include "search/threads.h"
@@ -158,6 +159,7 @@ void startUp() {
     initZobrist();
     resize(optionHash);
     sendLine(defaultNetworkLine(netFile, loadDefaultNetwork(netFile, executableDirectory(), builtInNetwork)));
+    sendLine(std::string("info string network kernel ") + engineKernel().name);
     initEvaluation(mainPosition);
     setStartPosition();
     setThreadCount(optionThreads);

@@ -47,7 +47,8 @@ TEST(AnyFolder, PlaysAGameStartedFromAnUnrelatedFolder) {
         for (const std::string& l : lines) EXPECT_FALSE(startsWith(l, "info string NetFile not found")) << l;
         std::smatch m;
         ASSERT_TRUE(std::regex_match(lines.back(), m, bestmove)) << lines.back();
-        moves += " " + m[1].str();
+        moves += ' ';
+        moves += m[1].str();
     }
     send(e, "quit");
     EXPECT_EQ(waitExit(e, 10000), 0);

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "engine_under_test.h"
+#include "eval/nnue_kernels.h"
 #include "test_data.h"
 
 namespace {
@@ -34,7 +35,9 @@ std::vector<std::string> afterStartUp(const std::string& text) {
     auto it = std::find(all.begin(), all.end(), "enter 'help' to see the commands");
     if (it == all.end()) return all;
     ++it;
-    while (it != all.end() && (startsWith(*it, "info string NetFile") || *it == "Net read")) ++it;
+    while (it != all.end() && (startsWith(*it, "info string NetFile") || startsWith(*it, "info string network kernel") ||
+                               *it == "Net read"))
+        ++it;
     return std::vector<std::string>(it, all.end());
 }
 
@@ -65,6 +68,8 @@ TEST(Frontend, StartUpNamesTheNetworkUsed) {
     EXPECT_TRUE(contains(out, "Net read"));
     EXPECT_TRUE(contains(out, "info string NetFile used : 220321-307.nnue (the copy built into the engine)"));
     EXPECT_EQ(countPrefix(out, "info string NetFile not found"), 0);
+    // The kernel the engine picked is the one this build picks on this processor.
+    EXPECT_TRUE(contains(out, std::string("info string network kernel ") + engineKernel().name));
 
     TempDir beside("quorvane-net-");
     writeZeroNetwork(beside.path + "/220321-307.nnue");

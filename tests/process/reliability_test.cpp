@@ -138,7 +138,9 @@ TEST(Reliability, RepliesNameWhatWasDoneAndStayShort) {
     ASSERT_TRUE(found);
     // Where memory ran short the reply names the size obtained, as the warning before it does.
     std::string got = lines.back().substr(std::string("info string Size of Hashtable set to : ").size());
-    if (got != "262144") EXPECT_EQ(lines[lines.size() - 2], "info string Not enough memory, hash table has " + got + " MB");
+    if (got != "262144") {
+        EXPECT_EQ(lines[lines.size() - 2], "info string Not enough memory, hash table has " + got + " MB");
+    }
     s.send("setoption name Hash value 16");
 #endif
 

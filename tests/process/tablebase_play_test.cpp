@@ -40,7 +40,8 @@ Outcome playOut(EngineSession& s, const std::string& fen, int limit) {
                 probed = true;
             }
         EXPECT_TRUE(probed) << "no root probe line at ply " << o.plies;
-        moves += " " + lines.back().substr(9, lines.back().find(' ', 9) - 9);
+        moves += ' ';
+        moves += lines.back().substr(9, lines.back().find(' ', 9) - 9);
     }
     return o;
 }
