@@ -95,6 +95,10 @@ int handcraftedScore(Position& p) {
     return clampScore(taper(total, clampedPhase(p)));
 }
 
+void prepareEvaluation(int ply, Position& p) {
+    if (!handcraftedOnly && usesNetwork(materialBalance(p))) updateAccumulator(p, ply);
+}
+
 int evaluate(int ply, Position& p) {
     EvalCacheEntry& entry = p.evalCache[p.key & (EVAL_CACHE_SIZE - 1)];
     if (tablesOf(p)->generation != currentGeneration) {

@@ -24,6 +24,12 @@ extern bool handcraftedOnly;
 // Score of the position from the side to move's point of view, in centipawns.
 int evaluate(int ply, Position& p);
 
+// Brings the network's first layer up to date for a position just reached, when
+// the network will score it. The search calls it right after a move, while the
+// position's table bucket is still on its way from memory; the later
+// evaluation then finds the work done. The score is the same either way.
+void prepareEvaluation(int ply, Position& p);
+
 // The choice between the two paths: the network scores a position while the
 // endgame half of its material and placement balance stays inside this edge,
 // the handcrafted terms from the edge on. The training tools filter their

@@ -66,6 +66,7 @@ inline void makeSearchMove(worker& w, int ply, Move m) {
     w.pvLength[ply + 1] = ply + 1;
     makeMove(p, ply, m);
     prefetchBucket(*w.table, p.key);
+    prepareEvaluation(ply + 1, p);
 }
 
 // Repetition and insufficient material end a node below the root: true, with
@@ -537,6 +538,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
         if (!isLegal(p, ply, m)) continue;
         makeMove(p, ply, m);
         prefetchBucket(*w.table, p.key);
+        prepareEvaluation(ply + 1, p);
         if (ignoredCheck && sideInCheck(p, p.sideToMove ^ 1)) {
             unmakeMove(p, ply, m);
             continue;
