@@ -538,11 +538,11 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
         if (!isLegal(p, ply, m)) continue;
         makeMove(p, ply, m);
         prefetchBucket(*w.table, p.key);
-        prepareEvaluation(ply + 1, p);
         if (ignoredCheck && sideInCheck(p, p.sideToMove ^ 1)) {
             unmakeMove(p, ply, m);
             continue;
         }
+        prepareEvaluation(ply + 1, p);
         int score;
         if (searched == 0) {
             score = -qsearch(w, ply + 1, depth - 1, -beta, -alpha);
