@@ -6,7 +6,8 @@
 //   layers   the three layers alone, per call
 // each with a random net (dense first-layer inputs) and the material net (sparse ones).
 //   hce      the handcrafted path (pawn table warm), per call
-// usage: evalbench [depth]   (default 3)
+// and, given a network file, with that network (the inputs a real search sees).
+// usage: evalbench [depth] [network file]   (default 3)
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -18,6 +19,7 @@
 #include "board/movegen.h"
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
+#include "eval/network.h"
 #include "eval/nnue.h"
 #include "net_builder.h"
 
@@ -104,11 +106,16 @@ int main(int argc, char** argv) {
                 reference.nsPerNode, (unsigned long long)reference.nodes);
     // The random net's inputs are almost never zero (the first layer's worst
     // case); the material net's are mostly zero.
-    for (int netKind = 0; netKind < 2; ++netKind) {
+    const char* netFile = argc > 2 ? argv[2] : nullptr;
+    for (int netKind = 0; netKind < (netFile ? 3 : 2); ++netKind) {
         if (netKind == 0) fillRandomNet(nnue, 1);
-        else fillMaterialNet(nnue);
+        else if (netKind == 1) fillMaterialNet(nnue);
+        else if (!loadNetFile(netFile)) {
+            std::printf("cannot read network %s\n", netFile);
+            return 1;
+        }
         evaluationChanged();
-        const char* netName = netKind == 0 ? "random" : "material";
+        const char* netName = netKind == 0 ? "random" : netKind == 1 ? "material" : "file";
         for (const NnueKernel* k : {&scalarKernel, &ssse3Kernel, &avx2Kernel, &avx512Kernel}) {
             if (!kernelSupported(*k)) continue;
             Measure with = timeWalk(positions, depth, k);

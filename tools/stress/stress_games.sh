@@ -6,7 +6,9 @@
 #   tools/stress/stress_games.sh loaded [games] [concurrency]   # 200 games at 10s+0.1s, one busy process per core
 #
 # ENGINE (build/quorvane) plays ENGINE2 (the same unless given), so one run can
-# also compare two builds; BOOK picks the openings, SEED their draw.
+# also compare two builds; BOOK picks the openings, SEED their draw. BUSY=0 leaves
+# the load of the loaded mode to the caller (a fuzz batch, say) instead of
+# starting one spinning process per core.
 #
 # Prints the match summary and the line check; exits non-zero when a game had a
 # fault (crash, hang, illegal move, time loss) or a line was torn.
@@ -29,7 +31,7 @@ esac
 busy=()
 stop_busy() { for pid in "${busy[@]}"; do kill "$pid" 2>/dev/null || true; done; }
 trap stop_busy EXIT
-if [ "$mode" = loaded ]; then
+if [ "$mode" = loaded ] && [ "${BUSY:-1}" != 0 ]; then
   for _ in $(seq "$cores"); do (while :; do :; done) & busy+=($!); done
 fi
 
