@@ -3,6 +3,7 @@
 
 #include "eval/net_layout.h"
 #include "eval/nnue_kernels.h"
+#include "eval/set_bits.h"
 
 namespace {
 
@@ -77,24 +78,30 @@ void denseLayer(const __m128i* in, const int8_t* weights, const int32_t* bias, _
 }
 
 // The first layer from the chunked weights, visiting only input chunks with a
-// non-zero byte. Inputs are at most 127, so no pair of products reaches the
-// 16-bit saturation and the order of the 32-bit sums does not matter.
+// non-zero byte, listed first without a branch per chunk. Inputs are at most
+// 127, so no pair of products reaches the 16-bit saturation and the order of
+// the 32-bit sums does not matter.
 void firstLayer(const __m128i* in, __m128i* out) {
     const __m128i ones = _mm_set1_epi16(1);
     const __m128i zero = _mm_setzero_si128();
     const int32_t* chunks = reinterpret_cast<const int32_t*>(in);
+    alignas(16) uint16_t listed[NNUE_INPUTS / 4 + 8];
+    int count = 0;
+    for (int v = 0; v < NNUE_INPUTS / 16; v += 2) {
+        unsigned nonZero = ~unsigned(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(in[v], zero)))
+                                     | _mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(in[v + 1], zero))) << 4) & 0xff;
+        __m128i at = _mm_add_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(setBits.positions[nonZero])),
+                                   _mm_set1_epi16(int16_t(v * 4)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(listed + count), at);
+        count += __builtin_popcount(nonZero);
+    }
     __m128i s[NNUE_L1 / 4];
     for (int k = 0; k < NNUE_L1 / 4; ++k) s[k] = _mm_load_si128(reinterpret_cast<const __m128i*>(nnue.l1Bias) + k);
-    for (int v = 0; v < NNUE_INPUTS / 16; ++v) {
-        unsigned nonZero = ~unsigned(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(in[v], zero)))) & 0xf;
-        while (nonZero) {
-            int chunk = v * 4 + __builtin_ctz(nonZero);
-            nonZero &= nonZero - 1;
-            __m128i x = _mm_set1_epi32(chunks[chunk]);
-            const __m128i* w = reinterpret_cast<const __m128i*>(nnueChunked.l1ByChunk[chunk]);
-            for (int k = 0; k < NNUE_L1 / 4; ++k)
-                s[k] = _mm_add_epi32(s[k], _mm_madd_epi16(_mm_maddubs_epi16(x, _mm_load_si128(w + k)), ones));
-        }
+    for (int i = 0; i < count; ++i) {
+        __m128i x = _mm_set1_epi32(chunks[listed[i]]);
+        const __m128i* w = reinterpret_cast<const __m128i*>(nnueChunked.l1ByChunk[listed[i]]);
+        for (int k = 0; k < NNUE_L1 / 4; ++k)
+            s[k] = _mm_add_epi32(s[k], _mm_madd_epi16(_mm_maddubs_epi16(x, _mm_load_si128(w + k)), ones));
     }
     for (int k = 0; k < NNUE_L1 / 16; ++k) {
         __m128i lo = _mm_max_epi16(_mm_srai_epi16(_mm_packs_epi32(s[4 * k], s[4 * k + 1]), 6), zero);

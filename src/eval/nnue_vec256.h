@@ -10,6 +10,7 @@
 
 #include "eval/net_layout.h"
 #include "eval/nnue_kernels.h"
+#include "eval/set_bits.h"
 
 namespace {
 
@@ -92,24 +93,31 @@ __m256i denseLayer(const __m256i* in, const int8_t* weights, const int32_t* bias
 }
 
 // The first layer from the chunked weights, visiting only input chunks with a
-// non-zero byte. Inputs are at most 127, so no pair of products reaches the
-// 16-bit saturation and the order of the 32-bit sums does not matter.
+// non-zero byte. The chunks are listed first without a branch per chunk (how
+// many of each eight are non-zero is different at every node, so a loop over
+// them would be mispredicted often); the multiply-adds then run over the
+// list. Inputs are at most 127, so no pair of products reaches the 16-bit
+// saturation and the order of the 32-bit sums does not matter.
 __m256i firstLayer(const __m256i* in) {
     const __m256i zero = _mm256_setzero_si256();
     const int32_t* chunks = reinterpret_cast<const int32_t*>(in);
-    __m256i s0 = zero, s1 = zero, s2 = zero, s3 = zero;
+    alignas(16) uint16_t listed[NNUE_INPUTS / 4 + 8];
+    int count = 0;
     for (int v = 0; v < NNUE_INPUTS / 32; ++v) {
         unsigned nonZero = ~unsigned(_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(in[v], zero)))) & 0xff;
-        while (nonZero) {
-            int chunk = v * 8 + __builtin_ctz(nonZero);
-            nonZero &= nonZero - 1;
-            __m256i x = _mm256_set1_epi32(chunks[chunk]);
-            const __m256i* w = reinterpret_cast<const __m256i*>(nnueChunked.l1ByChunk[chunk]);
-            s0 = dotAdd(s0, x, _mm256_load_si256(w + 0));
-            s1 = dotAdd(s1, x, _mm256_load_si256(w + 1));
-            s2 = dotAdd(s2, x, _mm256_load_si256(w + 2));
-            s3 = dotAdd(s3, x, _mm256_load_si256(w + 3));
-        }
+        __m128i at = _mm_add_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(setBits.positions[nonZero])),
+                                   _mm_set1_epi16(int16_t(v * 8)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(listed + count), at);
+        count += __builtin_popcount(nonZero);
+    }
+    __m256i s0 = zero, s1 = zero, s2 = zero, s3 = zero;
+    for (int i = 0; i < count; ++i) {
+        __m256i x = _mm256_set1_epi32(chunks[listed[i]]);
+        const __m256i* w = reinterpret_cast<const __m256i*>(nnueChunked.l1ByChunk[listed[i]]);
+        s0 = dotAdd(s0, x, _mm256_load_si256(w + 0));
+        s1 = dotAdd(s1, x, _mm256_load_si256(w + 1));
+        s2 = dotAdd(s2, x, _mm256_load_si256(w + 2));
+        s3 = dotAdd(s3, x, _mm256_load_si256(w + 3));
     }
     const __m256i* bias = reinterpret_cast<const __m256i*>(nnue.l1Bias);
     s0 = _mm256_add_epi32(s0, _mm256_load_si256(bias + 0));

@@ -110,6 +110,31 @@ TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
     }
 }
 
+// The vector kernels list the non-zero input chunks before the first layer:
+// the ends of that list (nothing active, everything active, one chunk at
+// either end of the input) are where an off-by-one would show.
+TEST(NnueKernels, SameOutputFromNoneToEveryInputActive) {
+    auto kernels = vectorKernels();
+    alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
+    useRandomNet(51);
+    auto compare = [&](const char* what) {
+        int32_t reference = scalarKernel.propagate(mover, other);
+        for (const NnueKernel* k : kernels) EXPECT_EQ(reference, k->propagate(mover, other)) << k->name << " " << what;
+        return reference;
+    };
+    for (int i = 0; i < NNUE_HIDDEN; ++i) mover[i] = other[i] = -3;
+    int32_t none = compare("no input active");
+    mover[0] = 90;
+    EXPECT_NE(none, compare("first input only"));
+    mover[0] = -3;
+    other[NNUE_HIDDEN - 1] = 90;
+    EXPECT_NE(none, compare("last input only"));
+    for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = int16_t(1 + i % 127); other[i] = int16_t(127 - i % 100); }
+    compare("every input active");
+    for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = i % 5 == 0 ? 50 : 0; other[i] = i % 7 == 3 ? 20 : -1; }
+    compare("scattered inputs");
+}
+
 TEST(NnueKernels, SameAccumulatorUpdates) {
     useRandomNet(41);
     TestRng rng{5};
