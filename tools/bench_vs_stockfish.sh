@@ -7,12 +7,15 @@
 #   - nodes/second and depth reached in the first 100 ms of a search ("go movetime 100").
 # Environment: BUILD (build directory, default build), DEPTH (bench depth, default 11),
 # TTD_DEPTH (depth of the time-to-depth runs, default 12), ROUNDS (default 3),
+# TTD_ROUNDS (time-to-depth runs of each kind, alternating, times summed per
+# position; default 3: one run of two threads moves a lot from run to run),
 # NET (network file for our engine).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD=${BUILD:-build}
 DEPTH=${DEPTH:-11}
 TTD_DEPTH=${TTD_DEPTH:-12}
+TTD_ROUNDS=${TTD_ROUNDS:-3}
 ROUNDS=${ROUNDS:-3}
 
 engine() {  # path of a Debian engine, installed when missing
@@ -72,18 +75,23 @@ awk -v a="$ours" -v b="$eth" -v c="$oursCpu" -v d="$ethCpu" 'BEGIN { printf "rat
 # (100% = one full core): on a busy machine two threads may get no more
 # processor time than one, and then no speed-up can show.
 timed() { /usr/bin/time -f "cpu %P" "$@" 2>&1; }
-run1=$(timed "$BUILD/bench" "$TTD_DEPTH" "$NET" 1)
-run2=$(timed "$BUILD/bench" "$TTD_DEPTH" "$NET" 2)
-perPosition() { awk '/^Position/ { print $3, $4, $6 }' <<<"$1"; }  # index nodes ms
-paste <(perPosition "$run1") <(perPosition "$run2") >"$tmp/ttd"
-# Positions solved in under 50 ms on one thread say more about the clock than the threads.
-speedups=$(awk '$3 >= 50 { printf "%.3f\n", $3 / $6 }' "$tmp/ttd")
+perPosition() { awk '/^Position / { print $2, $4, $6 }' <<<"$1"; }  # index nodes ms
+for round in $(seq "$TTD_ROUNDS"); do
+  run1=$(timed "$BUILD/bench" "$TTD_DEPTH" "$NET" 1)
+  run2=$(timed "$BUILD/bench" "$TTD_DEPTH" "$NET" 2)
+  perPosition "$run1" >>"$tmp/ttd1"
+  perPosition "$run2" >>"$tmp/ttd2"
+  echo "time to depth $TTD_DEPTH, round $round: 1 thread $(number '^Time' <<<"$run1") ms" \
+       "($(grep -o 'cpu [0-9]*%' <<<"$run1")), 2 threads $(number '^Time' <<<"$run2") ms ($(grep -o 'cpu [0-9]*%' <<<"$run2"))"
+done
+# Per position: nodes and milliseconds summed over the rounds.
+sumByPosition() { awk '{ n[$1] += $2; t[$1] += $3 } END { for (i in n) print i, n[i], t[i] }' "$1" | sort -n; }
+paste <(sumByPosition "$tmp/ttd1") <(sumByPosition "$tmp/ttd2") >"$tmp/ttd"
+# Positions solved in under 50 ms a run on one thread say more about the clock than the threads.
+speedups=$(awk -v r="$TTD_ROUNDS" '$3 >= 50 * r { printf "%.3f\n", $3 / $6 }' "$tmp/ttd")
 counted=$(grep -c . <<<"$speedups" || true)
-one=$(number '^Time' <<<"$run1"); two=$(number '^Time' <<<"$run2")
-nodes1=$(number '^Nodes searched' <<<"$run1"); nodes2=$(number '^Nodes searched' <<<"$run2")
-echo "time to depth $TTD_DEPTH: 1 thread $one ms ($(grep -o 'cpu [0-9]*%' <<<"$run1")), 2 threads $two ms ($(grep -o 'cpu [0-9]*%' <<<"$run2"))"
-awk -v a="$one" -v b="$two" -v n1="$nodes1" -v n2="$nodes2" \
-  'BEGIN { printf "speed-up of 2 threads over 1, total: %.2f (nodes to depth: 2 threads / 1 = %.2f)\n", a / b, n2 / n1 }'
+awk '{ n1 += $2; t1 += $3; n2 += $5; t2 += $6 } END {
+  printf "speed-up of 2 threads over 1, total of all rounds: %.2f (nodes to depth: 2 threads / 1 = %.2f)\n", t1 / t2, n2 / n1 }' "$tmp/ttd"
 if [ "$counted" -gt 0 ]; then
   echo "speed-up of 2 threads over 1, median over $counted positions: $(median <<<"$speedups")"
 fi
