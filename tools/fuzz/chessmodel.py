@@ -3,6 +3,7 @@ by the fuzzer to judge the engine's moves without trusting the engine's own
 move generator. Slow but plain: a list of 64 squares, a1 = 0, h8 = 63."""
 
 import random
+import re
 
 KNIGHT_STEPS = [(1, 2), (2, 1), (2, -1), (1, -2), (-1, -2), (-2, -1), (-2, 1), (-1, 2)]
 KING_STEPS = [(1, 0), (1, 1), (0, 1), (-1, 1), (-1, 0), (-1, -1), (0, -1), (1, -1)]
@@ -265,10 +266,20 @@ def castling_ok(p, r, chess960):
     return True
 
 
+# The engine splits its commands at these characters only; Python's own
+# split() would also cut at control characters such as \x1c-\x1f and, on
+# latin-1 text, at \x85 and \xa0, and so disagree with it on odd input.
+ENGINE_BLANKS = " \t\n\v\f\r"
+
+
+def words(text):
+    return [w for w in re.split("[" + re.escape(ENGINE_BLANKS) + "]+", text) if w]
+
+
 def parse_fen(text, chess960):
     """A Position from a FEN this model writes (or the start position); None
     for anything else: the fuzzer's malformed FENs are judged otherwise."""
-    fields = text.split()
+    fields = words(text)
     if len(fields) != 6:
         return None
     p = Position()

@@ -308,8 +308,7 @@ class Search:
         self.root, self.chess960, self.allowed = root, chess960, allowed
 
 
-def words(text):
-    return text.split()
+words = cm.words
 
 
 def interpret_position(text, belief, chess960):
@@ -428,7 +427,7 @@ class Runner:
                 self.pump(data / 1000.0)
             elif kind == "line":
                 self.command(data)
-                if data.split()[:1] == ["quit"]:
+                if words(data)[:1] == ["quit"]:
                     ended = True
                     break
             elif kind == "showboard":
