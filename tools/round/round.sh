@@ -108,7 +108,9 @@ for f in "${FILES[@]}"; do DATAARGS+=(--data "$f"); done
 TRAINARGS=(train "${DATAARGS[@]}" --validation-data "$VALIDATION" --out "$TRAIN" --epochs "$EPOCHS"
            --threads "$THREADS" --batch 16384 --lr "$LR" --schedule cosine --lr-end 0.01 --factoriser 1
            --filter-margin 100 --seed 1)
-[ "$SCRATCH" = 1 ] || TRAINARGS+=(--init-net "$SHIPPED")
+# A round that continues the shipped weights sees reflected positions too: on
+# data it has partly seen already, that kept it from learning the games by heart.
+[ "$SCRATCH" = 1 ] || TRAINARGS+=(--init-net "$SHIPPED" --mirror 1)
 if [ ! -f "$TRAIN/done" ]; then
   if [ -f "$TRAIN/checkpoint.bin" ]; then
     say "resuming training"
