@@ -162,4 +162,18 @@ TEST_F(TrainData, TextLinesTurnResultsToTheMover) {
     EXPECT_NE(error.find("bad FEN"), std::string::npos);
 }
 
+// A record written as a tuning line must give back White's result, whichever side is to move.
+TEST_F(TrainData, TuningLinesCarryWhitesResult) {
+    TextLineOptions whiteResults;
+    TrainingRecord r;
+    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;-120;1-0", whiteResults, r));
+    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1 c9 \"1-0\";");
+    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;35;1-0", whiteResults, r));
+    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 w - - 0 1 c9 \"1-0\";");
+    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;0;0-1", whiteResults, r));
+    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1 c9 \"0-1\";");
+    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;0;1/2-1/2", whiteResults, r));
+    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1 c9 \"1/2-1/2\";");
+}
+
 } // namespace

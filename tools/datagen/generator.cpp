@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "data_filter.h"
+#include "position_record.h"
 #include "random.h"
 
 namespace {
@@ -149,11 +150,6 @@ uint64_t runPhase(const Phase& phase, const GeneratorSettings& settings, Output&
 }
 
 } // namespace
-
-std::string tuningLine(const std::string& fen, GameResult whiteResult) {
-    const char* result = whiteResult == RESULT_WIN ? "1-0" : whiteResult == RESULT_LOSS ? "0-1" : "1/2-1/2";
-    return fen + " c9 \"" + result + "\";";
-}
 
 bool runGenerator(const GeneratorSettings& settings, std::ostream& log, GeneratorSummary& sum, std::string* error) {
     sum = GeneratorSummary{};

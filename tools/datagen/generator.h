@@ -41,5 +41,3 @@ struct GeneratorSummary {
 bool runGenerator(const GeneratorSettings& settings, std::ostream& log, GeneratorSummary& summary,
                   std::string* error);
 
-// One tuning-file line: the FEN, "c9" and White's result in quotes.
-std::string tuningLine(const std::string& fen, GameResult whiteResult);

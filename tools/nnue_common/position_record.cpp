@@ -111,3 +111,12 @@ std::string recordFen(const TrainingRecord& r) {
     }
     return fen + (r.sideToMove == WHITE ? " w - - 0 1" : " b - - 0 1");
 }
+
+std::string tuningLine(const std::string& fen, GameResult whiteResult) {
+    const char* result = whiteResult == RESULT_WIN ? "1-0" : whiteResult == RESULT_LOSS ? "0-1" : "1/2-1/2";
+    return fen + " c9 \"" + result + "\";";
+}
+
+std::string tuningLine(const TrainingRecord& r) {
+    return tuningLine(recordFen(r), moverResult(GameResult(r.result), r.sideToMove));
+}

@@ -29,3 +29,8 @@ bool recordFromTextLine(const std::string& line, const TextLineOptions& options,
 
 // The FEN of a record's placement and side to move (no castling or en passant).
 std::string recordFen(const TrainingRecord& r);
+
+// One line of the engine's tuning file: the FEN, "c9" and White's result in quotes.
+std::string tuningLine(const std::string& fen, GameResult whiteResult);
+// The same for a record (its result turned back to White's view).
+std::string tuningLine(const TrainingRecord& r);
