@@ -1,9 +1,9 @@
 // Converts text lines "FEN;score;result" into a training data file, or
 // training data files into lines of the engine's tuning file.
-#include <fstream>
-#include <iostream>
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -37,12 +37,15 @@ int toTuning(const std::vector<std::string>& inputs, const std::string& output, 
             std::cerr << error << "\n";
             return 1;
         }
-        while (block.clear(), readRecords(reader, block, 1 << 16) > 0)
-            for (const TrainingRecord& r : block)
-                if (seen++ % every == 0) {
-                    out << tuningLine(r) << '\n';
-                    ++written;
-                }
+        for (;;) {
+            block.clear();
+            if (readRecords(reader, block, 1 << 16) == 0) break;
+            for (const TrainingRecord& r : block) {
+                if (seen++ % every != 0) continue;
+                out << tuningLine(r) << '\n';
+                ++written;
+            }
+        }
         closeReader(reader);
     }
     if (!out.flush()) {
