@@ -47,7 +47,12 @@ std::string executableDirectory() {
 
 DefaultNetworkSource loadDefaultNetwork(const std::string& name, const std::string& exeDir, std::string_view builtIn) {
     if (loadNetFile(name) && netLoaded) return {name, false};
-    if (!exeDir.empty() && loadNetFile(exeDir + name) && netLoaded) return {exeDir + name, false};
+    if (!exeDir.empty()) {
+        if (loadNetFile(exeDir + name) && netLoaded) return {exeDir + name, false};
+        // An installed engine (bin/quorvane) keeps its network in share/quorvane/.
+        std::string installed = exeDir + INSTALLED_NETWORK_FOLDER + name;
+        if (loadNetFile(installed) && netLoaded) return {installed, false};
+    }
     if (!builtIn.empty()) {
         ReadOnlyBuffer buffer(builtIn);
         std::istream in(&buffer);

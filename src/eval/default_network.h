@@ -20,8 +20,12 @@ struct DefaultNetworkSource {
 // empty when the system cannot tell.
 std::string executableDirectory();
 
-// Loads `name` from the working directory, else from `exeDir`, else from the
-// bytes of `builtIn`; leaves netLoaded false when all three fail.
+// Where an installed engine's network lies, relative to the executable's folder.
+inline constexpr const char* INSTALLED_NETWORK_FOLDER = "../share/quorvane/";
+
+// Loads `name` from the working directory, else from `exeDir`, else from
+// `exeDir` + INSTALLED_NETWORK_FOLDER, else from the bytes of `builtIn`;
+// leaves netLoaded false when all of them fail.
 DefaultNetworkSource loadDefaultNetwork(const std::string& name, const std::string& exeDir, std::string_view builtIn);
 
 // The start-up report of where the default network came from, or of its absence.

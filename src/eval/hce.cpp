@@ -9,7 +9,6 @@ namespace {
 
 constexpr Bitboard FILE_A = 0x0101010101010101ULL;
 constexpr Bitboard DARK_SQUARES = 0xaa55aa55aa55aa55ULL;
-constexpr Bitboard QUEENSIDE = FILE_A * 0x0f, KINGSIDE = FILE_A * 0xf0;
 
 constexpr int relativeRank(int colour, int sq) { return colour == WHITE ? rankOf(sq) : 7 - rankOf(sq); }
 

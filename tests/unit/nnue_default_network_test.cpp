@@ -57,6 +57,27 @@ TEST_F(DefaultNetwork, TheExecutablesFolderComesBeforeTheBuiltInCopy) {
     EXPECT_EQ(defaultNetworkLine("beside.nnue", source), "info string NetFile used : " + source.path);
 }
 
+// An installed engine: bin/quorvane with its network in share/quorvane/. A
+// file beside the executable still comes first.
+TEST_F(DefaultNetwork, AnInstalledEngineFindsItsNetworkInTheShareFolder) {
+    fs::create_directories(dir / "bin");
+    fs::create_directories(dir / "share" / "quorvane");
+    writeFile(dir / "share" / "quorvane" / "installed.nnue", netBytes(84));
+    std::string builtIn = netBytes(85);
+    std::string printed;
+    std::string exeDir = (dir / "bin").string() + "/";
+    DefaultNetworkSource source = load("installed.nnue", exeDir, builtIn, &printed);
+    EXPECT_TRUE(netLoaded);
+    EXPECT_FALSE(source.builtIn);
+    EXPECT_EQ(source.path, exeDir + "../share/quorvane/installed.nnue");
+    fillRandomNet(*written, 84);
+    EXPECT_EQ(0, std::memcmp(&nnue, written.get(), sizeof nnue));
+
+    writeFile(dir / "bin" / "installed.nnue", netBytes(86));
+    source = load("installed.nnue", exeDir, builtIn, &printed);
+    EXPECT_EQ(source.path, exeDir + "installed.nnue");
+}
+
 TEST_F(DefaultNetwork, TheBuiltInCopyIsTheLastResort) {
     std::string builtIn = netBytes(83);
     std::string printed;

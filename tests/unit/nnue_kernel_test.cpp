@@ -9,6 +9,10 @@
 #include "eval/net_layout.h"
 #include "eval/nnue.h"
 #include "eval_helpers.h"
+#include "search/bench.h"
+#include "search/threads.h"
+#include "search/tt.h"
+#include "search_support.h"
 
 namespace {
 
@@ -179,6 +183,31 @@ TEST(NnueKernels, ReferenceSaturations) {
     prepareNetwork();
     EXPECT_EQ(-7, scalarKernel.propagate(mover, other));
     for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(-7, k->propagate(mover, other)) << k->name;
+}
+
+// The bench node count is the search's signature; it must not depend on which
+// kernel the processor picks. Every kernel searches the benchmark with the
+// shipped network, the reference kernel included.
+TEST(NnueKernels, BenchSearchesTheSameNodesUnderEveryKernel) {
+    initSearchTables();
+    EngineNetwork restore(nnue);
+    ASSERT_TRUE(loadNetFile(std::string(TEST_DATA_DIR) + "/../../220321-307.nnue"));
+    setThreadCount(1);
+    const NnueKernel* chosen = activeKernel;
+    std::vector<uint64_t> counts;
+    std::vector<const NnueKernel*> kernels = vectorKernels();
+    kernels.insert(kernels.begin(), &scalarKernel);
+    for (const NnueKernel* k : kernels) {
+        activeKernel = k;
+        evaluationChanged();
+        BenchResult r = runBench(7, false);
+        ASSERT_TRUE(r.ok);
+        counts.push_back(r.nodes);
+    }
+    activeKernel = chosen;
+    setThreadCount(0);
+    resize(1);
+    for (size_t i = 1; i < counts.size(); ++i) EXPECT_EQ(counts[i], counts[0]) << kernels[i]->name;
 }
 
 } // namespace

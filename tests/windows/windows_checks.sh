@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Cross-compiles the Windows executable with mingw-w64 and runs it under wine:
 # start-up banner, perft, a short search with the network built into the
-# executable and a tablebase probe.
+# executable, a tablebase probe and the bench node count.
 # Usage: tests/windows/windows_checks.sh <source dir>
 set -uo pipefail
 src=$1
@@ -36,6 +36,9 @@ if grep -q "Net read" <(cd "$work" && printf 'quit\n' | timeout 120 wine "$exe" 
   # Forward slashes: Windows accepts them, and the input below is read with backslash escapes.
   wintables=$(winepath -w "$src/tests/data/syzygy" 2>/dev/null | tr '\\' /)
   check "tablebase" "setoption name SyzygyPath value $wintables\nposition fen 8/8/8/4k3/8/8/8/KQ6 w - - 0 1\ngo depth 5\n" "^info .*tbhits 1 "
+  # The bench count is the search's signature on every system as well.
+  signature=$(grep -v '^#' "$src/tests/data/bench_signature.txt" | head -1)
+  check "bench signature" "bench\n" "^$signature nodes [0-9]+ nps$"
 else
   echo "FAILED: no network built into the executable"; failures=$((failures + 1))
 fi
