@@ -153,7 +153,7 @@ double nextStabilityScale(double scale, int depth, int bestMoveChanges) {
 std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t elapsed, uint64_t tbHits,
                      const std::vector<Move>& pv, const Position& root) {
     std::string line = "info score ";
-    if (std::abs(score) >= MATE_IN_MAX) line.append("mate ").append(std::to_string(mateMoves(score)));
+    if (isMateScore(score)) line.append("mate ").append(std::to_string(mateMoves(score)));
     else line.append("cp ").append(std::to_string(score));
     int64_t ms = elapsed > 0 ? elapsed : 1;
     auto field = [&line](const char* name, auto value) { line.append(name).append(std::to_string(value)); };
@@ -254,8 +254,8 @@ void iterativeDeepening(worker& w, bool leader) {
 
         const int score = w.rootBestScore;
         bool goOn = true;
-        if (std::abs(score) >= MATE_IN_MAX && MATE - std::abs(score) <= depth + 1) goOn = false;
-        if (leader && timeControl.mate > 0 && score >= MATE_IN_MAX && mateMoves(score) <= timeControl.mate) goOn = false;
+        if (isMateScore(score) && MATE - std::abs(score) <= depth + 1) goOn = false;
+        if (leader && timeControl.mate > 0 && score >= MATE_BOUND && mateMoves(score) <= timeControl.mate) goOn = false;
         if (singleMove && depth >= 3) goOn = false;
         if (depthLimit > 0) {
             if (!infiniteFlag.get() && depth >= depthLimit - 1) goOn = false;

@@ -85,8 +85,8 @@ bool drawnBelowRoot(const worker& w, int ply, int& score) {
 // No score inside the node can beat a mate found nearer the root: narrows the
 // window to the reachable mate scores, true when nothing is left of it.
 inline bool mateDistanceCut(int ply, int& alpha, int& beta) {
-    alpha = std::max(alpha, ply - MATE);
-    beta = std::min(beta, MATE + 1 - ply);
+    alpha = std::max(alpha, matedIn(ply));
+    beta = std::min(beta, mateIn(ply) + 1);
     return alpha >= beta;
 }
 
@@ -109,12 +109,12 @@ bool tablebaseCutoff(worker& w, int ply, int depth, int alpha, int beta, int& re
     w.tbHits.store(w.tbHits.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     const int tbDepth = std::min(MAX_STORED_DEPTH, depth + tbPieces);
     if (wdl == 4) {
-        const int score = MATE_IN_MAX - ply;
+        const int score = tablebaseWin(ply);
         if (score < beta) return false;
         store(*w.table, p.key, NO_MOVE, score, tbDepth, LOWER, ply);
         result = score;
     } else if (wdl == 0) {
-        const int score = ply - MATE_IN_MAX;
+        const int score = tablebaseLoss(ply);
         if (score > alpha) return false;
         store(*w.table, p.key, NO_MOVE, score, tbDepth, UPPER, ply);
         result = score;
@@ -150,7 +150,7 @@ bool nullMoveCutoff(worker& w, int ply, int depth, int beta, int value, int& res
     }
     if (score < beta) return false;
     if (depth < NULL_VERIFICATION_DEPTH) {
-        result = score > MATE_IN_MAX ? beta : score;
+        result = score > MATE_BOUND ? beta : score;
         return true;
     }
 
@@ -168,7 +168,7 @@ bool nullMoveCutoff(worker& w, int ply, int depth, int beta, int value, int& res
         return true;
     }
     if (verified < beta) return false;
-    result = verified > MATE_IN_MAX ? beta : verified;
+    result = verified > MATE_BOUND ? beta : verified;
     return true;
 }
 
@@ -352,7 +352,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
 
         if (!pvNode) {
             // Reverse futility: far enough above beta that one quiet move will not change it.
-            if (depth < REVERSE_FUTILITY_DEPTH && std::abs(value) < MATE_IN_MAX
+            if (depth < REVERSE_FUTILITY_DEPTH && !isMateScore(value)
                 && value >= beta + REVERSE_FUTILITY_MARGIN * depth && hasPieces(p, us))
                 return value;
 
@@ -364,7 +364,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 }
             } else {
                 if (nullMoveCutoff(w, ply, depth, beta, value, result)) return result;
-                if (depth >= PROBCUT_DEPTH && std::abs(value) <= MATE_IN_MAX - 1 && probCut(w, ply, depth, beta, eval, result))
+                if (depth >= PROBCUT_DEPTH && !isMateScore(value) && probCut(w, ply, depth, beta, eval, result))
                     return result;
             }
         }
@@ -406,7 +406,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
 
         bool singular = false;
         if (stage == STAGE_TT && ply > 0 && depth >= SINGULAR_DEPTH && searched == 0
-            && ttDepth >= depth - SINGULAR_ENTRY_DEPTH_MARGIN && ttBound && ttBound != UPPER && std::abs(ttScore) < MATE_IN_MAX) {
+            && ttDepth >= depth - SINGULAR_ENTRY_DEPTH_MARGIN && ttBound && ttBound != UPPER && !isMateScore(ttScore)) {
             bool stopped = false;
             singular = isSingular(w, ply, depth, ttScore, blocks, stopped);
             if (stopped) return 0;
@@ -482,7 +482,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     }
 
     // ---- Mate, stalemate, fifty moves and the table entry ---------------
-    if (!anyLegal) return inCheck ? ply - MATE : 0;
+    if (!anyLegal) return inCheck ? matedIn(ply) : 0;
     if (p.fiftyMove > 99) return 0;
     store(*w.table, p.key, f.bestMove, bestScore, std::min(depth, MAX_STORED_DEPTH), bestScore > alphaStart ? EXACT : UPPER, ply);
     return bestScore;
@@ -512,7 +512,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
     const bool inCheck = p.plyStates[ply].inCheck && !ignoredCheck;
     int best;
     if (inCheck) {
-        best = ply - MATE;
+        best = matedIn(ply);
     } else {
         int standPat = evaluate(ply, p);
         if ((ttBound == LOWER && ttScore > standPat) || (ttBound == UPPER && ttScore < standPat)) standPat = ttScore;

@@ -12,13 +12,9 @@
 
 #include "board/position.h"
 #include "search/control.h"
+#include "search/score.h"
 #include "search/tt.h"
 
-constexpr int MATE = 32000;
-constexpr int MATE_IN_MAX = 31872;  // scores at or beyond this are mate or tablebase scores
-constexpr int NO_SCORE = -32000;
-constexpr int NOT_EVALUATED = -32767;
-constexpr int INFINITE_SCORE = 32767;
 constexpr int FRAME_OFFSET = 2;     // frames[-2] and frames[-1] exist so ply - 2 never needs a test
 
 // Picker stages; the numbers are the order in which they run.
