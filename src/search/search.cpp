@@ -24,20 +24,20 @@ constexpr int LAST_PLY = MAX_PLY - 1;  // nodes this deep return their static ev
 
 inline int repetitionScore(const worker& w) { return 2 * int(w.nodes.load(std::memory_order_relaxed) & 1) - 1; }
 
-inline bool hasPieces(const Position& p, int colour) {
+inline bool hasNonPawnMaterial(const Position& p, int colour) {
     return (p.pieces[colour] & ~(p.pieces[WPAWN + colour] | p.pieces[WKING + colour])) != 0;
 }
 
 // Reads the clock (and the node budget) when the countdown runs out.
 bool outOfTime(worker& w) {
-    if (w.nodeLimit) {
+    if (w.solo) {
         // A search on its own budget stops on this thread's count alone. The
         // countdown runs in alpha-beta nodes only, while the count includes
         // the quiescence nodes below them, so the checks come closer together
         // as the budget runs out.
         uint64_t n = w.nodes.load(std::memory_order_relaxed);
-        if (n >= w.nodeLimit) return true;
-        w.checkCountdown = int(std::min<uint64_t>((w.nodeLimit - n) / 16, 4096));
+        if (n >= w.nodeBudget) return true;
+        w.checkCountdown = int(std::min<uint64_t>((w.nodeBudget - n) / 16, 4096));
         return false;
     }
     w.checkCountdown = timeControl.nodeCheckInterval;
@@ -101,7 +101,7 @@ inline int childSearch(worker& w, int ply, int depth, int alpha, int beta) {
 bool tablebaseCutoff(worker& w, int ply, int depth, int alpha, int beta, int& result) {
     Position& p = *w.pos;
     const int tbPieces = largestTablebase();
-    if (ply == 0 || tbPieces <= 0 || p.fiftyMove != 0 || p.plyStates[ply].castling) return false;
+    if (tbPieces <= 0 || p.fiftyMove != 0 || p.plyStates[ply].castling) return false;
     const int pieces = popcount(occupancy(p));
     if (pieces > tbPieces || (pieces == tbPieces && depth < optionSyzygyProbeDepth)) return false;
     const int wdl = probeWdl(p);
@@ -134,7 +134,7 @@ bool nullMoveCutoff(worker& w, int ply, int depth, int beta, int value, int& res
     Position& p = *w.pos;
     SearchFrame& f = w.frames[ply];
     SearchFrame& child = w.frames[ply + 1];
-    if (f.nullDisabled || w.frames[ply - 1].afterNull || value < beta || !hasPieces(p, p.sideToMove)) return false;
+    if (f.nullDisabled || w.frames[ply - 1].afterNull || value < beta || !hasNonPawnMaterial(p, p.sideToMove)) return false;
 
     const int reduced = depth - depth / NULL_MOVE_DEPTH_DIVISOR
                       - std::min(NULL_MOVE_MAX_EVAL_REDUCTION, (value - beta) / NULL_MOVE_EVAL_STEP) - NULL_MOVE_REDUCTION;
@@ -305,11 +305,9 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
 
     // ---- Draws, mate distance and the deepest ply -----------------------
     int result;
-    if (ply > 0) {
-        if (drawnBelowRoot(w, ply, result)) return result;
-        if (mateDistanceCut(ply, alpha, beta)) return alpha;
-        if (ply >= LAST_PLY) return evaluate(ply, p);
-    }
+    if (drawnBelowRoot(w, ply, result)) return result;
+    if (mateDistanceCut(ply, alpha, beta)) return alpha;
+    if (ply >= LAST_PLY) return evaluate(ply, p);
 
     SearchFrame& f = w.frames[ply];
     SearchFrame& child = w.frames[ply + 1];
@@ -326,14 +324,13 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     const int ttDepth = entryDepth(entry);
     const int ttScore = scoreFromTable(entryScore(entry), ply);
     if (ttBound) {
-        if (!pvNode && ttDepth >= depth && ply > 0 && !f.afterNull) {
+        if (!pvNode && ttDepth >= depth && !f.afterNull) {
             if ((ttBound & LOWER) && ttScore >= beta) return ttScore;
             if ((ttBound & UPPER) && ttScore <= alpha) return ttScore;
             if (ttBound == EXACT) return ttScore;
         }
         f.ttMove = entryMove(entry);
     }
-    if (ply == 0) f.ttMove = w.rootBestMove;
 
     if (tablebaseCutoff(w, ply, depth, alpha, beta, result)) return result;
 
@@ -353,7 +350,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         if (!pvNode) {
             // Reverse futility: far enough above beta that one quiet move will not change it.
             if (depth < REVERSE_FUTILITY_DEPTH && !isMateScore(value)
-                && value >= beta + REVERSE_FUTILITY_MARGIN * depth && hasPieces(p, us))
+                && value >= beta + REVERSE_FUTILITY_MARGIN * depth && hasNonPawnMaterial(p, us))
                 return value;
 
             if (depth < RAZOR_DEPTH) {
@@ -395,7 +392,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         const int index = pieceToIndex(piece, to);
 
         // Pruning of losing captures and of quiet moves with a bad history.
-        if (ply > 0 && searched > 0) {
+        if (searched > 0) {
             if (stage == STAGE_BAD_CAPTURES && depth <= BAD_CAPTURE_PRUNE_DEPTH
                 && !seeTest(p, m, -BAD_CAPTURE_SEE_MARGIN * depth))
                 continue;
@@ -405,7 +402,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         }
 
         bool singular = false;
-        if (stage == STAGE_TT && ply > 0 && depth >= SINGULAR_DEPTH && searched == 0
+        if (stage == STAGE_TT && depth >= SINGULAR_DEPTH && searched == 0
             && ttDepth >= depth - SINGULAR_ENTRY_DEPTH_MARGIN && ttBound && ttBound != UPPER && !isMateScore(ttScore)) {
             bool stopped = false;
             singular = isSingular(w, ply, depth, ttScore, blocks, stopped);
@@ -415,7 +412,6 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         // Extensions: checks that do not lose material, quiet moves that the
         // continuation histories rate highly, and a singular stored move.
         const bool check = givesCheck(p, m);
-        f.givesCheck = check;
         if (!capture) ++quietsSeen;
         if (stage != STAGE_BAD_CAPTURES) ++counted;
         int newDepth = depth - 1;

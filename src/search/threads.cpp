@@ -94,10 +94,7 @@ void wakeThread(worker& w) {
     w.wake.notify_all();
 }
 
-unsigned poolBuilds = 0;
-
 int setThreadCount(int n) {
-    ++poolBuilds;
     if (!pool.empty()) waitIdle(*pool[0]);
     while (!pool.empty()) {
         delete pool.back();
@@ -185,7 +182,8 @@ uint64_t searchFixedDepthWithPool(const Position& root, int depth) {
 
 SoloSearchResult searchToNodes(worker& w, const Position& root, uint64_t nodes) {
     w.stop->set(false);
-    w.nodeLimit = nodes > 0 ? nodes : 1;
+    w.solo = true;
+    w.nodeBudget = nodes > 0 ? nodes : 1;
     copyRootPosition(w.position, root);
     w.pos = &w.position;
     iterativeDeepening(w, true);

@@ -247,5 +247,9 @@ void newGameCommand() {
     clear();
     gameMoveCount = 0;
     newGameFlag = true;
+    // Only the first 1024 keys are cleared; the rest need nothing. Repetition
+    // detection reads only keys below gamePly, and each of those was written
+    // by the FEN, a move played or the root copy before any read; keys from
+    // gamePly up are written by the moves that reach them.
     for (int i = 0; i < 1024; ++i) mainPosition.keyHistory[i] = 0;
 }
