@@ -5,6 +5,8 @@
 
 #include "eval/texel.h"
 
+using namespace datagen;
+
 namespace {
 
 class DatagenRun : public DatagenTest {

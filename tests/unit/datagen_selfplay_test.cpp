@@ -5,6 +5,8 @@
 #include "tablebase/registry.h"
 #include "uci/movetext.h"
 
+using namespace datagen;
+
 namespace {
 
 using DatagenRules = DatagenTest;

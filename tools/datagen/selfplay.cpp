@@ -12,6 +12,8 @@
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
 
+namespace datagen {
+
 namespace {
 
 // Every game starts from empty tables, so that it depends on its seed alone
@@ -171,3 +173,5 @@ bool playGame(GameSearcher& s, const OpeningBook& book, uint64_t seed, const Gam
         playRootMove(p, found.move);
     }
 }
+
+} // namespace datagen
