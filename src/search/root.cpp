@@ -9,6 +9,7 @@
 #include "search/movepick.h"
 #include "search/pool.h"
 #include "search/search.h"
+#include "search/timeman.h"
 #include "search/tt.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
@@ -138,18 +139,6 @@ bool rootTablebaseMove(worker& w) {
 
 } // namespace
 
-double nextStabilityScale(double scale, int depth, int bestMoveChanges) {
-    if (depth <= 4) {
-        scale = 1.0;
-    } else if (bestMoveChanges == 1) {
-        scale *= 0.9;
-    } else {
-        double x = 0.2 * bestMoveChanges;
-        scale = scale <= 1.0 ? 1.0 + x : 0.8 * scale + x;
-    }
-    return std::max(std::min(scale, 2.0), 0.6);
-}
-
 std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t elapsed, uint64_t tbHits,
                      const std::vector<Move>& pv, const Position& root) {
     std::string line = "info score ";
@@ -260,9 +249,7 @@ void iterativeDeepening(worker& w, bool leader) {
             if (!infiniteFlag.get() && depth >= depthLimit - 1) goOn = false;
         } else if (!w.solo) {
             w.stabilityScale = nextStabilityScale(w.stabilityScale, depth, w.bestMoveChanges);
-            float spent = float(elapsedMs()) * timeControl.timeFactor;
-            if (spent > float(timeControl.softLimit * w.stabilityScale)) timeUpFlag.set();
-            if (!infiniteFlag.get() && !ponderingFlag.get() && timeUpFlag.get()) goOn = false;
+            if (softLimitReached(w.stabilityScale)) goOn = false;
         }
         if (!goOn) break;
     }

@@ -8,11 +8,10 @@
 #include "board/movequery.h"
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
-#include "search/control.h"
 #include "search/history.h"
 #include "search/movepick.h"
-#include "search/pool.h"
 #include "search/search_constants.h"
+#include "search/timeman.h"
 #include "search/tt.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
@@ -28,7 +27,7 @@ inline bool hasNonPawnMaterial(const Position& p, int colour) {
     return (p.pieces[colour] & ~(p.pieces[WPAWN + colour] | p.pieces[WKING + colour])) != 0;
 }
 
-// Reads the clock (and the node budget) when the countdown runs out.
+// Reads the node budget, or the clock and the "go" limits, when the countdown runs out.
 bool outOfTime(worker& w) {
     if (w.solo) {
         // A search on its own budget stops on this thread's count alone. The
@@ -40,10 +39,7 @@ bool outOfTime(worker& w) {
         w.checkCountdown = int(std::min<uint64_t>((w.nodeBudget - n) / 16, 4096));
         return false;
     }
-    w.checkCountdown = timeControl.nodeCheckInterval;
-    if (infiniteFlag.get() || ponderingFlag.get()) return false;
-    if (elapsedMs() >= timeControl.hardLimit) return true;
-    return timeControl.nodes && totalNodes() >= timeControl.nodes;
+    return searchLimitReached(w.checkCountdown);
 }
 
 // The key after a plain move or capture. Asking for its bucket before the move

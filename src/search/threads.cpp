@@ -1,7 +1,6 @@
 #include "search/threads.h"
 
 #include <chrono>
-#include <climits>
 #include <cstring>
 #include <string>
 #include <system_error>
@@ -10,6 +9,7 @@
 #include "search/control.h"
 #include "search/processor_groups.h"
 #include "search/root.h"
+#include "search/timeman.h"
 #include "search/tt.h"
 #include "uci/output.h"
 
@@ -147,7 +147,7 @@ void prepareFixedDepth(int depth) {
     timeControl = TimeControl{};
     timeControl.startTime = nowMs();
     timeControl.depth = depth;
-    timeControl.softLimit = timeControl.hardLimit = INT_MAX;
+    startWithoutTimeLimit(timeControl);
     stopFlag.set(false);
     timeUpFlag.set(false);
     ponderingFlag.set(false);
