@@ -10,10 +10,10 @@
 #include "eval/net_layout.h"
 #include "eval/nnue.h"
 #include "eval/pawns.h"
+#include "search/score.h"
 
 namespace {
 
-constexpr int SCORE_LIMIT = 31871;  // beyond this the search reads mate or tablebase scores
 constexpr Bitboard QUEENSIDE_FILES = 0x0f0f0f0f0f0f0f0fULL;
 
 // One allocation per position: the generation tells whether the contents
@@ -38,7 +38,8 @@ void clearTables(EvalTables* t) {
     t->generation = currentGeneration;
 }
 
-int clampScore(int v) { return v < -SCORE_LIMIT ? -SCORE_LIMIT : v > SCORE_LIMIT ? SCORE_LIMIT : v; }
+// Beyond this the search would read a mate or tablebase score.
+int clampScore(int v) { return v < -LARGEST_PLAIN_SCORE ? -LARGEST_PLAIN_SCORE : v > LARGEST_PLAIN_SCORE ? LARGEST_PLAIN_SCORE : v; }
 
 } // namespace
 

@@ -9,6 +9,7 @@
 #include "search/movepick.h"
 #include "search/pool.h"
 #include "search/search.h"
+#include "search/timeman.h"
 #include "search/tt.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
@@ -38,7 +39,7 @@ int mateMoves(int score) {
     return score < 0 ? -moves : moves;
 }
 
-void moveToFront(std::vector<RootMove>& moves, size_t i) {
+void moveToFront(std::vector<Move>& moves, size_t i) {
     std::rotate(moves.begin(), moves.begin() + long(i), moves.begin() + long(i) + 1);
 }
 
@@ -47,7 +48,7 @@ void resetForSearch(worker& w) {
     w.tbHits.store(0, std::memory_order_relaxed);
     w.currentDepth.store(0, std::memory_order_relaxed);
     w.selDepth = 0;
-    w.checkCountdown = w.nodeLimit ? int(std::min<uint64_t>(w.nodeLimit / 16, 4096)) : timeControl.nodeCheckInterval;
+    w.checkCountdown = w.solo ? int(std::min<uint64_t>(w.nodeBudget / 16, 4096)) : timeControl.nodeCheckInterval;
     w.completedDepth = 0;
     w.bestMoveChanges = 0;
     w.stabilityScale = 1.0;
@@ -102,7 +103,7 @@ int searchRootMove(worker& w, int depth, size_t i, int bestScore) {
 }
 
 // Searches run on their own (with a node budget of their own) print nothing.
-bool reports(const worker& w) { return searchOutputEnabled && !w.nodeLimit; }
+bool reports(const worker& w) { return searchOutputEnabled && !w.solo; }
 
 void printIteration(const worker& w, int depth) {
     if (!reports(w)) return;
@@ -138,22 +139,10 @@ bool rootTablebaseMove(worker& w) {
 
 } // namespace
 
-double nextStabilityScale(double scale, int depth, int bestMoveChanges) {
-    if (depth <= 4) {
-        scale = 1.0;
-    } else if (bestMoveChanges == 1) {
-        scale *= 0.9;
-    } else {
-        double x = 0.2 * bestMoveChanges;
-        scale = scale <= 1.0 ? 1.0 + x : 0.8 * scale + x;
-    }
-    return std::max(std::min(scale, 2.0), 0.6);
-}
-
 std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t elapsed, uint64_t tbHits,
                      const std::vector<Move>& pv, const Position& root) {
     std::string line = "info score ";
-    if (std::abs(score) >= MATE_IN_MAX) line.append("mate ").append(std::to_string(mateMoves(score)));
+    if (isMateScore(score)) line.append("mate ").append(std::to_string(mateMoves(score)));
     else line.append("cp ").append(std::to_string(score));
     int64_t ms = elapsed > 0 ? elapsed : 1;
     auto field = [&line](const char* name, auto value) { line.append(name).append(std::to_string(value)); };
@@ -185,31 +174,31 @@ void iterativeDeepening(worker& w, bool leader) {
     w.rootBestScore = qsearch(w, 0, 0, -INFINITE_SCORE, INFINITE_SCORE);
 
     Move* end = generateLegal(0, p);
-    for (Move* m = p.plyStates[0].moveStart; m < end; ++m) w.rootMoves.push_back({moveBase(*m), 0});
+    for (Move* m = p.plyStates[0].moveStart; m < end; ++m) w.rootMoves.push_back(moveBase(*m));
     if (w.rootMoves.empty()) {
         if (leader) reportNoMove(w);
         return;
     }
     // "go searchmoves": only the listed moves are searched (a search on its own budget takes them all).
     const size_t legalMoves = w.rootMoves.size();
-    const bool restricted = !w.nodeLimit && !timeControl.searchMoves.empty();
+    const bool restricted = !w.solo && !timeControl.searchMoves.empty();
     if (restricted) {
         const std::vector<Move>& allowed = timeControl.searchMoves;
-        std::erase_if(w.rootMoves, [&](const RootMove& r) {
-            return std::none_of(allowed.begin(), allowed.end(), [&](Move a) { return sameMove(a, r.move); });
+        std::erase_if(w.rootMoves, [&](Move r) {
+            return std::none_of(allowed.begin(), allowed.end(), [&](Move a) { return sameMove(a, r); });
         });
-        if (w.rootMoves.empty()) w.rootMoves.push_back({moveBase(allowed[0]), 0});
+        if (w.rootMoves.empty()) w.rootMoves.push_back(moveBase(allowed[0]));
     }
     if (leader && !restricted && rootTablebaseMove(w)) return;
 
     // The stored best move of this position goes first.
     Move stored = entryMove(probe(*w.table, p.key));
     for (size_t i = 0; i < w.rootMoves.size(); ++i)
-        if (stored && sameMove(w.rootMoves[i].move, stored)) moveToFront(w.rootMoves, i);
-    w.rootBestMove = w.rootMoves[0].move;
+        if (stored && sameMove(w.rootMoves[i], stored)) moveToFront(w.rootMoves, i);
+    w.rootBestMove = w.rootMoves[0];
     w.rootPv = {w.rootBestMove};
     const bool singleMove = legalMoves == 1;
-    const int depthLimit = w.nodeLimit ? 0 : timeControl.depth;
+    const int depthLimit = w.solo ? 0 : timeControl.depth;
 
     for (int depth = 1; depth <= 127; ++depth) {
         if (!leader) {
@@ -222,7 +211,7 @@ void iterativeDeepening(worker& w, bool leader) {
 
         int iterationBest = NO_SCORE;
         for (size_t i = 0; i < w.rootMoves.size(); ++i) {
-            Move m = w.rootMoves[i].move;
+            Move m = w.rootMoves[i];
             SearchFrame& root = w.frames[0];
             root.nullDisabled = 0;
             Move tagged = withPiece(m, p.board[moveFrom(m)]);
@@ -235,7 +224,6 @@ void iterativeDeepening(worker& w, bool leader) {
             int score = searchRootMove(w, depth, i, i == 0 ? w.rootBestScore : iterationBest);
             unmakeMove(p, 0, m);
             if (w.stop->get()) break;
-            w.rootMoves[i].score = score;
             if (i == 0 || score > iterationBest) {
                 iterationBest = score;
                 if (i > 0) ++w.bestMoveChanges;
@@ -254,16 +242,14 @@ void iterativeDeepening(worker& w, bool leader) {
 
         const int score = w.rootBestScore;
         bool goOn = true;
-        if (std::abs(score) >= MATE_IN_MAX && MATE - std::abs(score) <= depth + 1) goOn = false;
-        if (leader && timeControl.mate > 0 && score >= MATE_IN_MAX && mateMoves(score) <= timeControl.mate) goOn = false;
+        if (isMateScore(score) && MATE - std::abs(score) <= depth + 1) goOn = false;
+        if (leader && timeControl.mate > 0 && score >= MATE_BOUND && mateMoves(score) <= timeControl.mate) goOn = false;
         if (singleMove && depth >= 3) goOn = false;
         if (depthLimit > 0) {
             if (!infiniteFlag.get() && depth >= depthLimit - 1) goOn = false;
-        } else if (!w.nodeLimit) {
+        } else if (!w.solo) {
             w.stabilityScale = nextStabilityScale(w.stabilityScale, depth, w.bestMoveChanges);
-            float spent = float(elapsedMs()) * timeControl.timeFactor;
-            if (spent > float(timeControl.softLimit * w.stabilityScale)) timeUpFlag.set();
-            if (!infiniteFlag.get() && !ponderingFlag.get() && timeUpFlag.get()) goOn = false;
+            if (softLimitReached(w.stabilityScale)) goOn = false;
         }
         if (!goOn) break;
     }

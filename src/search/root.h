@@ -23,6 +23,3 @@ extern const int DEPTH_CYCLE[16];
 extern const int DEPTH_JUMP[16];
 // Aspiration steps, by index mod 32.
 extern const int16_t ASPIRATION_STEPS[32][5];
-
-// The stability scale after an iteration (depth, best-move changes in it).
-double nextStabilityScale(double scale, int depth, int bestMoveChanges);

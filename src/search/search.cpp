@@ -8,11 +8,10 @@
 #include "board/movequery.h"
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
-#include "search/control.h"
 #include "search/history.h"
 #include "search/movepick.h"
-#include "search/pool.h"
 #include "search/search_constants.h"
+#include "search/timeman.h"
 #include "search/tt.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
@@ -24,26 +23,23 @@ constexpr int LAST_PLY = MAX_PLY - 1;  // nodes this deep return their static ev
 
 inline int repetitionScore(const worker& w) { return 2 * int(w.nodes.load(std::memory_order_relaxed) & 1) - 1; }
 
-inline bool hasPieces(const Position& p, int colour) {
+inline bool hasNonPawnMaterial(const Position& p, int colour) {
     return (p.pieces[colour] & ~(p.pieces[WPAWN + colour] | p.pieces[WKING + colour])) != 0;
 }
 
-// Reads the clock (and the node budget) when the countdown runs out.
+// Reads the node budget, or the clock and the "go" limits, when the countdown runs out.
 bool outOfTime(worker& w) {
-    if (w.nodeLimit) {
+    if (w.solo) {
         // A search on its own budget stops on this thread's count alone. The
         // countdown runs in alpha-beta nodes only, while the count includes
         // the quiescence nodes below them, so the checks come closer together
         // as the budget runs out.
         uint64_t n = w.nodes.load(std::memory_order_relaxed);
-        if (n >= w.nodeLimit) return true;
-        w.checkCountdown = int(std::min<uint64_t>((w.nodeLimit - n) / 16, 4096));
+        if (n >= w.nodeBudget) return true;
+        w.checkCountdown = int(std::min<uint64_t>((w.nodeBudget - n) / 16, 4096));
         return false;
     }
-    w.checkCountdown = timeControl.nodeCheckInterval;
-    if (infiniteFlag.get() || ponderingFlag.get()) return false;
-    if (elapsedMs() >= timeControl.hardLimit) return true;
-    return timeControl.nodes && totalNodes() >= timeControl.nodes;
+    return searchLimitReached(w.checkCountdown);
 }
 
 // The key after a plain move or capture. Asking for its bucket before the move
@@ -85,8 +81,8 @@ bool drawnBelowRoot(const worker& w, int ply, int& score) {
 // No score inside the node can beat a mate found nearer the root: narrows the
 // window to the reachable mate scores, true when nothing is left of it.
 inline bool mateDistanceCut(int ply, int& alpha, int& beta) {
-    alpha = std::max(alpha, ply - MATE);
-    beta = std::min(beta, MATE + 1 - ply);
+    alpha = std::max(alpha, matedIn(ply));
+    beta = std::min(beta, mateIn(ply) + 1);
     return alpha >= beta;
 }
 
@@ -101,7 +97,7 @@ inline int childSearch(worker& w, int ply, int depth, int alpha, int beta) {
 bool tablebaseCutoff(worker& w, int ply, int depth, int alpha, int beta, int& result) {
     Position& p = *w.pos;
     const int tbPieces = largestTablebase();
-    if (ply == 0 || tbPieces <= 0 || p.fiftyMove != 0 || p.plyStates[ply].castling) return false;
+    if (tbPieces <= 0 || p.fiftyMove != 0 || p.plyStates[ply].castling) return false;
     const int pieces = popcount(occupancy(p));
     if (pieces > tbPieces || (pieces == tbPieces && depth < optionSyzygyProbeDepth)) return false;
     const int wdl = probeWdl(p);
@@ -109,12 +105,12 @@ bool tablebaseCutoff(worker& w, int ply, int depth, int alpha, int beta, int& re
     w.tbHits.store(w.tbHits.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     const int tbDepth = std::min(MAX_STORED_DEPTH, depth + tbPieces);
     if (wdl == 4) {
-        const int score = MATE_IN_MAX - ply;
+        const int score = tablebaseWin(ply);
         if (score < beta) return false;
         store(*w.table, p.key, NO_MOVE, score, tbDepth, LOWER, ply);
         result = score;
     } else if (wdl == 0) {
-        const int score = ply - MATE_IN_MAX;
+        const int score = tablebaseLoss(ply);
         if (score > alpha) return false;
         store(*w.table, p.key, NO_MOVE, score, tbDepth, UPPER, ply);
         result = score;
@@ -134,7 +130,7 @@ bool nullMoveCutoff(worker& w, int ply, int depth, int beta, int value, int& res
     Position& p = *w.pos;
     SearchFrame& f = w.frames[ply];
     SearchFrame& child = w.frames[ply + 1];
-    if (f.nullDisabled || w.frames[ply - 1].afterNull || value < beta || !hasPieces(p, p.sideToMove)) return false;
+    if (f.nullDisabled || w.frames[ply - 1].afterNull || value < beta || !hasNonPawnMaterial(p, p.sideToMove)) return false;
 
     const int reduced = depth - depth / NULL_MOVE_DEPTH_DIVISOR
                       - std::min(NULL_MOVE_MAX_EVAL_REDUCTION, (value - beta) / NULL_MOVE_EVAL_STEP) - NULL_MOVE_REDUCTION;
@@ -150,7 +146,7 @@ bool nullMoveCutoff(worker& w, int ply, int depth, int beta, int value, int& res
     }
     if (score < beta) return false;
     if (depth < NULL_VERIFICATION_DEPTH) {
-        result = score > MATE_IN_MAX ? beta : score;
+        result = score > MATE_BOUND ? beta : score;
         return true;
     }
 
@@ -168,7 +164,7 @@ bool nullMoveCutoff(worker& w, int ply, int depth, int beta, int value, int& res
         return true;
     }
     if (verified < beta) return false;
-    result = verified > MATE_IN_MAX ? beta : verified;
+    result = verified > MATE_BOUND ? beta : verified;
     return true;
 }
 
@@ -305,11 +301,9 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
 
     // ---- Draws, mate distance and the deepest ply -----------------------
     int result;
-    if (ply > 0) {
-        if (drawnBelowRoot(w, ply, result)) return result;
-        if (mateDistanceCut(ply, alpha, beta)) return alpha;
-        if (ply >= LAST_PLY) return evaluate(ply, p);
-    }
+    if (drawnBelowRoot(w, ply, result)) return result;
+    if (mateDistanceCut(ply, alpha, beta)) return alpha;
+    if (ply >= LAST_PLY) return evaluate(ply, p);
 
     SearchFrame& f = w.frames[ply];
     SearchFrame& child = w.frames[ply + 1];
@@ -326,14 +320,13 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     const int ttDepth = entryDepth(entry);
     const int ttScore = scoreFromTable(entryScore(entry), ply);
     if (ttBound) {
-        if (!pvNode && ttDepth >= depth && ply > 0 && !f.afterNull) {
+        if (!pvNode && ttDepth >= depth && !f.afterNull) {
             if ((ttBound & LOWER) && ttScore >= beta) return ttScore;
             if ((ttBound & UPPER) && ttScore <= alpha) return ttScore;
             if (ttBound == EXACT) return ttScore;
         }
         f.ttMove = entryMove(entry);
     }
-    if (ply == 0) f.ttMove = w.rootBestMove;
 
     if (tablebaseCutoff(w, ply, depth, alpha, beta, result)) return result;
 
@@ -352,8 +345,8 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
 
         if (!pvNode) {
             // Reverse futility: far enough above beta that one quiet move will not change it.
-            if (depth < REVERSE_FUTILITY_DEPTH && std::abs(value) < MATE_IN_MAX
-                && value >= beta + REVERSE_FUTILITY_MARGIN * depth && hasPieces(p, us))
+            if (depth < REVERSE_FUTILITY_DEPTH && !isMateScore(value)
+                && value >= beta + REVERSE_FUTILITY_MARGIN * depth && hasNonPawnMaterial(p, us))
                 return value;
 
             if (depth < RAZOR_DEPTH) {
@@ -364,7 +357,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 }
             } else {
                 if (nullMoveCutoff(w, ply, depth, beta, value, result)) return result;
-                if (depth >= PROBCUT_DEPTH && std::abs(value) <= MATE_IN_MAX - 1 && probCut(w, ply, depth, beta, eval, result))
+                if (depth >= PROBCUT_DEPTH && !isMateScore(value) && probCut(w, ply, depth, beta, eval, result))
                     return result;
             }
         }
@@ -395,7 +388,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         const int index = pieceToIndex(piece, to);
 
         // Pruning of losing captures and of quiet moves with a bad history.
-        if (ply > 0 && searched > 0) {
+        if (searched > 0) {
             if (stage == STAGE_BAD_CAPTURES && depth <= BAD_CAPTURE_PRUNE_DEPTH
                 && !seeTest(p, m, -BAD_CAPTURE_SEE_MARGIN * depth))
                 continue;
@@ -405,8 +398,8 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         }
 
         bool singular = false;
-        if (stage == STAGE_TT && ply > 0 && depth >= SINGULAR_DEPTH && searched == 0
-            && ttDepth >= depth - SINGULAR_ENTRY_DEPTH_MARGIN && ttBound && ttBound != UPPER && std::abs(ttScore) < MATE_IN_MAX) {
+        if (stage == STAGE_TT && depth >= SINGULAR_DEPTH && searched == 0
+            && ttDepth >= depth - SINGULAR_ENTRY_DEPTH_MARGIN && ttBound && ttBound != UPPER && !isMateScore(ttScore)) {
             bool stopped = false;
             singular = isSingular(w, ply, depth, ttScore, blocks, stopped);
             if (stopped) return 0;
@@ -415,7 +408,6 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         // Extensions: checks that do not lose material, quiet moves that the
         // continuation histories rate highly, and a singular stored move.
         const bool check = givesCheck(p, m);
-        f.givesCheck = check;
         if (!capture) ++quietsSeen;
         if (stage != STAGE_BAD_CAPTURES) ++counted;
         int newDepth = depth - 1;
@@ -482,7 +474,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     }
 
     // ---- Mate, stalemate, fifty moves and the table entry ---------------
-    if (!anyLegal) return inCheck ? ply - MATE : 0;
+    if (!anyLegal) return inCheck ? matedIn(ply) : 0;
     if (p.fiftyMove > 99) return 0;
     store(*w.table, p.key, f.bestMove, bestScore, std::min(depth, MAX_STORED_DEPTH), bestScore > alphaStart ? EXACT : UPPER, ply);
     return bestScore;
@@ -512,7 +504,7 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
     const bool inCheck = p.plyStates[ply].inCheck && !ignoredCheck;
     int best;
     if (inCheck) {
-        best = ply - MATE;
+        best = matedIn(ply);
     } else {
         int standPat = evaluate(ply, p);
         if ((ttBound == LOWER && ttScore > standPat) || (ttBound == UPPER && ttScore < standPat)) standPat = ttScore;

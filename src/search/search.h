@@ -3,6 +3,8 @@
 
 #include "search/worker.h"
 
+// The root searches each of its moves at ply 1, so a node of `search` is never
+// the root; `qsearch` also evaluates the root itself (ply 0).
 int search(worker& w, int ply, int depth, int alpha, int beta);
 int qsearch(worker& w, int ply, int depth, int alpha, int beta);
 

@@ -1,7 +1,6 @@
 #include "search/threads.h"
 
 #include <chrono>
-#include <climits>
 #include <cstring>
 #include <string>
 #include <system_error>
@@ -10,6 +9,7 @@
 #include "search/control.h"
 #include "search/processor_groups.h"
 #include "search/root.h"
+#include "search/timeman.h"
 #include "search/tt.h"
 #include "uci/output.h"
 
@@ -94,10 +94,7 @@ void wakeThread(worker& w) {
     w.wake.notify_all();
 }
 
-unsigned poolBuilds = 0;
-
 int setThreadCount(int n) {
-    ++poolBuilds;
     if (!pool.empty()) waitIdle(*pool[0]);
     while (!pool.empty()) {
         delete pool.back();
@@ -150,7 +147,7 @@ void prepareFixedDepth(int depth) {
     timeControl = TimeControl{};
     timeControl.startTime = nowMs();
     timeControl.depth = depth;
-    timeControl.softLimit = timeControl.hardLimit = INT_MAX;
+    startWithoutTimeLimit(timeControl);
     stopFlag.set(false);
     timeUpFlag.set(false);
     ponderingFlag.set(false);
@@ -185,7 +182,8 @@ uint64_t searchFixedDepthWithPool(const Position& root, int depth) {
 
 SoloSearchResult searchToNodes(worker& w, const Position& root, uint64_t nodes) {
     w.stop->set(false);
-    w.nodeLimit = nodes > 0 ? nodes : 1;
+    w.solo = true;
+    w.nodeBudget = nodes > 0 ? nodes : 1;
     copyRootPosition(w.position, root);
     w.pos = &w.position;
     iterativeDeepening(w, true);

@@ -11,8 +11,6 @@
 // Rebuilds the pool with n threads (none when n < 1). Returns the number
 // started, fewer than n when the system refuses more threads.
 int setThreadCount(int n);
-// How many times the pool was built, so that a rebuild can be noticed.
-extern unsigned poolBuilds;
 // Sets the stop flag and waits until no thread searches.
 void stopAndWait();
 // Zeroes every thread's history tables.

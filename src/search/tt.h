@@ -7,9 +7,9 @@
 #include <iosfwd>
 
 #include "board/types.h"
+#include "search/score.h"
 
 enum Bound : int { UPPER = 1, LOWER = 2, EXACT = 3 };
-constexpr int MATE_BOUND = 31872;
 
 // One 64-bit word: move (0-31), score (32-47), depth (48-55), bound (56-57), age (58-63).
 using HashEntry = uint64_t;

@@ -12,13 +12,9 @@
 
 #include "board/position.h"
 #include "search/control.h"
+#include "search/score.h"
 #include "search/tt.h"
 
-constexpr int MATE = 32000;
-constexpr int MATE_IN_MAX = 31872;  // scores at or beyond this are mate or tablebase scores
-constexpr int NO_SCORE = -32000;
-constexpr int NOT_EVALUATED = -32767;
-constexpr int INFINITE_SCORE = 32767;
 constexpr int FRAME_OFFSET = 2;     // frames[-2] and frames[-1] exist so ply - 2 never needs a test
 
 // Picker stages; the numbers are the order in which they run.
@@ -46,11 +42,13 @@ struct SearchFrame {
     Move ttMove;
     Move bestMove;
     Move killers[2];
-    Move spareMove;      // counter-move stand-in where there was no previous move
+    // The counter-move stage offers this slot instead of a table entry when a
+    // null move led to the node. Nothing writes it: it stays zero, so such a
+    // node has no counter move.
+    Move spareMove;
     int16_t staticEval;
     int16_t nullDisabled;
     uint8_t afterNull;   // the move that led here was a null move
-    uint8_t givesCheck;
     PickerState picker;
 };
 
@@ -63,11 +61,6 @@ struct HistoryBlock {
     Move counterMoveTable[14][64];
     PieceToHistory followUpHistory[12 * 64];
     PieceToHistory counterHistory[12 * 64];
-};
-
-struct RootMove {
-    Move move;
-    int score;
 };
 
 class alignas(64) worker {
@@ -91,7 +84,7 @@ public:
     Move pv[PLY_STACK][PLY_STACK];
     int pvLength[PLY_STACK];
 
-    std::vector<RootMove> rootMoves;
+    std::vector<Move> rootMoves;  // in search order, the best so far first
     std::vector<Move> rootPv;   // principal variation of the best root move
     std::atomic<uint64_t> nodes{0};
     std::atomic<uint64_t> tbHits{0};
@@ -100,17 +93,18 @@ public:
     int checkCountdown = 4096;
     int rootBestScore = 0;
     Move rootBestMove = NO_MOVE;
-    Move rootPonderMove = NO_MOVE;
     int completedDepth = 0;
     int bestMoveChanges = 0;
     double stabilityScale = 1.0;
 
     // Pool threads share the "go" command's stop flag and the shared table. A
     // search run on its own (searchToNodes: one game per thread in the data
-    // generator) points them at the thread's own and sets a node budget.
+    // generator) points them at the thread's own, reads none of the "go"
+    // limits, prints nothing and ends on a node budget of its own.
     SearchFlag* stop = &stopFlag;
     TranspositionTable* table = &tt;
-    uint64_t nodeLimit = 0;  // 0 for pool searches, which the "go" limits end
+    bool solo = false;
+    uint64_t nodeBudget = 0;  // of a solo search
 
     std::mutex mutex;
     std::condition_variable wake;
@@ -127,6 +121,10 @@ public:
     void search() override;
     void searchRoot() override;
 
+    // The result report's choice: cleared when a search starts, then the best
+    // move of the thread with the deepest finished iteration and, when that
+    // thread's principal variation starts with it, the reply after it, which
+    // "bestmove" offers as its ponder move.
     Move reportedMove = NO_MOVE;
     Move reportedPonder = NO_MOVE;
 };

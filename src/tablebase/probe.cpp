@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstring>
 
+#include "search/score.h"
 #include "tablebase/registry.h"
 #include "tablebase/tbboard.h"
 
@@ -351,7 +352,7 @@ Move probeRoot(Position& p, int* score) {
             bestMove = list.moves[i];
         }
     }
-    if (best.result == 2) *score = best.mate ? 31999 : 31872 - best.plies;
-    else if (best.result == 0) *score = -31872 - best.plies;
+    if (best.result == 2) *score = best.mate ? mateIn(1) : tablebaseWin(best.plies);
+    else if (best.result == 0) *score = tablebaseLoss(-best.plies);
     return bestMove;
 }

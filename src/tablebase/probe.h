@@ -11,9 +11,9 @@ int probeWdl(Position& p);
 // A root move from the distance-to-zeroing tables that keeps the best result
 // and makes progress under the fifty-move rule; NO_MOVE when the root is not
 // in the tables. *score gets the score to report in centipawns: 0 for a draw
-// (cursed wins and blessed losses included), 31872 - n for a win whose next
-// zeroing move comes n plies from now (31999 for a mate in one), and
-// n - 31872 for a loss.
+// (cursed wins and blessed losses included), tablebaseWin(n) for a win whose
+// next zeroing move comes n plies from now (mateIn(1) for a mate in one), and
+// tablebaseLoss(n) for a loss.
 Move probeRoot(Position& p, int* score);
 
 // Lower-level results, for tests and tools. TB_FAILED when not in the tables.

@@ -5,11 +5,11 @@
 #include <memory>
 
 #include "board/makemove.h"
+#include "search/timeman.h"
 #include "uci/movetext.h"
 #include "uci/output.h"
 
 Position mainPosition;
-int gameMoveCount = 0;
 
 namespace {
 
@@ -40,7 +40,7 @@ void playRootMove(Position& p, Move m) {
 void setStartPosition() {
     mainPosition.plyStates[0].moveStart = mainMoveStack;
     setFen(mainPosition, START_FEN);
-    gameMoveCount = 0;
+    gameClock.gameMoveCount = 0;
 }
 
 bool positionCommand(std::istream& args, std::string* error) {
@@ -93,7 +93,6 @@ bool positionCommand(std::istream& args, std::string* error) {
             if (dropped & (1 << i)) letters += "KkQq"[i];
         sendLine("info string castling rights " + letters + " dropped: no king and rook stand ready for them");
     }
-    if (fromStart) gameMoveCount = played;
-    else gameMoveCount = next->gamePly > 1 ? next->gamePly + played : 1024;
+    gameClock.gameMoveCount = gameMoveCountOf(fromStart, next->gamePly, played);
     return true;
 }

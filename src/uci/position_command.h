@@ -8,7 +8,6 @@
 #include "board/position.h"
 
 extern Position mainPosition;
-extern int gameMoveCount;  // read by the time allotment
 
 // Applies a "position" command's arguments. On any problem the main position
 // is left as it was and the reason comes back in *error.

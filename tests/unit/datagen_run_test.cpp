@@ -5,6 +5,8 @@
 
 #include "eval/texel.h"
 
+using namespace datagen;
+
 namespace {
 
 class DatagenRun : public DatagenTest {
@@ -60,7 +62,7 @@ TEST_F(DatagenRun, WritesReadableRecordsOfLegalQuietPositions) {
         bool inCheck = true;
         ASSERT_TRUE(recordIsLegal(r, &inCheck)) << recordFen(r);
         EXPECT_FALSE(inCheck) << recordFen(r);
-        EXPECT_LT(std::abs(r.score), MATE_IN_MAX);
+        EXPECT_LT(std::abs(r.score), MATE_BOUND);
         ASSERT_LE(r.result, 2);
         ++results[r.result];
     }

@@ -8,6 +8,8 @@
 #include "search/threads.h"
 #include "selfplay.h"
 
+using namespace datagen;
+
 namespace {
 
 class DatagenSearch : public DatagenSearcherTest {

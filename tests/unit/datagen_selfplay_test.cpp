@@ -5,6 +5,8 @@
 #include "tablebase/registry.h"
 #include "uci/movetext.h"
 
+using namespace datagen;
+
 namespace {
 
 using DatagenRules = DatagenTest;
@@ -19,8 +21,8 @@ TEST_F(DatagenRules, KeepsOnlyQuietPositionsWithMeaningfulScoresAfterTheOpening)
     EXPECT_TRUE(keepPosition(*quiet, castling, -35, 20, 8));
     EXPECT_FALSE(keepPosition(*quiet, developing, 35, 7, 8)) << "inside the skipped plies";
     EXPECT_FALSE(keepPosition(*quiet, capture, 35, 20, 8));
-    EXPECT_TRUE(keepPosition(*quiet, developing, MATE_IN_MAX - 1, 20, 8));
-    EXPECT_FALSE(keepPosition(*quiet, developing, MATE_IN_MAX, 20, 8)) << "mate and tablebase scores";
+    EXPECT_TRUE(keepPosition(*quiet, developing, MATE_BOUND - 1, 20, 8));
+    EXPECT_FALSE(keepPosition(*quiet, developing, MATE_BOUND, 20, 8)) << "mate and tablebase scores";
     EXPECT_FALSE(keepPosition(*quiet, developing, 5 - MATE, 20, 8));
     EXPECT_FALSE(keepPosition(*quiet, NO_MOVE, 0, 20, 8));
 
@@ -125,7 +127,7 @@ TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {
             bool inCheck = true;
             ASSERT_TRUE(recordIsLegal(r, &inCheck)) << recordFen(r);
             EXPECT_FALSE(inCheck) << game.fens[i];
-            EXPECT_LT(std::abs(r.score), MATE_IN_MAX);
+            EXPECT_LT(std::abs(r.score), MATE_BOUND);
             EXPECT_EQ(r.result, moverResult(game.whiteResult, r.sideToMove));
             TrainingRecord fromFen;
             ASSERT_TRUE(recordFromFen(game.fens[i], r.score, GameResult(r.result), fromFen));

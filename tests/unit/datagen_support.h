@@ -54,13 +54,13 @@ class DatagenSearcherTest : public DatagenTest {
 protected:
     void SetUp() override {
         DatagenTest::SetUp();
-        openSearcher(searcher, 1);
+        datagen::openSearcher(searcher, 1);
     }
     void TearDown() override {
-        closeSearcher(searcher);
+        datagen::closeSearcher(searcher);
         DatagenTest::TearDown();
     }
-    GameSearcher searcher;
+    datagen::GameSearcher searcher;
 };
 
 // A record's position, read back through the engine's FEN reader: false when

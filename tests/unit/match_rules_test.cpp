@@ -9,6 +9,8 @@
 #include "engine_options.h"
 #include "stats.h"
 
+using namespace matchtool;
+
 namespace {
 
 TEST(MatchStats, LogisticEloAndItsInverse) {

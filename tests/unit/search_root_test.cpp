@@ -1,4 +1,5 @@
 #include "search/root.h"
+#include "search/timeman.h"
 #include "search_support.h"
 
 namespace {

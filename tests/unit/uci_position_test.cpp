@@ -4,6 +4,7 @@
 
 #include "board_test_util.h"
 #include "uci/movetext.h"
+#include "search/timeman.h"
 #include "uci/position_command.h"
 
 namespace {
@@ -22,7 +23,7 @@ protected:
 TEST_F(PositionCommand, StartposWithMoves) {
     ASSERT_TRUE(run("startpos moves e2e4 e7e5"));
     EXPECT_EQ(mainPosition.gamePly, 3);
-    EXPECT_EQ(gameMoveCount, 2);
+    EXPECT_EQ(gameClock.gameMoveCount, 2);
     EXPECT_EQ(getFen(mainPosition), "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
     // The root always stays at ply 0.
     EXPECT_EQ(mainPosition.plyStates[0].epSquare, 36);
@@ -31,15 +32,15 @@ TEST_F(PositionCommand, StartposWithMoves) {
 TEST_F(PositionCommand, WordAfterStartposIsDropped) {
     ASSERT_TRUE(run("startpos e2e4"));
     EXPECT_EQ(getFen(mainPosition), START_FEN);
-    EXPECT_EQ(gameMoveCount, 0);
+    EXPECT_EQ(gameClock.gameMoveCount, 0);
 }
 
 TEST_F(PositionCommand, FenGameMoveCount) {
     ASSERT_TRUE(run("fen 8/8/8/8/8/8/8/K1k5 w - - 0 40 moves a1a2"));
     EXPECT_EQ(mainPosition.gamePly, 80);
-    EXPECT_EQ(gameMoveCount, 81);
+    EXPECT_EQ(gameClock.gameMoveCount, 81);
     ASSERT_TRUE(run("fen 8/8/8/8/8/8/8/K1k5 w - - 0 1"));
-    EXPECT_EQ(gameMoveCount, 1024);
+    EXPECT_EQ(gameClock.gameMoveCount, 1024);
 }
 
 TEST_F(PositionCommand, BadInputKeepsThePreviousPosition) {

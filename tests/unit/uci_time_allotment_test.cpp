@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "uci/go.h"
+#include "search/timeman.h"
 
 namespace {
 

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+namespace datagen {
+
 Verdict adjudicate(AdjudicationState& s, const AdjudicationRules& rules, int whiteScore, int pliesPlayed) {
     s.whiteAhead = whiteScore >= rules.winMargin ? s.whiteAhead + 1 : 0;
     s.blackAhead = whiteScore <= -rules.winMargin ? s.blackAhead + 1 : 0;
@@ -16,3 +18,5 @@ Verdict adjudicate(AdjudicationState& s, const AdjudicationRules& rules, int whi
 GameResult whiteResultOf(Verdict v) {
     return v == Verdict::WHITE_WINS ? RESULT_WIN : v == Verdict::BLACK_WINS ? RESULT_LOSS : RESULT_DRAW;
 }
+
+} // namespace datagen

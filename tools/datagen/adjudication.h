@@ -4,6 +4,8 @@
 
 #include "training_data.h"
 
+namespace datagen {
+
 struct AdjudicationRules {
     int winMargin = 1000;     // centipawns, White's view, beyond which a ply counts toward a win
     int winPlies = 6;         // consecutive plies beyond the margin
@@ -26,3 +28,5 @@ enum class Verdict { NONE, WHITE_WINS, BLACK_WINS, DRAW, TOO_LONG };
 Verdict adjudicate(AdjudicationState& s, const AdjudicationRules& rules, int whiteScore, int pliesPlayed);
 
 GameResult whiteResultOf(Verdict v);
+
+} // namespace datagen

@@ -16,6 +16,8 @@
 #include "position_record.h"
 #include "random.h"
 
+namespace datagen {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -211,3 +213,5 @@ bool runGenerator(const GeneratorSettings& settings, std::ostream& log, Generato
     if (!ok && error) *error = "writing the output failed";
     return ok;
 }
+
+} // namespace datagen

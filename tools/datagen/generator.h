@@ -9,6 +9,8 @@
 
 #include "selfplay.h"
 
+namespace datagen {
+
 struct GeneratorSettings {
     std::string dataPath;          // training data in the trainer's format; empty for none
     std::string tuningPath;        // tuning lines for the "texel" command; empty for none
@@ -41,3 +43,4 @@ struct GeneratorSummary {
 bool runGenerator(const GeneratorSettings& settings, std::ostream& log, GeneratorSummary& summary,
                   std::string* error);
 
+} // namespace datagen

@@ -17,6 +17,8 @@
 #include "generator.h"
 #include "tablebase/registry.h"
 
+using namespace datagen;
+
 namespace {
 
 const char* const USAGE =

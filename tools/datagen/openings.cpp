@@ -6,6 +6,8 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 
+namespace datagen {
+
 bool loadBook(const std::string& path, OpeningBook& book, std::string* error) {
     std::ifstream in(path);
     if (!in) {
@@ -43,3 +45,5 @@ bool randomOpening(const OpeningBook& book, SplitMix& rng, int randomPlies, Posi
     }
     return false;
 }
+
+} // namespace datagen

@@ -10,6 +10,8 @@
 #include "board/position.h"
 #include "random.h"
 
+namespace datagen {
+
 struct OpeningBook {
     std::vector<std::string> fens;  // the first four fields of each line, clocks added
 };
@@ -24,3 +26,5 @@ bool loadBook(const std::string& path, OpeningBook& book, std::string* error);
 // engine cannot read and walks that end the game are drawn again; false only
 // when no try out of many succeeds.
 bool randomOpening(const OpeningBook& book, SplitMix& rng, int randomPlies, Position& p);
+
+} // namespace datagen

@@ -12,6 +12,8 @@
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
 
+namespace datagen {
+
 namespace {
 
 // Every game starts from empty tables, so that it depends on its seed alone
@@ -91,7 +93,7 @@ void closeSearcher(GameSearcher& s) {
 
 bool keepPosition(const Position& p, Move best, int score, int pliesPlayed, int skipPlies) {
     if (pliesPlayed < skipPlies || p.plyStates[0].inCheck || best == NO_MOVE) return false;
-    if (std::abs(score) >= MATE_IN_MAX) return false;
+    if (isMateScore(score)) return false;
     if (isPromotion(best) || moveFlag(best) == FLAG_EP) return false;
     // Castling is written king takes own rook, so only other moves onto a piece capture.
     return isCastling(best) || p.board[moveTo(best)] == EMPTY;
@@ -171,3 +173,5 @@ bool playGame(GameSearcher& s, const OpeningBook& book, uint64_t seed, const Gam
         playRootMove(p, found.move);
     }
 }
+
+} // namespace datagen

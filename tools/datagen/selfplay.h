@@ -14,6 +14,8 @@
 #include "search/worker.h"
 #include "training_data.h"
 
+namespace datagen {
+
 struct GameSettings {
     uint64_t nodes = 5000;     // per move
     int randomPlies = 4;       // random legal moves after the book line
@@ -69,3 +71,5 @@ bool keepPosition(const Position& p, Move best, int score, int pliesPlayed, int 
 // and the settings). False when `abort` was raised before the game ended.
 bool playGame(GameSearcher& s, const OpeningBook& book, uint64_t seed, const GameSettings& settings,
               const std::atomic<bool>& abort, PlayedGame& out);
+
+} // namespace datagen

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <sstream>
 
+namespace matchtool {
+
 ReportedScore infoScore(const std::string& line) {
     std::istringstream in(line);
     std::vector<std::string> w;
@@ -60,3 +62,5 @@ Verdict adjudicate(const std::vector<PlyScore>& history, const AdjudicationRules
     else if (draw && n >= size_t(rules.drawFromPly)) v = {0.5, "adjudicated draw"};
     return v;
 }
+
+} // namespace matchtool

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace matchtool {
+
 constexpr int MATE_CENTIPAWNS = 100000;
 
 struct ReportedScore {
@@ -43,3 +45,5 @@ struct Verdict {
 
 // `history` holds one entry per ply played so far, the last ply last.
 Verdict adjudicate(const std::vector<PlyScore>& history, const AdjudicationRules& rules = {});
+
+} // namespace matchtool

@@ -4,6 +4,8 @@
 #include <cctype>
 #include <sstream>
 
+namespace matchtool {
+
 namespace {
 
 std::string join(const std::vector<std::string>& w, size_t from, size_t to) {
@@ -68,3 +70,5 @@ std::vector<OptionSetting> settingsToSend(const std::vector<UciOption>& offered,
     out.insert(out.end(), user.begin(), user.end());
     return out;
 }
+
+} // namespace matchtool

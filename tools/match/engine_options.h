@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace matchtool {
+
 struct UciOption {
     std::string name, type, defaultValue;
 };
@@ -28,3 +30,5 @@ const UciOption* findOption(const std::vector<UciOption>& offered, const std::st
 // The user's settings plus Threads=1 and Ponder=false where the engine offers
 // them and the user did not set them.
 std::vector<OptionSetting> settingsToSend(const std::vector<UciOption>& offered, const std::vector<OptionSetting>& user);
+
+} // namespace matchtool

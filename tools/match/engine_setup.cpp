@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace matchtool {
+
 bool startUciEngine(EngineProcess& e, const std::string& command, const std::vector<OptionSetting>& user, EngineSetup& setup) {
     if (!startProgram(e, splitWords(command))) return false;
     send(e, "uci");
@@ -44,3 +46,5 @@ std::string describeSetup(const std::string& name, const EngineSetup& setup) {
     for (const auto& r : setup.replies) out += "; replied \"" + r + "\"";
     return out;
 }
+
+} // namespace matchtool

@@ -8,6 +8,8 @@
 #include "engine_options.h"
 #include "engine_process.h"
 
+namespace matchtool {
+
 struct EngineSetup {
     std::string idName;
     std::vector<UciOption> offered;
@@ -23,3 +25,5 @@ bool startUciEngine(EngineProcess& e, const std::string& command, const std::vec
 // One line describing what the engine received and the defaults that matter
 // for a fair match (threads, hash, pondering, its own book).
 std::string describeSetup(const std::string& name, const EngineSetup& setup);
+
+} // namespace matchtool

@@ -10,6 +10,8 @@
 #include "uci/movetext.h"
 #include "uci/position_command.h"
 
+namespace matchtool {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -154,3 +156,5 @@ double firstEngineScore(const GameResult& g, int whiteEngine) {
     if (g.whiteResult < 0) return -1;
     return whiteEngine == 0 ? g.whiteResult : 1 - g.whiteResult;
 }
+
+} // namespace matchtool

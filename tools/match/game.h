@@ -9,6 +9,8 @@
 #include "adjudication.h"
 #include "engine_setup.h"
 
+namespace matchtool {
+
 struct GameSettings {
     std::vector<std::string> engines, names;
     std::vector<std::vector<OptionSetting>> options{{}, {}};
@@ -38,3 +40,5 @@ GameResult playGame(const GameSettings& s, const std::string& fen, int whiteEngi
 
 // Engine 1's points: 1, 0.5, 0; -1 when the game did not count.
 double firstEngineScore(const GameResult& g, int whiteEngine);
+
+} // namespace matchtool

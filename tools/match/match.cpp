@@ -22,6 +22,8 @@
 #include "pgn.h"
 #include "stats.h"
 
+using namespace matchtool;
+
 namespace {
 
 struct Sprt {

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+namespace matchtool {
+
 namespace {
 
 std::string tag(const std::string& name, const std::string& value) { return "[" + name + " \"" + value + "\"]\n"; }
@@ -30,3 +32,5 @@ std::string pgnRecord(const PgnHeader& h, const GameResult& g) {
     out += line + (line.empty() ? "" : " ") + g.result + "\n\n";
     return out;
 }
+
+} // namespace matchtool

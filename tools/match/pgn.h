@@ -6,9 +6,13 @@
 
 #include "game.h"
 
+namespace matchtool {
+
 struct PgnHeader {
     std::string event, white, black, timeControl;
     int round = 0;
 };
 
 std::string pgnRecord(const PgnHeader& h, const GameResult& g);
+
+} // namespace matchtool

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <limits>
 
+namespace matchtool {
+
 namespace {
 
 constexpr double Z95 = 1.959963984540054;
@@ -86,3 +88,5 @@ SprtVerdict sprtVerdict(const std::array<int, 5>& pairs, double elo0, double elo
     SprtBounds b = sprtBounds(alpha, beta);
     return llr >= b.upper ? SprtVerdict::H1 : llr <= b.lower ? SprtVerdict::H0 : SprtVerdict::NONE;
 }
+
+} // namespace matchtool

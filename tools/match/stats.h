@@ -5,6 +5,8 @@
 
 #include <array>
 
+namespace matchtool {
+
 // Results from engine 1's point of view.
 struct MatchTally {
     int wins = 0, draws = 0, losses = 0;
@@ -43,3 +45,5 @@ double sprtLlr(const std::array<int, 5>& pairs, double elo0, double elo1);
 constexpr int SPRT_MIN_PAIRS = 10;
 enum class SprtVerdict { NONE, H0, H1 };
 SprtVerdict sprtVerdict(const std::array<int, 5>& pairs, double elo0, double elo1, double alpha, double beta);
+
+} // namespace matchtool
