@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Builds the engine and every test, then runs the whole suite.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+missing=()
+command -v cmake >/dev/null || missing+=(cmake)
+command -v g++ >/dev/null || missing+=(g++)
+[ -e /usr/lib/x86_64-linux-gnu/libgtest.a ] || [ -e /usr/src/googletest ] || missing+=(libgtest-dev)
+# The Windows build is cross-compiled and run under wine by one of the tests.
+command -v x86_64-w64-mingw32-g++-posix >/dev/null || missing+=(mingw-w64)
+command -v wine >/dev/null || missing+=(wine wine64)
+# One test plays a game through polyglot, as xboard users run the engine.
+command -v polyglot >/dev/null || [ -x /usr/games/polyglot ] || missing+=(polyglot)
+if [ ${#missing[@]} -gt 0 ]; then
+  apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${missing[@]}" >/dev/null
+fi
+cmake -S . -B build -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build build -j"$(nproc)"
+ctest --test-dir build --output-on-failure -j"$(nproc)"
+# The engine under AddressSanitizer and UndefinedBehaviorSanitizer: process tests and a fuzz batch.
+bash tools/testing/sanitize.sh ci
