@@ -21,7 +21,8 @@
 //                                     rank 2     4567   mirroring)
 //                                     rank 1     0123
 //
-// 64 is the file's own layout: every king square its own rows, no reflection.
+// (Files a-d from left to right; buckets 10-15 written A-F.) 64 is the file's own
+// layout: every king square its own rows, no reflection.
 #pragma once
 
 #include <bit>
