@@ -30,13 +30,15 @@ double batchLoss(const FloatNet& net, const std::vector<Sample>& samples, float 
 
 // Checks the analytic gradient of every block against central differences, for
 // the plain net and for the factorised one, where a factor row's gradient pools
-// those of the 64 feature rows it is shared by.
-void checkGradients(bool factorised) {
+// those of the 64 feature rows it is shared by, and for king buckets, where a
+// bucket row's pools those of every feature it stands for.
+void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
     const float k = DEFAULT_SIGMOID_K;
     std::vector<TrainingRecord> records = syntheticRecords(6, 21);
     std::vector<Sample> samples;
     for (const TrainingRecord& r : records) samples.push_back(makeSample(r, 0.6f, k));
     FloatNet net;
+    net.kingBuckets = kingBuckets;
     initRandomNet(net, 3);
     net.factorised = factorised;
     for (size_t i = OUT_WEIGHTS; i < OUT_BIAS; ++i) net.params[i] *= 4.0f;  // scores of some hundreds
@@ -55,16 +57,17 @@ void checkGradients(bool factorised) {
         for (int side = 0; side < 2; ++side)
             for (int n = 0; n < s.features.count; ++n)
                 for (int i = 0; i < FT_OUTPUTS; ++i) {
-                    int feature = s.features.index[side][n];
-                    transformer[size_t(feature) * FT_OUTPUTS + i] += accGrad[side][i];
-                    if (factorised) transformer[size_t(factorRowOf(feature)) * FT_OUTPUTS + i] += accGrad[side][i];
+                    int row = transformerRowOf(kingBuckets, s.features.index[side][n]);
+                    transformer[size_t(row) * FT_OUTPUTS + i] += accGrad[side][i];
+                    if (factorised) transformer[size_t(factorRowOf(row)) * FT_OUTPUTS + i] += accGrad[side][i];
                 }
     }
     auto analytic = [&](size_t p) { return p < DENSE_START ? transformer[p] : double(dense[p - DENSE_START]); };
 
     // In each block, check the parameters with the largest gradients.
     const size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS;
-    std::vector<std::pair<size_t, size_t>> blocks = {{FT_WEIGHTS, factorStart}, {FT_BIAS, L1_WEIGHTS},
+    const size_t ownEnd = FT_WEIGHTS + size_t(ownTransformerRows(kingBuckets)) * FT_OUTPUTS;
+    std::vector<std::pair<size_t, size_t>> blocks = {{FT_WEIGHTS, ownEnd}, {FT_BIAS, L1_WEIGHTS},
         {L1_WEIGHTS, L1_BIAS}, {L1_BIAS, L2_WEIGHTS}, {L2_WEIGHTS, L2_BIAS}, {L2_BIAS, OUT_WEIGHTS},
         {OUT_WEIGHTS, OUT_BIAS}, {OUT_BIAS, PARAM_COUNT}};
     if (factorised) blocks.push_back({factorStart, FT_BIAS});
@@ -95,11 +98,13 @@ void checkGradients(bool factorised) {
     if (!factorised) {  // the factor rows take no part at all
         for (size_t p = factorStart; p < FT_BIAS; ++p) ASSERT_EQ(analytic(p), 0.0);
     }
+    for (size_t p = ownEnd; p < factorStart; ++p) ASSERT_EQ(analytic(p), 0.0);  // nor rows beyond the buckets
 }
 
 TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
     checkGradients(false);
     checkGradients(true);
+    checkGradients(true, 8);
 }
 
 TEST_F(TrainTraining, TinyRunLowersTheLoss) {

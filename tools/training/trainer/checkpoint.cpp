@@ -4,6 +4,7 @@
 // while saving leaves the previous checkpoint intact.
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "training.h"
 
@@ -12,7 +13,10 @@ namespace {
 constexpr char CHECKPOINT_MAGIC[4] = {'Q', 'V', 'C', 'K'};
 // 3 added the factor rows (a longer parameter array), the schedule and each
 // epoch's learning rate; earlier checkpoints do not fit and are refused.
-constexpr uint32_t CHECKPOINT_VERSION = 3;
+// 4 added the king bucket count after the factoriser flag; a checkpoint of
+// version 3 is read as the file's own layout of 64 king blocks.
+constexpr uint32_t CHECKPOINT_VERSION = 4;
+constexpr uint32_t OLDEST_READABLE_VERSION = 3;
 
 template <typename T>
 bool put(std::FILE* f, const T& value) { return std::fwrite(&value, sizeof value, 1, f) == 1; }
@@ -38,7 +42,7 @@ bool saveCheckpoint(const Trainer& t, const std::string& path) {
               put(f, s.learningRateDecay) && put(f, s.lambda) && put(f, s.sigmoidK) &&
               put(f, s.validationFraction) && put(f, s.seed) && put(f, uint8_t(s.roundWeights)) && put(f, uint8_t(s.mirror)) && put(f, int32_t(s.warmupSteps)) &&
               put(f, uint8_t(s.schedule)) && put(f, s.finalRateFraction) && put(f, int32_t(s.totalEpochs)) &&
-              put(f, uint8_t(s.factorised)) && put(f, int32_t(t.epochsDone)) &&
+              put(f, uint8_t(s.factorised)) && put(f, int32_t(s.kingBuckets)) && put(f, int32_t(t.epochsDone)) &&
               put(f, t.adam.step) && put(f, uint32_t(t.history.size()));
     for (const EpochStats& e : t.history)
         ok = ok && put(f, int32_t(e.epoch)) && put(f, e.trainLoss) && put(f, e.validationLoss) &&
@@ -59,7 +63,8 @@ bool loadCheckpoint(Trainer& t, const std::string& path, std::string* error) {
     uint32_t version = 0;
     uint64_t paramCount = 0;
     bool ok = std::fread(magic, 1, 4, f) == 4 && std::memcmp(magic, CHECKPOINT_MAGIC, 4) == 0 && get(f, version) &&
-              version == CHECKPOINT_VERSION && get(f, paramCount) && paramCount == PARAM_COUNT;
+              version >= OLDEST_READABLE_VERSION && version <= CHECKPOINT_VERSION && get(f, paramCount) &&
+              paramCount == PARAM_COUNT;
     if (!ok) {
         std::fclose(f);
         return fail(error, path + " is not a checkpoint of this trainer");
@@ -68,11 +73,18 @@ bool loadCheckpoint(Trainer& t, const std::string& path, std::string* error) {
     int32_t batch = 0, epochs = 0;
     uint32_t historySize = 0;
     uint8_t roundWeights = 1, mirror = 0, schedule = 0, factorised = 0;
-    int32_t warmup = 0, totalEpochs = 0;
+    int32_t warmup = 0, totalEpochs = 0, kingBuckets = FULL_KING_LAYOUT;
     ok = get(f, batch) && get(f, s.learningRate) && get(f, s.learningRateDecay) && get(f, s.lambda) &&
          get(f, s.sigmoidK) && get(f, s.validationFraction) && get(f, s.seed) && get(f, roundWeights) &&
          get(f, mirror) && get(f, warmup) && get(f, schedule) && get(f, s.finalRateFraction) &&
-         get(f, totalEpochs) && get(f, factorised) && get(f, epochs) && get(f, t.adam.step) && get(f, historySize);
+         get(f, totalEpochs) && get(f, factorised) && (version < 4 || get(f, kingBuckets)) && get(f, epochs) &&
+         get(f, t.adam.step) && get(f, historySize);
+    if (ok && !isKingBucketCount(kingBuckets)) {
+        std::fclose(f);
+        return fail(error, path + " names " + std::to_string(kingBuckets) + " king buckets, which this trainer lacks");
+    }
+    s.kingBuckets = kingBuckets;
+    t.net.kingBuckets = kingBuckets;
     s.schedule = schedule == uint8_t(Schedule::Cosine) ? Schedule::Cosine : Schedule::Exponential;
     s.totalEpochs = totalEpochs;
     s.factorised = factorised != 0;

@@ -20,6 +20,7 @@ void initRandomNet(FloatNet& net, uint64_t seed) {
     // About 30 pieces add up per perspective: keep their sum well inside the 0..1 window.
     const size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS;
     for (size_t i = FT_WEIGHTS; i < factorStart; ++i) p[i] = uniform(rng, 0.05f);
+    std::fill(p + FT_WEIGHTS + size_t(ownTransformerRows(net.kingBuckets)) * FT_OUTPUTS, p + factorStart, 0.0f);
     // Factor rows start at zero, so a factorised net begins as the same function.
     for (size_t i = factorStart; i < FT_BIAS; ++i) p[i] = 0.0f;
     for (size_t i = FT_BIAS; i < L1_WEIGHTS; ++i) p[i] = 0.5f;
@@ -47,10 +48,28 @@ void clipTransformerRow(FloatNet& net, int row) {
 void foldFactors(FloatNet& net) {
     float* p = net.params.data();
     if (net.factorised)
-        for (int feature = 0; feature < FT_INPUTS; ++feature)
+        for (int row = 0; row < ownTransformerRows(net.kingBuckets); ++row)
             for (int i = 0; i < FT_OUTPUTS; ++i)
-                p[FT_WEIGHTS + size_t(feature) * FT_OUTPUTS + i] = foldedWeight(p, true, feature, i);
+                p[FT_WEIGHTS + size_t(row) * FT_OUTPUTS + i] = foldedWeight(p, true, row, i);
     std::fill(p + FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS, p + FT_BIAS, 0.0f);
+}
+
+void shareKingBuckets(FloatNet& net, int kingBuckets) {
+    net.kingBuckets = kingBuckets;
+    if (kingBuckets == FULL_KING_LAYOUT) return;
+    const int rows = ownTransformerRows(kingBuckets);
+    std::vector<double> sums(size_t(rows) * FT_OUTPUTS);
+    std::vector<int> covered(rows);
+    float* p = net.params.data();
+    for (int feature = 0; feature < FT_INPUTS; ++feature) {
+        int row = transformerRowOf(kingBuckets, feature);
+        ++covered[row];
+        for (int i = 0; i < FT_OUTPUTS; ++i) sums[size_t(row) * FT_OUTPUTS + i] += p[FT_WEIGHTS + size_t(feature) * FT_OUTPUTS + i];
+    }
+    for (int row = 0; row < rows; ++row)
+        for (int i = 0; i < FT_OUTPUTS; ++i)
+            p[FT_WEIGHTS + size_t(row) * FT_OUTPUTS + i] = float(sums[size_t(row) * FT_OUTPUTS + i] / covered[row]);
+    std::fill(p + FT_WEIGHTS + size_t(rows) * FT_OUTPUTS, p + FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS, 0.0f);
 }
 
 namespace {
@@ -92,21 +111,21 @@ void denseBackward(const float* __restrict x, const float* __restrict inputPre, 
 // The rows are scattered over 50 MB: ask for all of them before summing, so
 // that the memory fetches overlap.
 // (The 768 factor rows are few and stay in cache.)
-inline void prefetchRows(const float* params, const uint16_t* features, int count) {
+inline void prefetchRows(const float* params, const uint16_t* rows, int count) {
     for (int n = 0; n < count; ++n) {
-        const char* row = reinterpret_cast<const char*>(params + FT_WEIGHTS + size_t(features[n]) * FT_OUTPUTS);
+        const char* row = reinterpret_cast<const char*>(params + FT_WEIGHTS + size_t(rows[n]) * FT_OUTPUTS);
         for (int line = 0; line < FT_OUTPUTS * 4; line += 64) __builtin_prefetch(row + line);
     }
 }
 
 template <bool ROUND>
-void accumulate(const float* __restrict params, const float* __restrict bias, const uint16_t* features, int count,
+void accumulate(const float* __restrict params, const float* __restrict bias, const uint16_t* rows, int count,
                 float* __restrict acc) {
-    prefetchRows(params, features, count);
+    prefetchRows(params, rows, count);
     float sum[FT_OUTPUTS];
     for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] = bias[i];
     for (int n = 0; n < count; ++n) {
-        const float* __restrict row = params + FT_WEIGHTS + size_t(features[n]) * FT_OUTPUTS;
+        const float* __restrict row = params + FT_WEIGHTS + size_t(rows[n]) * FT_OUTPUTS;
         if (ROUND)
             for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] += std::nearbyint(row[i] * ACTIVATION_ONE) * (1.0f / ACTIVATION_ONE);
         else
@@ -115,17 +134,17 @@ void accumulate(const float* __restrict params, const float* __restrict bias, co
     for (int i = 0; i < FT_OUTPUTS; ++i) acc[i] = sum[i];
 }
 
-// The same with every feature's weights read as folded with its factor row,
-// which is what the exported file will hold.
+// The same with every row read as folded with its factor row, which is what
+// the exported file will hold.
 template <bool ROUND>
-void accumulateFactorised(const float* __restrict params, const float* __restrict bias, const uint16_t* features,
+void accumulateFactorised(const float* __restrict params, const float* __restrict bias, const uint16_t* rows,
                           int count, float* __restrict acc) {
-    prefetchRows(params, features, count);
+    prefetchRows(params, rows, count);
     float sum[FT_OUTPUTS];
     for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] = bias[i];
     for (int n = 0; n < count; ++n) {
-        const float* __restrict row = params + FT_WEIGHTS + size_t(features[n]) * FT_OUTPUTS;
-        const float* __restrict factor = params + FT_WEIGHTS + size_t(factorRowOf(features[n])) * FT_OUTPUTS;
+        const float* __restrict row = params + FT_WEIGHTS + size_t(rows[n]) * FT_OUTPUTS;
+        const float* __restrict factor = params + FT_WEIGHTS + size_t(factorRowOf(rows[n])) * FT_OUTPUTS;
         for (int i = 0; i < FT_OUTPUTS; ++i) {
             float w = std::clamp(row[i] + factor[i], -FT_WEIGHT_LIMIT, FT_WEIGHT_LIMIT);
             sum[i] += ROUND ? std::nearbyint(w * ACTIVATION_ONE) * (1.0f / ACTIVATION_ONE) : w;
@@ -139,15 +158,21 @@ void accumulateFactorised(const float* __restrict params, const float* __restric
 float forward(const NetView& net, const Sample& s, Activations& a) {
     auto p = [&](size_t offset) { return net.dense + (offset - DENSE_START); };
     for (int side = 0; side < 2; ++side) {
-        const uint16_t* features = s.features.index[side];
+        // In the file's own layout a feature is its row; buckets give it another.
+        const uint16_t* rows = s.features.index[side];
+        uint16_t bucketRows[MAX_RECORD_PIECES];
+        if (net.kingBuckets != FULL_KING_LAYOUT) {
+            for (int n = 0; n < s.features.count; ++n) bucketRows[n] = uint16_t(transformerRowOf(net.kingBuckets, rows[n]));
+            rows = bucketRows;
+        }
         if (net.factorised && net.roundTransformer)
-            accumulateFactorised<true>(net.transformer, p(FT_BIAS), features, s.features.count, a.acc[side]);
+            accumulateFactorised<true>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
         else if (net.factorised)
-            accumulateFactorised<false>(net.transformer, p(FT_BIAS), features, s.features.count, a.acc[side]);
+            accumulateFactorised<false>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
         else if (net.roundTransformer)
-            accumulate<true>(net.transformer, p(FT_BIAS), features, s.features.count, a.acc[side]);
+            accumulate<true>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
         else
-            accumulate<false>(net.transformer, p(FT_BIAS), features, s.features.count, a.acc[side]);
+            accumulate<false>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
         for (int i = 0; i < FT_OUTPUTS; ++i) a.input[side * FT_OUTPUTS + i] = clip01(a.acc[side][i]);
     }
     denseForward<L1_INPUTS, L1_OUTPUTS>(a.input, p(L1_WEIGHTS), p(L1_BIAS), a.z1);

@@ -1,11 +1,14 @@
 // The floating-point twin of the engine's network, as the trainer sees it.
 //
 // All parameters live in one flat array; the transformer weights come first
-// (feature by feature, one per accumulator element), then the factor rows, then the small
-// dense part. A factor row is shared by the 64 king-square blocks of one
-// piece-square: its gradient pools the positions of every king square, so
-// rare king squares learn from the common ones. The engine's file has no
-// factor rows; export adds each into the 64 weights it stands beside. The two dense
+// (row by row, one per accumulator element), then the factor rows, then the small
+// dense part. In the file's own layout a feature's row is the feature; with king
+// buckets (king_buckets.h) only the first rows are used, one block per bucket.
+// A factor row is shared by all king blocks of one piece-square: its gradient
+// pools the positions of every king square, so rare king squares learn from the
+// common ones. The engine's file has neither factor rows nor buckets; export
+// adds each factor row into the weights it stands beside and writes each bucket
+// row into every feature it covers. The two dense
 // hidden layers are stored input-major (weight of input i to neuron j at
 // i * outputs + j) so that the forward pass can skip inputs that are zero.
 //
@@ -21,15 +24,17 @@
 #include <vector>
 
 #include "huge_pages.h"
+#include "king_buckets.h"
 #include "nnue_features.h"
 
 constexpr int FT_INPUTS = FEATURE_COUNT;
 constexpr int FT_OUTPUTS = NNUE_HIDDEN;
-constexpr int FACTOR_ROWS = NNUE_PIECE_KINDS * NNUE_PIECE_SQUARES;  // piece-squares: the feature index modulo this
+constexpr int FACTOR_ROWS = PIECE_SQUARE_ROWS;  // piece-squares: the row index modulo this
 constexpr int FT_ROWS = FT_INPUTS + FACTOR_ROWS;
 static_assert(FT_INPUTS % FACTOR_ROWS == 0, "every king-square block covers all piece-squares");
-// The shared row a feature's weights are trained beside.
-constexpr int factorRowOf(int feature) { return FT_INPUTS + feature % FACTOR_ROWS; }
+// The shared row that a transformer row is trained beside (in the file's layout
+// the row is the feature; a bucket row holds the piece-square already reflected).
+constexpr int factorRowOf(int row) { return FT_INPUTS + row % FACTOR_ROWS; }
 constexpr int L1_INPUTS = NNUE_INPUTS;
 constexpr int L1_OUTPUTS = NNUE_L1;
 constexpr int L2_OUTPUTS = NNUE_L2;
@@ -58,25 +63,33 @@ constexpr float FT_WEIGHT_LIMIT = 7.5f;
 struct FloatNet {
     LargeFloats params = LargeFloats(PARAM_COUNT);
     bool factorised = false;  // the factor rows take part (they stay zero otherwise)
+    int kingBuckets = FULL_KING_LAYOUT;  // own rows in use: ownTransformerRows(kingBuckets)
 };
 
-// A feature's weight as the engine will hold it: its own plus its factor row's,
-// kept inside the range the file's int16 weights allow.
-inline float foldedWeight(const float* params, bool factorised, int feature, int i) {
-    float w = params[FT_WEIGHTS + size_t(feature) * FT_OUTPUTS + i];
-    if (factorised) w += params[FT_WEIGHTS + size_t(factorRowOf(feature)) * FT_OUTPUTS + i];
+// The weight of a row as the engine will hold it for each feature the row
+// stands for: its own plus its factor row's, kept inside the range the file's
+// int16 weights allow.
+inline float foldedWeight(const float* params, bool factorised, int row, int i) {
+    float w = params[FT_WEIGHTS + size_t(row) * FT_OUTPUTS + i];
+    if (factorised) w += params[FT_WEIGHTS + size_t(factorRowOf(row)) * FT_OUTPUTS + i];
     return w < -FT_WEIGHT_LIMIT ? -FT_WEIGHT_LIMIT : w > FT_WEIGHT_LIMIT ? FT_WEIGHT_LIMIT : w;
 }
 
 // Small random weights; hidden biases in the middle of the 0..1 range so that
-// training starts with every neuron in its linear part.
+// training starts with every neuron in its linear part. Rows beyond the net's
+// king buckets are left at zero (the random draws are the same for every
+// layout, so a seed gives the same dense part whatever the buckets).
 void initRandomNet(FloatNet& net, uint64_t seed);
 // Keeps every parameter where the quantised types can represent it.
 void clipDense(FloatNet& net);
 void clipTransformerRow(FloatNet& net, int row);  // a feature's row or a factor row
-// Adds every factor row into the 64 feature rows beside it and clears it:
+// Adds every factor row into the own rows beside it and clears it:
 // the same function of the inputs with no factor rows left.
 void foldFactors(FloatNet& net);
+// Turns a net in the file's layout (factor rows empty) into one with king
+// buckets: each bucket row becomes the mean of the feature rows it covers,
+// reflected where it reflects them; the rows beyond are cleared.
+void shareKingBuckets(FloatNet& net, int kingBuckets);
 
 // One position ready for the network.
 struct Sample {
@@ -101,9 +114,10 @@ struct NetView {
     const float* dense;        // DENSE_COUNT values, the parameter at DENSE_START first
     bool roundTransformer = false;  // read the transformer weights rounded to steps of 1/127
     bool factorised = false;        // each feature's weights are its row plus its factor row
+    int kingBuckets = FULL_KING_LAYOUT;  // which row holds a feature's weights (transformerRowOf)
 };
 inline NetView viewOf(const FloatNet& net) {
-    return {net.params.data(), net.params.data() + DENSE_START, false, net.factorised};
+    return {net.params.data(), net.params.data() + DENSE_START, false, net.factorised, net.kingBuckets};
 }
 
 // The dense part rounded to the steps its integer types can take. Training

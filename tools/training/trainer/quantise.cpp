@@ -22,10 +22,12 @@ T roundTo(float value) {
 void quantiseNet(const FloatNet& net, NnueNet& out) {
     const float* p = net.params.data();
     for (int i = 0; i < FT_OUTPUTS; ++i) out.transformerBias[i] = roundTo<int16_t>(p[FT_BIAS + i] * ACTIVATION_ONE);
-    for (int feature = 0; feature < FT_INPUTS; ++feature)
+    for (int feature = 0; feature < FT_INPUTS; ++feature) {
+        int row = transformerRowOf(net.kingBuckets, feature);  // a bucket row fills every feature it covers
         for (int i = 0; i < FT_OUTPUTS; ++i)
             out.transformerWeights[size_t(feature) * FT_OUTPUTS + i] =
-                roundTo<int16_t>(foldedWeight(p, net.factorised, feature, i) * ACTIVATION_ONE);
+                roundTo<int16_t>(foldedWeight(p, net.factorised, row, i) * ACTIVATION_ONE);
+    }
     for (int j = 0; j < L1_OUTPUTS; ++j) {
         out.l1Bias[j] = roundTo<int32_t>(p[L1_BIAS + j] * RAW_PER_UNIT) + SHIFT_ROUNDING;
         for (int i = 0; i < L1_INPUTS; ++i)
@@ -42,6 +44,7 @@ void quantiseNet(const FloatNet& net, NnueNet& out) {
 
 void dequantiseNet(const NnueNet& net, FloatNet& out) {
     float* p = out.params.data();
+    out.kingBuckets = FULL_KING_LAYOUT;
     for (int i = 0; i < FT_OUTPUTS; ++i) p[FT_BIAS + i] = float(net.transformerBias[i]) / ACTIVATION_ONE;
     for (size_t i = 0; i < size_t(FT_INPUTS) * FT_OUTPUTS; ++i)
         p[FT_WEIGHTS + i] = float(net.transformerWeights[i]) / ACTIVATION_ONE;

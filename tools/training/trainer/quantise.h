@@ -14,7 +14,8 @@
 // The hidden-layer biases get +32 so that the engine's shift right by 6, which
 // rounds down, rounds to nearest instead.
 void quantiseNet(const FloatNet& net, NnueNet& out);
-// The float network that the integer one stands for (inverse of quantiseNet up to rounding).
+// The float network that the integer one stands for (inverse of quantiseNet up to rounding),
+// in the file's own layout.
 void dequantiseNet(const NnueNet& net, FloatNet& out);
 
 // Writes the engine's file layout: version, architecture hash, description,

@@ -35,7 +35,10 @@ int usage() {
         "      --mirror 0|1 (0; 1: half the positions of each epoch are seen reflected left to right)\n"
         "      --factoriser 0|1 (1: train 768 shared piece-square rows beside the king-square blocks,\n"
         "        folded into them on export)\n"
-        "      --init-net FILE (start from this network file's weights instead of random ones)\n"
+        "      --king-buckets 4|8|16|32|64 (64: every king square its own rows, the file's layout; fewer:\n"
+        "        king squares share rows by bucket, reflected left to right, written out to all 64 on export)\n"
+        "      --init-net FILE (start from this network file's weights instead of random ones; with king\n"
+        "        buckets each bucket starts at the mean of the king squares it covers)\n"
         "      --filter-margin N (100: drop positions whose material balance sends them to the handcrafted\n"
         "        evaluation by more than N centipawns; -1 keeps all)\n"
         "      --validation-data FILE (a held-out file of other games; replaces the random --validation\n"
@@ -43,7 +46,8 @@ int usage() {
         "    Writes DIR/checkpoint.bin, DIR/net.nnue, DIR/curve.svg and DIR/log.csv after every epoch.\n"
         "    On --resume the settings stored in the checkpoint are used; --epochs is the total to reach.\n"
         "  nnue_trainer export --checkpoint FILE --out NET\n"
-        "  nnue_trainer bench [--positions N (100000)] [--threads N (all cores)] [--batch N (16384)]\n";
+        "  nnue_trainer bench [--positions N (100000)] [--threads N (all cores)] [--batch N (16384)]\n"
+        "      [--king-buckets N (also measures one thread with N king buckets)]\n";
     return 2;
 }
 
@@ -79,6 +83,7 @@ std::string describe(const Trainer& t, size_t positions) {
     else
         d << " x" << t.settings.learningRateDecay << " per epoch";
     if (t.settings.factorised) d << ", factorised";
+    if (t.settings.kingBuckets != FULL_KING_LAYOUT) d << ", " << t.settings.kingBuckets << " king buckets";
     if (t.settings.mirror) d << ", mirrored";
     return d.str();
 }
@@ -106,7 +111,10 @@ bool startFromNetFile(Trainer& t, const std::string& path) {
     bool factorised = t.net.factorised;
     dequantiseNet(nnue, t.net);
     t.net.factorised = factorised;
-    std::cout << "starting from the weights of " << path << std::endl;
+    shareKingBuckets(t.net, t.settings.kingBuckets);
+    std::cout << "starting from the weights of " << path
+              << (t.settings.kingBuckets == FULL_KING_LAYOUT ? "" : ", each king bucket at the mean of its squares")
+              << std::endl;
     return true;
 }
 
@@ -137,6 +145,11 @@ int train(const std::multimap<std::string, std::string>& o) {
         s.finalRateFraction = std::stof(option(o, "lr-end", "0.01"));
         s.totalEpochs = std::stoi(option(o, "epochs", "20"));
         s.factorised = option(o, "factoriser", "1") != "0";
+        s.kingBuckets = std::stoi(option(o, "king-buckets", std::to_string(FULL_KING_LAYOUT)));
+        if (!isKingBucketCount(s.kingBuckets)) {
+            std::cerr << "--king-buckets takes 4, 8, 16, 32 or 64 (64: every king square its own rows)\n";
+            return 2;
+        }
         s.lambda = std::stof(option(o, "lambda", "0.75"));
         s.sigmoidK = std::stof(option(o, "k", std::to_string(DEFAULT_SIGMOID_K)));
         s.validationFraction = std::stod(option(o, "validation", "0.02"));
@@ -144,6 +157,8 @@ int train(const std::multimap<std::string, std::string>& o) {
         s.roundWeights = option(o, "round-weights", "1") != "0";
         s.mirror = option(o, "mirror", "0") != "0";
         s.warmupSteps = std::stoi(option(o, "warmup", "200"));
+        if (s.mirror && s.kingBuckets != FULL_KING_LAYOUT)
+            std::cout << "note: --mirror changes nothing with king buckets, which are symmetric already\n";
         initTrainer(t, s, threads);
         std::string initNet = option(o, "init-net", "");
         if (!initNet.empty() && !startFromNetFile(t, initNet)) return 1;
@@ -228,10 +243,12 @@ int exportCommand(const std::multimap<std::string, std::string>& o) {
     return 0;
 }
 
-double benchmarkTraining(const std::vector<TrainingRecord>& data, int threads, int batch) {
+double benchmarkTraining(const std::vector<TrainingRecord>& data, int threads, int batch,
+                         int kingBuckets = FULL_KING_LAYOUT) {
     Trainer t;
     TrainingSettings s;
     s.batchSize = batch;
+    s.kingBuckets = kingBuckets;
     initTrainer(t, s, threads);
     std::vector<uint32_t> order(data.size());
     for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
@@ -246,6 +263,8 @@ int bench(const std::multimap<std::string, std::string>& o) {
     size_t positions = std::stoull(option(o, "positions", "100000"));
     int threads = std::stoi(option(o, "threads", std::to_string(defaultThreads())));
     int batch = std::stoi(option(o, "batch", "16384"));
+    int kingBuckets = std::stoi(option(o, "king-buckets", std::to_string(FULL_KING_LAYOUT)));
+    if (!isKingBucketCount(kingBuckets)) return usage();
     std::vector<TrainingRecord> data = syntheticRecords(positions, 7);
     FloatNet net;
     initRandomNet(net, 1);
@@ -256,6 +275,11 @@ int bench(const std::multimap<std::string, std::string>& o) {
     std::cout << std::fixed << std::setprecision(0) << "forward only, 1 thread: " << forwardRate << " positions/s\n"
               << "training, 1 thread:     " << one << " positions/s (" << std::setprecision(2)
               << one / forwardRate << " of forward-only)\n";
+    if (kingBuckets != FULL_KING_LAYOUT) {
+        double bucketed = benchmarkTraining(data, 1, batch, kingBuckets);
+        std::cout << std::setprecision(0) << "training, 1 thread, " << kingBuckets << " king buckets: " << bucketed
+                  << " positions/s (" << std::setprecision(2) << bucketed / one << "x all 64 king squares)\n";
+    }
     if (threads > 1) {
         double many = benchmarkTraining(data, threads, batch);
         std::cout << std::setprecision(0) << "training, " << threads << " threads:    " << many << " positions/s, "

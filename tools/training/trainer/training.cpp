@@ -40,6 +40,7 @@ double scheduledRate(const TrainingSettings& s, double epochs) {
 void initTrainer(Trainer& t, const TrainingSettings& settings, int threads) {
     t.settings = settings;
     t.threads = std::max(1, threads);
+    t.net.kingBuckets = settings.kingBuckets;
     initRandomNet(t.net, settings.seed);
     t.net.factorised = settings.factorised;
     t.adam = AdamState{};
@@ -50,7 +51,7 @@ void initTrainer(Trainer& t, const TrainingSettings& settings, int threads) {
 NetView modelView(Trainer& t) {
     if (!t.settings.roundWeights) return viewOf(t.net);
     roundDenseToGrid(t.net, t.roundedDense);
-    return {t.net.params.data(), t.roundedDense.data(), true, t.net.factorised};
+    return {t.net.params.data(), t.roundedDense.data(), true, t.net.factorised, t.net.kingBuckets};
 }
 
 float blendedTarget(const TrainingRecord& r, float lambda, float k) {
@@ -79,6 +80,7 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
         t.touched.assign(FT_ROWS, 0);
     }
     const bool factorised = t.net.factorised;
+    const int kingBuckets = t.net.kingBuckets;
     t.samples.resize(count);
     t.accGrads.resize(count * L1_INPUTS);
     std::vector<std::vector<float>> denseGrads(threads, std::vector<float>(DENSE_COUNT));
@@ -110,7 +112,8 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
 
     // Transformer rows: each thread owns the rows congruent to its index, so it
     // can gather their gradients and update them without locks. A feature's
-    // gradient goes to its own row and, when factorised, to its factor row.
+    // gradient goes to its row (its bucket's, with king buckets) and, when
+    // factorised, to that row's factor row.
     parallelFor(threads, [&](int id) {
         std::vector<int> rows;
         auto gather = [&](int row, const float* accGrad) {
@@ -127,8 +130,9 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
             for (int side = 0; side < 2; ++side) {
                 const float* accGrad = t.accGrads.data() + b * L1_INPUTS + side * FT_OUTPUTS;
                 for (int n = 0; n < f.count; ++n) {
-                    gather(f.index[side][n], accGrad);
-                    if (factorised) gather(factorRowOf(f.index[side][n]), accGrad);
+                    int row = transformerRowOf(kingBuckets, f.index[side][n]);
+                    gather(row, accGrad);
+                    if (factorised) gather(factorRowOf(row), accGrad);
                 }
             }
         }

@@ -38,6 +38,7 @@ struct TrainingSettings {
     int warmupSteps = 200;
     bool mirror = false;          // every other epoch, each position is seen reflected left to right
     bool factorised = true;       // train the shared piece-square rows beside the king-square blocks
+    int kingBuckets = FULL_KING_LAYOUT;  // king blocks trained (king_buckets.h); 64 is the file's layout
 };
 
 struct EpochStats {

@@ -1,0 +1,193 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <unistd.h>
+
+#include "eval_helpers.h"
+#include "net_compare.h"
+#include "position_record.h"
+#include "quantise.h"
+#include "synthetic.h"
+#include "test_data.h"
+#include "training.h"
+
+namespace {
+
+class TrainKingBuckets : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { initRecordTables(); }
+};
+
+constexpr int BUCKET_COUNTS[] = {4, 8, 16, 32};
+
+// Openings and endgames from real games, the kings on every file.
+std::vector<TrainingRecord> gamePositions() {
+    std::vector<TrainingRecord> out;
+    for (const char* book : {"books/UHO_4060_v3.epd", "books/endgames.epd"}) {
+        std::ifstream in(testDataPath(book));
+        std::string line;
+        TrainingRecord r;
+        while (std::getline(in, line))
+            if (recordFromFen(line, 0, RESULT_DRAW, r)) out.push_back(r);
+    }
+    return out;
+}
+
+int kingFile(const TrainingRecord& r, int colour) {
+    Bitboard occ = r.occupancy;
+    for (int n = 0; occ; ++n) {
+        int sq = popLsb(occ);
+        if (packedPiece(r, n) == 2 * KING + colour) return sq & 7;
+    }
+    return -1;
+}
+
+// A net whose every part carries weight: trained a little, with factor rows and
+// bucket rows pushed away from where a short run leaves them, so that a row read
+// in the wrong place shows in the scores.
+void trainSomeSteps(Trainer& t, int kingBuckets) {
+    std::vector<TrainingRecord> data = syntheticRecords(400, 11);
+    std::vector<uint32_t> order(data.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    TrainingSettings s;
+    s.warmupSteps = 0;
+    s.kingBuckets = kingBuckets;
+    initTrainer(t, s, 2);
+    for (int step = 0; step < 30; ++step) trainBatch(t, data, order, 0, data.size());
+    for (size_t i = FT_WEIGHTS; i < FT_BIAS; ++i)
+        if (t.net.params[i] != 0.0f) t.net.params[i] += 0.05f * std::sin(0.37f * float(i));
+}
+
+TEST_F(TrainKingBuckets, MapsReflectTheBoardAndUseEveryBucket) {
+    for (int buckets : BUCKET_COUNTS) {
+        std::set<int> rows;
+        for (int feature = 0; feature < FT_INPUTS; ++feature) {
+            int row = transformerRowOf(buckets, feature);
+            ASSERT_LT(row, ownTransformerRows(buckets)) << buckets;
+            rows.insert(row);
+            int king = feature / PIECE_SQUARE_ROWS, pieceSquare = feature % PIECE_SQUARE_ROWS;
+            int reflected = (king ^ 7) * PIECE_SQUARE_ROWS + (pieceSquare ^ 7);
+            ASSERT_EQ(transformerRowOf(buckets, reflected), row) << buckets << " " << feature;
+            if ((king & 7) < 4) ASSERT_EQ(row % PIECE_SQUARE_ROWS, pieceSquare) << buckets << " " << feature;
+        }
+        EXPECT_EQ(int(rows.size()), ownTransformerRows(buckets)) << buckets;  // no bucket left empty
+    }
+    // Rank 1 (the back rank, as each side sees it) is never lumped with the rest of the board.
+    int e1 = 4 * PIECE_SQUARE_ROWS, e8 = 60 * PIECE_SQUARE_ROWS;
+    for (int buckets : BUCKET_COUNTS) EXPECT_NE(transformerRowOf(buckets, e1), transformerRowOf(buckets, e8)) << buckets;
+    EXPECT_EQ(transformerRowOf(FULL_KING_LAYOUT, 12345), 12345);
+}
+
+// The float model of a bucketed net scores a position and its reflection alike,
+// whichever side of the board the kings stand on; the file's own layout,
+// with the same weights, does not.
+TEST_F(TrainKingBuckets, ReflectedPositionScoresTheSame) {
+    std::vector<TrainingRecord> records = gamePositions();
+    auto randomNet = [](FloatNet& net, int kingBuckets) {
+        net.kingBuckets = kingBuckets;
+        initRandomNet(net, 9);
+        net.factorised = true;
+        for (size_t i = FT_INPUTS * size_t(FT_OUTPUTS); i < FT_BIAS; ++i) net.params[i] = 0.03f * std::sin(float(i));
+        for (size_t i = L1_WEIGHTS; i < PARAM_COUNT; ++i) net.params[i] *= 4.0f;  // scores of some hundreds
+        clipDense(net);
+    };
+    FloatNet net, full;
+    randomNet(net, 8);
+    randomNet(full, FULL_KING_LAYOUT);
+    Activations a;
+    int kingsRight = 0, kingsLeft = 0;
+    double spread = 0, fullLayoutDifference = 0;
+    for (const TrainingRecord& r : records) {
+        int file = kingFile(r, r.sideToMove);
+        (file >= 4 ? kingsRight : kingsLeft) += 1;
+        Sample original = makeSample(r, 0.75f, DEFAULT_SIGMOID_K), reflected = makeSample(r, 0.75f, DEFAULT_SIGMOID_K, true);
+        float score = forward(net, original, a);
+        EXPECT_NEAR(forward(net, reflected, a), score, 1e-3f * (1.0f + std::abs(score))) << recordFen(r);
+        spread += std::abs(score);
+        fullLayoutDifference += std::abs(forward(full, original, a) - forward(full, reflected, a));
+    }
+    EXPECT_GT(kingsRight, 100);
+    EXPECT_GT(kingsLeft, 100);
+    EXPECT_GT(spread / double(records.size()), 50.0);
+    EXPECT_GT(fullLayoutDifference / double(records.size()), 10.0);
+}
+
+// Export writes every bucket row into each king square it covers (reflected
+// where it reflects), so the engine, reading the file through its own
+// accumulators and kernel, scores real positions as the float model does.
+TEST_F(TrainKingBuckets, ExportedFileScoresLikeTheFloatModel) {
+    std::vector<TrainingRecord> records = gamePositions();
+    ASSERT_GT(records.size(), 800u);
+    for (int buckets : {4, 16}) {
+        Trainer t;
+        trainSomeSteps(t, buckets);
+        for (size_t i = size_t(ownTransformerRows(buckets)) * FT_OUTPUTS; i < size_t(FT_INPUTS) * FT_OUTPUTS; ++i)
+            ASSERT_EQ(t.net.params[i], 0.0f) << "rows beyond the buckets stay unused";
+        auto q = newNnueNet();
+        quantiseNet(t.net, *q);
+        EngineNetwork engine(*q);
+        NetComparison c = compareFloatAndEngine(modelView(t), records, 2);
+        EXPECT_EQ(c.positions, records.size());
+        EXPECT_GT(c.meanAbsFloatError, 30.0) << buckets;  // the scores are not all near zero
+        EXPECT_LT(c.meanAbsDifference, 1.5) << buckets;
+        NetView unshared = modelView(t);  // the same weights read as 64 king blocks differ plainly
+        unshared.kingBuckets = FULL_KING_LAYOUT;
+        EXPECT_GT(compareFloatAndEngine(unshared, records, 2).meanAbsDifference, 10.0) << buckets;
+
+        // Starting a bucketed run from that file averages each bucket's king squares,
+        // which all hold the same weights: the same net, and the same file again.
+        FloatNet restarted;
+        dequantiseNet(*q, restarted);
+        shareKingBuckets(restarted, buckets);
+        EXPECT_EQ(restarted.kingBuckets, buckets);
+        auto again = newNnueNet();
+        quantiseNet(restarted, *again);
+        EXPECT_EQ(std::memcmp(q.get(), again.get(), sizeof(NnueNet)), 0) << buckets;
+    }
+}
+
+// A checkpoint keeps the bucket count; one written before the count existed is
+// read as the file's own layout.
+TEST_F(TrainKingBuckets, CheckpointsKeepTheBucketCount) {
+    Trainer t;
+    trainSomeSteps(t, 8);
+    std::string path = (std::filesystem::temp_directory_path() / ("quorvane_kb_" + std::to_string(::getpid()))).string();
+    ASSERT_TRUE(saveCheckpoint(t, path));
+    Trainer back;
+    ASSERT_TRUE(loadCheckpoint(back, path));
+    EXPECT_EQ(back.settings.kingBuckets, 8);
+    EXPECT_EQ(back.net.kingBuckets, 8);
+    EXPECT_TRUE(back.net.params == t.net.params);
+
+    // The older layout: version 3, no bucket count after the factoriser flag.
+    const size_t countAt = 68;
+    std::string old = path + ".v3";
+    {
+        std::ifstream in(path, std::ios::binary);
+        std::string head(countAt + 4, '\0');
+        in.read(head.data(), std::streamsize(head.size()));
+        int32_t stored = 0;
+        std::memcpy(&stored, head.data() + countAt, 4);
+        ASSERT_EQ(stored, 8) << "the bucket count sits right after the factoriser flag";
+        uint32_t version = 3;
+        std::memcpy(head.data() + 4, &version, 4);
+        std::ofstream out(old, std::ios::binary);
+        out.write(head.data(), std::streamsize(countAt));
+        out << in.rdbuf();
+    }
+    std::remove(path.c_str());
+    Trainer older;
+    std::string error;
+    EXPECT_TRUE(loadCheckpoint(older, old, &error)) << error;
+    std::remove(old.c_str());
+    EXPECT_EQ(older.settings.kingBuckets, FULL_KING_LAYOUT);
+    EXPECT_EQ(older.net.kingBuckets, FULL_KING_LAYOUT);
+    EXPECT_EQ(older.epochsDone, t.epochsDone);
+    EXPECT_TRUE(older.net.params == t.net.params);
+}
+
+} // namespace
