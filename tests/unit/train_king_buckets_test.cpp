@@ -72,7 +72,9 @@ TEST_F(TrainKingBuckets, MapsReflectTheBoardAndUseEveryBucket) {
             int king = feature / PIECE_SQUARE_ROWS, pieceSquare = feature % PIECE_SQUARE_ROWS;
             int reflected = (king ^ 7) * PIECE_SQUARE_ROWS + (pieceSquare ^ 7);
             ASSERT_EQ(transformerRowOf(buckets, reflected), row) << buckets << " " << feature;
-            if ((king & 7) < 4) ASSERT_EQ(row % PIECE_SQUARE_ROWS, pieceSquare) << buckets << " " << feature;
+            if ((king & 7) < 4) {
+                ASSERT_EQ(row % PIECE_SQUARE_ROWS, pieceSquare) << buckets << " " << feature;
+            }
         }
         EXPECT_EQ(int(rows.size()), ownTransformerRows(buckets)) << buckets;  // no bucket left empty
     }
