@@ -8,7 +8,7 @@
 # comes back:
 #   tools/training/round/device_round.sh [options]
 #     --games-seconds S  time for the games (300)
-#     --rate R           positions per thread and second to plan for (700; the
+#     --rate R           positions per thread and second to plan for (850; the
 #                        games stop at the count, or at the time plus a minute)
 #     --seed N           seed of the games (the Chess960 games take N+1)
 #     --epochs E --lr X  training (2, 0.0005), continuing the shipped network
@@ -19,7 +19,7 @@
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/../../.." && pwd)"
 cd "$ROOT"
-SECONDS_GAMES=300; RATE=700; SEED=7001; EPOCHS=2; LR=0.0005; CARRIED=.round; DATA_BACK=1
+SECONDS_GAMES=300; RATE=850; SEED=7001; EPOCHS=2; LR=0.0005; CARRIED=.round; DATA_BACK=1
 while [ $# -gt 0 ]; do
   case "$1" in
     --games-seconds) SECONDS_GAMES="$2"; shift 2 ;;
