@@ -273,12 +273,12 @@ bool setFen(Position& p, const std::string& fenText, std::string* error, int* dr
     return true;
 }
 
-std::string getFen(const Position& p) {
+std::string placementFen(const uint8_t board[64]) {
     std::string out;
     for (int rank = 7; rank >= 0; --rank) {
         int empty = 0;
         for (int file = 0; file < 8; ++file) {
-            int code = p.board[rank * 8 + file];
+            int code = board[rank * 8 + file];
             if (!code) { ++empty; continue; }
             if (empty) out += char('0' + empty);
             empty = 0;
@@ -287,6 +287,11 @@ std::string getFen(const Position& p) {
         if (empty) out += char('0' + empty);
         if (rank) out += '/';
     }
+    return out;
+}
+
+std::string getFen(const Position& p) {
+    std::string out = placementFen(p.board);
     out += p.sideToMove == WHITE ? " w " : " b ";
     const posinfo& root = p.plyStates[0];
     std::string castling;

@@ -88,6 +88,8 @@ void clearPosition(Position& p);
 // cannot describe a playable position (p is then unspecified). Castling rights
 // that no king and rook can use are dropped; *droppedCastling gets their bits.
 bool setFen(Position& p, const std::string& fen, std::string* error = nullptr, int* droppedCastling = nullptr);
+// The first FEN field (the pieces, rank 8 first) of a mailbox of piece codes.
+std::string placementFen(const uint8_t board[64]);
 std::string getFen(const Position& p);
 std::string boardPicture(const Position& p);
 

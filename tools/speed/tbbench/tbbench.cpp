@@ -61,35 +61,20 @@ void restore(Position& p, const Snapshot& s) {
 // A random placement of a table's material ("KRPvKR"), or "" when it is not
 // a legal position.
 std::string randomFen(const std::string& name, std::mt19937_64& rng) {
-    char board[64];
-    std::memset(board, 0, sizeof board);
+    uint8_t board[64] = {};
     int colour = 0;
     for (char c : name) {
         if (c == 'v') { colour = 1; continue; }
-        char letter = colour ? char(c - 'A' + 'a') : c;
+        int code = int(std::strchr(PIECE_LETTERS, c) - PIECE_LETTERS) + colour;
         for (;;) {
             int sq = int(rng() % 64);
             if (board[sq]) continue;
             if ((c == 'P') && (sq < 8 || sq >= 56)) continue;
-            board[sq] = letter;
+            board[sq] = uint8_t(code);
             break;
         }
     }
-    std::string fen;
-    for (int rank = 7; rank >= 0; --rank) {
-        int empty = 0;
-        for (int file = 0; file < 8; ++file) {
-            char c = board[rank * 8 + file];
-            if (!c) { ++empty; continue; }
-            if (empty) fen += char('0' + empty);
-            empty = 0;
-            fen += c;
-        }
-        if (empty) fen += char('0' + empty);
-        if (rank) fen += '/';
-    }
-    fen += rng() % 2 ? " w - - 0 1" : " b - - 0 1";
-    return fen;
+    return placementFen(board) + (rng() % 2 ? " w - - 0 1" : " b - - 0 1");
 }
 
 double secondsSince(std::chrono::steady_clock::time_point start) {

@@ -96,20 +96,7 @@ bool recordFromTextLine(const std::string& line, const TextLineOptions& options,
 std::string recordFen(const TrainingRecord& r) {
     uint8_t board[64];
     unpackPlacement(r, board);
-    std::string fen;
-    for (int rank = 7; rank >= 0; --rank) {
-        int empty = 0;
-        for (int file = 0; file < 8; ++file) {
-            int code = board[rank * 8 + file];
-            if (!code) { ++empty; continue; }
-            if (empty) fen += char('0' + empty);
-            empty = 0;
-            fen += PIECE_LETTERS[code];
-        }
-        if (empty) fen += char('0' + empty);
-        if (rank) fen += '/';
-    }
-    return fen + (r.sideToMove == WHITE ? " w - - 0 1" : " b - - 0 1");
+    return placementFen(board) + (r.sideToMove == WHITE ? " w - - 0 1" : " b - - 0 1");
 }
 
 std::string tuningLine(const std::string& fen, GameResult whiteResult) {
