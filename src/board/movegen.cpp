@@ -158,12 +158,15 @@ Bitboard pinnedPieces(const Position& p, int us) {
 }
 
 Move* generateCaptures(int ply, Move* out, Position& p) {
+    if (!p.plyStates[ply].inCheck) return generateCapturesIgnoringCheck(ply, out, p);
+    computeNotPinned(p, ply);
+    out = generateEvasions(ply, out, p);
+    p.plyStates[ply].genMarker = 'c';
+    return out;
+}
+
+Move* generateCapturesIgnoringCheck(int ply, Move* out, Position& p) {
     Bitboard notPinned = computeNotPinned(p, ply);
-    if (p.plyStates[ply].inCheck) {
-        out = generateEvasions(ply, out, p);
-        p.plyStates[ply].genMarker = 'c';
-        return out;
-    }
     p.plyStates[ply].genMarker = 0;
     out = pawnCaptures(out, p, true);
     out = sliderAndKingCaptures(out, p, notPinned);
@@ -205,12 +208,15 @@ Move* generateQuiets(int ply, Move* out, Position& p) {
 }
 
 Move* generateQuiescence(int ply, Move* out, Position& p) {
+    if (!p.plyStates[ply].inCheck) return generateQuiescenceIgnoringCheck(ply, out, p);
+    computeNotPinned(p, ply);
+    out = generateEvasions(ply, out, p);
+    p.plyStates[ply].genMarker = 'c';
+    return out;
+}
+
+Move* generateQuiescenceIgnoringCheck(int ply, Move* out, Position& p) {
     Bitboard notPinned = computeNotPinned(p, ply);
-    if (p.plyStates[ply].inCheck) {
-        out = generateEvasions(ply, out, p);
-        p.plyStates[ply].genMarker = 'c';
-        return out;
-    }
     p.plyStates[ply].genMarker = 0;
     int us = p.sideToMove;
     out = pawnCaptures(out, p, false);

@@ -11,6 +11,13 @@ Move* generateQuiets(int ply, Move* out, Position& p);    // after generateCaptu
 Move* generateQuiescence(int ply, Move* out, Position& p);
 Move* generateEvasions(int ply, Move* out, Position& p);
 
+// The captures (and, for quiescence, the quiet queen promotions) as if the
+// side to move were not in check: for a search that has stopped answering
+// checks, and tests each move's king safety itself. The two above hand over
+// to these when there is no check.
+Move* generateCapturesIgnoringCheck(int ply, Move* out, Position& p);
+Move* generateQuiescenceIgnoringCheck(int ply, Move* out, Position& p);
+
 // Whether a pseudo-legal move of the side to move leaves its own king safe.
 // Needs the ply's notPinned mask, so call it after generating that ply's moves.
 bool isLegal(const Position& p, int ply, Move m);

@@ -44,7 +44,7 @@ void startPicker(worker& w, int ply, Move ttMove, bool inCheck) {
     s.current = s.end = s.captureEnd = s.quietStart = s.listStart;
     s.yielded[0] = s.yielded[1] = s.yielded[2] = s.yielded[3] = NO_MOVE;
     s.ttMove = ttMove;
-    p.plyStates[ply + 1].moveStart = s.listStart;
+    holdNoMoves(w, ply);
     if (inCheck) {
         s.end = generateCaptures(ply, s.listStart, p);  // evasions, with the pinned pieces
         if (ttMove)
@@ -170,14 +170,24 @@ Move nextMove(worker& w, int ply, const ContinuationBlocks& blocks) {
     }
 }
 
-Move nextProbCutMove(worker& w, int ply, Move ttMove, int threshold) {
+void startCapturePicker(worker& w, int ply, Move ttMove, int threshold, bool withPromotions) {
     Position& p = *w.pos;
     PickerState& s = w.frames[ply].picker;
-    while (s.current < s.end) {
-        selectBestKey(s.current, s.end);
-        Move m = *s.current++;
-        if (ttMove && sameMove(m, ttMove)) continue;
-        if (seeTest(p, m, threshold)) return m;
-    }
-    return NO_MOVE;
+    s.listStart = s.current = s.end = p.plyStates[ply].moveStart;
+    holdNoMoves(w, ply);
+    // The TT move is tried before anything is generated, and its legality test needs the pins.
+    if (ttMove) p.plyStates[ply].notPinned = ~pinnedPieces(p, p.sideToMove);
+    s.threshold = threshold;
+    s.withPromotions = withPromotions;
+    s.ttMove = ttMove && isPseudoLegal(p, ply, ttMove) && isCapture(p, ttMove) ? ttMove : NO_MOVE;
+    const bool ttFirst = s.ttMove && (threshold == ANY_EXCHANGE || seeTest(p, s.ttMove, threshold));
+    s.stage = ttFirst ? STAGE_CAPTURE_TT : STAGE_GEN_NOISY;
+}
+
+void startPlainEvasionPicker(worker& w, int ply) {
+    Position& p = *w.pos;
+    PickerState& s = w.frames[ply].picker;
+    s.listStart = s.current = p.plyStates[ply].moveStart;
+    s.end = generateCaptures(ply, s.listStart, p);  // in check: the evasions, with the pinned pieces
+    s.stage = STAGE_PLAIN_EVASIONS;
 }

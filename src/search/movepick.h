@@ -1,7 +1,17 @@
-// The staged move picker of the alpha-beta node: the TT move, good captures,
-// killers, the counter move, losing captures and the quiet moves by history,
-// generated lazily into the ply's part of the thread's move list.
+// Every move the search tries comes from here. Three pickers share one state
+// per ply (the frame's PickerState) and generate lazily into the ply's part of
+// the thread's move list:
+// - the main picker of an alpha-beta node: the TT move, good captures,
+//   killers, the counter move, losing captures and the quiet moves by history;
+//   check evasions, best first, when in check;
+// - the capture picker of ProbCut and quiescence: captures whose exchange
+//   reaches a threshold, best victim first, the TT move first when it is one;
+// - the plain evasion picker of quiescence: evasions as generated.
+// The pickers also keep the move-list bounds of the ply records: a ply's list
+// ends where the next ply's begins.
 #pragma once
+
+#include <climits>
 
 #include "board/movegen.h"
 #include "search/see.h"
@@ -40,14 +50,75 @@ inline ContinuationBlocks continuationBlocks(worker& w, int ply) {
     return c;
 }
 
+// ---- Move-list bounds ----------------------------------------------------
+// A node that holds no moves yet (before its picker starts, or while it
+// searches a null move) lets the next ply's list start where its own would.
+inline void holdNoMoves(worker& w, int ply) {
+    Position& p = *w.pos;
+    p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
+}
+
+// ---- Main picker ---------------------------------------------------------
 // Sets up the picker of a node. Works out the pinned pieces first, so that
 // moves tried before any generation can be tested with isLegal.
 void startPicker(worker& w, int ply, Move ttMove, bool inCheck);
 
-// The next move, or NO_MOVE when the node has none left. The frame's stage
-// tells which stage produced it.
+// The next move, or NO_MOVE when the node has none left.
 Move nextMove(worker& w, int ply, const ContinuationBlocks& blocks);
 
-// The next capture of a freshly generated list whose SEE reaches threshold;
-// NO_MOVE when none is left (ProbCut's source of moves).
-Move nextProbCutMove(worker& w, int ply, Move ttMove, int threshold);
+// The stage that produced the last move nextMove returned.
+inline int lastStage(const worker& w, int ply) { return w.frames[ply].picker.lastStage; }
+
+// The TT move, when the picker offered it (it was pseudo-legal); else NO_MOVE.
+inline Move offeredTtMove(const worker& w, int ply) { return w.frames[ply].picker.yielded[0]; }
+
+// A search that tries moves ahead of the rest (the singular test) saves the
+// picker and puts it back afterwards, so that the node's loop starts again
+// where it stood. Putting it back also hands the moves generated meanwhile
+// back to the next ply.
+inline PickerState savePicker(const worker& w, int ply) { return w.frames[ply].picker; }
+inline void restorePicker(worker& w, int ply, const PickerState& saved) {
+    w.frames[ply].picker = saved;
+    w.pos->plyStates[ply + 1].moveStart = saved.end;
+}
+
+// ---- Capture picker (ProbCut, quiescence) -------------------------------
+constexpr int ANY_EXCHANGE = INT_MIN;  // threshold that lets every capture through
+
+// Captures, and quiet queen promotions when `withPromotions`, generated as if
+// the side to move were not in check, whose exchange reaches `threshold`. A
+// pseudo-legal capture `ttMove` comes first when its exchange reaches the
+// threshold, and is not offered again. Works out the pinned pieces first.
+void startCapturePicker(worker& w, int ply, Move ttMove, int threshold, bool withPromotions);
+
+// Check evasions in the order the generator writes them.
+void startPlainEvasionPicker(worker& w, int ply);
+
+// The next move of the capture or plain evasion picker, or NO_MOVE.
+inline Move nextCapture(worker& w, int ply) {
+    Position& p = *w.pos;
+    PickerState& s = w.frames[ply].picker;
+    switch (s.stage) {
+    case STAGE_CAPTURE_TT:
+        s.stage = STAGE_GEN_NOISY;
+        return s.ttMove;
+    case STAGE_GEN_NOISY:
+        s.end = s.withPromotions ? generateQuiescenceIgnoringCheck(ply, s.listStart, p)
+                                 : generateCapturesIgnoringCheck(ply, s.listStart, p);
+        s.current = s.listStart;
+        s.stage = STAGE_NOISY;
+        [[fallthrough]];
+    case STAGE_NOISY:
+        while (s.current < s.end) {
+            selectBestKey(s.current, s.end);
+            Move m = *s.current++;
+            if (s.ttMove && sameMove(m, s.ttMove)) continue;
+            if (s.threshold == ANY_EXCHANGE || seeTest(p, m, s.threshold)) return m;
+        }
+        return NO_MOVE;
+    case STAGE_PLAIN_EVASIONS:
+        return s.current < s.end ? *s.current++ : NO_MOVE;
+    default:
+        return NO_MOVE;
+    }
+}

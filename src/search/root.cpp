@@ -173,6 +173,8 @@ void iterativeDeepening(worker& w, bool leader) {
     resetForSearch(w);
     w.rootBestScore = qsearch(w, 0, 0, -INFINITE_SCORE, INFINITE_SCORE);
 
+    // The root's legal moves are copied out, but stay in the list: ply 1's
+    // list starts after them for the whole search.
     Move* end = generateLegal(0, p);
     for (Move* m = p.plyStates[0].moveStart; m < end; ++m) w.rootMoves.push_back(moveBase(*m));
     if (w.rootMoves.empty()) {
@@ -219,7 +221,6 @@ void iterativeDeepening(worker& w, bool leader) {
             w.frames[1].movedBy = tagged;
             w.frames[1].afterNull = 0;
             w.pvLength[1] = 1;
-            p.plyStates[1].moveStart = end;
             makeMove(p, 0, m);
             int score = searchRootMove(w, depth, i, i == 0 ? w.rootBestScore : iterationBest);
             unmakeMove(p, 0, m);

@@ -174,29 +174,11 @@ bool nullMoveCutoff(worker& w, int ply, int depth, int beta, int value, int& res
 // with `result` set, when the node is cut (or the search stopped).
 bool probCut(worker& w, int ply, int depth, int beta, int eval, int& result) {
     Position& p = *w.pos;
-    SearchFrame& f = w.frames[ply];
-    PickerState& s = f.picker;
     const int pcBeta = beta + PROBCUT_MARGIN;
-    const int threshold = std::max(0, pcBeta - eval);
-    p.plyStates[ply].notPinned = ~pinnedPieces(p, p.sideToMove);
-    p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
-    const Move ttCapture = f.ttMove && isPseudoLegal(p, ply, f.ttMove) && isCapture(p, f.ttMove) ? f.ttMove : NO_MOVE;
-    Move candidate = ttCapture && seeTest(p, ttCapture, threshold) ? ttCapture : NO_MOVE;
-    bool generated = false;
+    startCapturePicker(w, ply, w.frames[ply].ttMove, std::max(0, pcBeta - eval), false);
     int tried = 0;
-    for (;;) {
-        if (!candidate) {
-            if (!generated) {
-                s.listStart = p.plyStates[ply].moveStart;
-                s.end = generateCaptures(ply, s.listStart, p);
-                s.current = s.listStart;
-                generated = true;
-            }
-            candidate = nextProbCutMove(w, ply, ttCapture, threshold);
-            if (!candidate) break;
-        }
-        const Move m = candidate;
-        candidate = NO_MOVE;
+    Move m;
+    while ((m = nextCapture(w, ply))) {
         if (!isLegal(p, ply, m)) continue;
         if (++tried > PROBCUT_MAX_MOVES) break;
         makeSearchMove(w, ply, m);
@@ -213,7 +195,6 @@ bool probCut(worker& w, int ply, int depth, int beta, int eval, int& result) {
             return true;
         }
     }
-    p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
     return false;
 }
 
@@ -228,14 +209,14 @@ bool isSingular(worker& w, int ply, int depth, int ttScore, const ContinuationBl
     SearchFrame& f = w.frames[ply];
     SearchFrame& child = w.frames[ply + 1];
     const int singularBeta = ttScore - (SINGULAR_MARGIN_NUMERATOR * depth) / SINGULAR_MARGIN_DENOMINATOR;
-    const PickerState saved = f.picker;
+    const PickerState saved = savePicker(w, ply);
     child.nullDisabled = 1;
     bool singular = true;
     int alternatives = 0, losingTried = 0;
     Move alt;
     while ((alt = nextMove(w, ply, blocks))) {
         if (!isLegal(p, ply, alt)) continue;
-        if (f.picker.lastStage == STAGE_BAD_CAPTURES) {
+        if (lastStage(w, ply) == STAGE_BAD_CAPTURES) {
             if (losingTried > SINGULAR_MAX_LOSING_CAPTURES) continue;
             ++losingTried;
         }
@@ -250,11 +231,10 @@ bool isSingular(worker& w, int ply, int depth, int ttScore, const ContinuationBl
             singular = false;
             break;
         }
-        if (f.picker.lastStage != STAGE_BAD_CAPTURES && ++alternatives > SINGULAR_MAX_ALTERNATIVES) break;
+        if (lastStage(w, ply) != STAGE_BAD_CAPTURES && ++alternatives > SINGULAR_MAX_ALTERNATIVES) break;
     }
     child.nullDisabled = f.nullDisabled;
-    f.picker = saved;
-    p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
+    restorePicker(w, ply, saved);
     return singular;
 }
 
@@ -333,7 +313,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     // ---- Static evaluation and forward pruning --------------------------
     const bool inCheck = p.plyStates[ply].inCheck;
     bool improving = false;
-    p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;
+    holdNoMoves(w, ply);
     if (inCheck) {
         f.staticEval = NOT_EVALUATED;
     } else {
@@ -379,7 +359,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
 
     Move m;
     while ((m = nextMove(w, ply, blocks))) {
-        const int stage = f.picker.lastStage;
+        const int stage = lastStage(w, ply);
         if (!isLegal(p, ply, m)) continue;
         anyLegal = true;
         const bool capture = isCapture(p, m);
@@ -459,7 +439,7 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                     store(*w.table, p.key, moveBase(m), score, std::min(depth, MAX_STORED_DEPTH), LOWER, ply);
                     if (inCheck) return score;
                     if (!capture) {
-                        Move ttMove = f.picker.yielded[0];
+                        Move ttMove = offeredTtMove(w, ply);
                         if (ttMove && !sameMove(ttMove, m) && !isCapture(p, ttMove) && quietsTriedCount < MAX_PENALISED_QUIETS)
                             quietsTried[quietsTriedCount++] = withPiece(ttMove, p.board[moveFrom(ttMove)]);
                         updateHistories(w, ply, depth, withPiece(m, piece), blocks, quietsTried, quietsTriedCount);
@@ -513,19 +493,14 @@ int qsearch(worker& w, int ply, int depth, int alpha, int beta) {
         best = standPat;
     }
 
-    Move* start = p.plyStates[ply].moveStart;
-    // The generators answer a check with evasions; an ignored check hides it
-    // from them only for this call. The flag itself stays set, since a
-    // re-search of this node (same ply, same move made) must see the check
-    // again, or its captures could leave the king attacked.
-    if (ignoredCheck) p.plyStates[ply].inCheck = 0;
-    Move* end = depth > QS_CHECKS_DEPTH ? generateQuiescence(ply, start, p) : generateCaptures(ply, start, p);
-    if (ignoredCheck) p.plyStates[ply].inCheck = 1;
+    // In check, the evasions as generated; otherwise the captures, with the
+    // quiet queen promotions in the first plies and without the losing
+    // captures from QS_SEE_DEPTH up.
+    if (inCheck) startPlainEvasionPicker(w, ply);
+    else startCapturePicker(w, ply, NO_MOVE, depth >= QS_SEE_DEPTH ? 0 : ANY_EXCHANGE, depth > QS_CHECKS_DEPTH);
     int searched = 0;
-    for (Move* cur = start; cur < end; ++cur) {
-        if (!inCheck) selectBestKey(cur, end);
-        Move m = *cur;
-        if (!inCheck && depth >= QS_SEE_DEPTH && moveFlag(m) != FLAG_EP && !isCastling(m) && !seeTest(p, m, 0)) continue;
+    Move m;
+    while ((m = nextCapture(w, ply))) {
         prefetchChildBucket(w, p, m);
         if (!isLegal(p, ply, m)) continue;
         makeMove(p, ply, m);

@@ -21,7 +21,9 @@ constexpr int FRAME_OFFSET = 2;     // frames[-2] and frames[-1] exist so ply - 
 enum PickStage : uint8_t {
     STAGE_TT = 0, STAGE_GEN_CAPTURES = 1, STAGE_GOOD_CAPTURES = 2, STAGE_KILLER1 = 3, STAGE_KILLER2 = 4,
     STAGE_COUNTER = 5, STAGE_REWIND = 6, STAGE_BAD_CAPTURES = 7, STAGE_GEN_QUIETS = 8, STAGE_QUIETS = 9,
-    STAGE_DONE = 10, STAGE_EVASIONS = 99
+    STAGE_DONE = 10, STAGE_EVASIONS = 99,
+    // The capture picker of ProbCut and quiescence.
+    STAGE_CAPTURE_TT = 20, STAGE_GEN_NOISY = 21, STAGE_NOISY = 22, STAGE_PLAIN_EVASIONS = 23
 };
 
 struct PickerState {
@@ -34,6 +36,8 @@ struct PickerState {
     Move* listStart;
     Move* captureEnd;
     Move* quietStart;
+    int threshold;       // capture picker: the exchange a capture must reach
+    bool withPromotions; // capture picker: quiet queen promotions too
 };
 
 struct SearchFrame {

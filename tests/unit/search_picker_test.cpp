@@ -29,7 +29,7 @@ struct PickerBench {
         std::vector<std::string> seen;
         while (Move m = nextMove(w, 1, blocks)) {
             if (!isLegal(p, 1, m)) continue;
-            seen.push_back(text(p, m) + "/" + std::to_string(w.frames[1].picker.lastStage));
+            seen.push_back(text(p, m) + "/" + std::to_string(lastStage(w, 1)));
         }
         return seen;
     }
@@ -99,6 +99,70 @@ TEST(Picker, InCheckTheTtMoveLeadsTheEvasions) {
     EXPECT_EQ(seen[0], "e1f1/99");
     for (auto& s : seen) EXPECT_EQ(s.substr(s.find('/') + 1), "99");
     EXPECT_EQ(seen.size(), 2u);  // Kf1 and Kxd2
+}
+
+// Captures of Nc4: Nxb6 wins the exchange (the c7 pawn takes back), Nxd6 and
+// Qxd6 lose material to the same pawn.
+constexpr const char* THREE_CAPTURES = "4k3/2p5/1r1p4/8/2N5/8/8/3QK3 w - - 0 1";
+
+std::vector<std::string> captureOrder(PickerBench& b, Move ttMove, int threshold) {
+    Position& p = b.w.position;
+    startCapturePicker(b.w, 1, ttMove, threshold, false);
+    std::vector<std::string> seen;
+    while (Move m = nextCapture(b.w, 1))
+        if (isLegal(p, 1, m)) seen.push_back(text(p, m));
+    return seen;
+}
+
+TEST(CapturePicker, TheStoredCaptureLeadsOnceAndTheThresholdHoldsForAll) {
+    PickerBench b(THREE_CAPTURES);
+    Position& p = b.w.position;
+    const Move losing = findLegalMove(p, 0, "c4d6");
+    EXPECT_EQ(captureOrder(b, losing, ANY_EXCHANGE), (std::vector<std::string>{"c4d6", "c4b6", "d1d6"}));
+    // A stored capture below the threshold is neither first nor offered later.
+    EXPECT_EQ(captureOrder(b, losing, 0), (std::vector<std::string>{"c4b6"}));
+    EXPECT_TRUE(captureOrder(b, NO_MOVE, 400).empty());
+    // A stored quiet move is no capture: not offered at all.
+    std::vector<std::string> seen = captureOrder(b, findLegalMove(p, 0, "e1e2"), ANY_EXCHANGE);
+    ASSERT_EQ(seen.size(), 3u);
+    EXPECT_EQ(seen[0], "c4b6");
+}
+
+TEST(CapturePicker, AnIgnoredCheckGetsCapturesAndAHeededOneGetsEvasions) {
+    // The a1 rook checks; Rxh5 takes a knight but leaves the king in check.
+    PickerBench b("4k3/8/8/7n/8/8/8/r3K2R w - - 0 1");
+    Position& p = b.w.position;
+    ASSERT_TRUE(p.plyStates[1].inCheck);
+    std::vector<std::string> captures = captureOrder(b, NO_MOVE, ANY_EXCHANGE);
+    EXPECT_NE(std::find(captures.begin(), captures.end(), "h1h5"), captures.end());
+    EXPECT_TRUE(p.plyStates[1].inCheck) << "the check is ignored, not cleared";
+
+    startPlainEvasionPicker(b.w, 1);
+    std::vector<std::string> evasions;
+    while (Move m = nextCapture(b.w, 1))
+        if (isLegal(p, 1, m)) evasions.push_back(text(p, m));
+    std::sort(evasions.begin(), evasions.end());
+    EXPECT_EQ(evasions, (std::vector<std::string>{"e1d2", "e1e2", "e1f2"}));
+}
+
+TEST(Picker, TheNextPlysListStartsAfterEveryMoveTheNodeHolds) {
+    PickerBench b("r3k2r/ppp2ppp/2n2n2/3pp3/3PP3/2N2N2/PPP2PPP/R3K2R w KQkq - 0 1");
+    worker& w = b.w;
+    Position& p = w.position;
+    startPicker(w, 1, findLegalMove(p, 0, "e1g1"), false);
+    const PickerState saved = savePicker(w, 1);
+    EXPECT_EQ(p.plyStates[2].moveStart, p.plyStates[1].moveStart) << "nothing generated yet";
+    ContinuationBlocks blocks = continuationBlocks(w, 1);
+    int offered = 0;
+    while (nextMove(w, 1, blocks)) {
+        ++offered;
+        EXPECT_GE(p.plyStates[2].moveStart, w.frames[1].picker.end);
+    }
+    EXPECT_GT(offered, 30);
+    // Put back for the stored move's search, the node hands its list back.
+    restorePicker(w, 1, saved);
+    EXPECT_EQ(p.plyStates[2].moveStart, p.plyStates[1].moveStart);
+    EXPECT_TRUE(sameMove(nextMove(w, 1, blocks), findLegalMove(p, 0, "e1g1")));
 }
 
 } // namespace
