@@ -12,6 +12,8 @@
 #                        games stop at the count, or at the time plus a minute)
 #     --seed N           seed of the games (the Chess960 games take N+1)
 #     --epochs E --lr X  training (2, 0.0005), continuing the shipped network
+#     --from-scratch     train from random weights instead of the shipped network
+#     --train-args "A"   more trainer options, e.g. "--king-buckets 8"
 #     --carried DIR      where the carried files lie (.round): UHO_4060_v3.epd.xz,
 #                        FRC_openings.epd, validation.bin, and *.bin.xz data
 #     --no-data-back     bring back only the network and the logs
@@ -20,6 +22,7 @@ set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/../../.." && pwd)"
 cd "$ROOT"
 SECONDS_GAMES=300; RATE=850; SEED=7001; EPOCHS=2; LR=0.0005; CARRIED=.round; DATA_BACK=1
+START=(--init-net 220321-307.nnue --mirror 1); TRAIN_EXTRA=()
 while [ $# -gt 0 ]; do
   case "$1" in
     --games-seconds) SECONDS_GAMES="$2"; shift 2 ;;
@@ -28,8 +31,10 @@ while [ $# -gt 0 ]; do
     --epochs) EPOCHS="$2"; shift 2 ;;
     --lr) LR="$2"; shift 2 ;;
     --carried) CARRIED="$2"; shift 2 ;;
+    --from-scratch) START=(); shift ;;
+    --train-args) read -ra TRAIN_EXTRA <<<"$2"; shift 2 ;;
     --no-data-back) DATA_BACK=0; shift ;;
-    *) sed -n '2,20p' "$0" >&2; exit 2 ;;
+    *) sed -n '2,22p' "$0" >&2; exit 2 ;;
   esac
 done
 OUT="${OUT:?OUT must name the folder that comes back}"
@@ -81,7 +86,7 @@ VALIDATION=()
 say "training on $(( ${#DATA[@]} / 2 )) files"
 build-round/nnue_trainer train "${DATA[@]}" "${VALIDATION[@]}" --out "$WORK/train" --epochs "$EPOCHS" --lr "$LR" \
   --threads "$THREADS" --batch 16384 --schedule cosine --lr-end 0.01 --factoriser 1 --filter-margin 100 --seed 1 \
-  --init-net 220321-307.nnue --mirror 1 >"$WORK/train.log" 2>&1 || { tail -20 "$WORK/train.log" | tee -a "$LOG"; exit 1; }
+  "${START[@]}" "${TRAIN_EXTRA[@]}" >"$WORK/train.log" 2>&1 || { tail -20 "$WORK/train.log" | tee -a "$LOG"; exit 1; }
 grep -E "^epoch|validation before" "$WORK/train.log" | tee -a "$LOG"
 CHECK_DATA="${CARRIED}/validation.bin"; [ -f "$CHECK_DATA" ] || CHECK_DATA="${NEW[0]}"
 build-round/netcheck "$WORK/train/net.nnue" "$CHECK_DATA" "$WORK/train/checkpoint.bin" --limit 20000 2>&1 | tail -3 | tee -a "$LOG"
