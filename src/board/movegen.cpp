@@ -157,12 +157,20 @@ Bitboard pinnedPieces(const Position& p, int us) {
     return pinned & p.pieces[us];
 }
 
-Move* generateCaptures(int ply, Move* out, Position& p) {
-    if (!p.plyStates[ply].inCheck) return generateCapturesIgnoringCheck(ply, out, p);
+namespace {
+
+// In check the evasions stand in for the captures, and are all there is.
+Move* evasionsInstead(int ply, Move* out, Position& p) {
     computeNotPinned(p, ply);
     out = generateEvasions(ply, out, p);
     p.plyStates[ply].genMarker = 'c';
     return out;
+}
+
+} // namespace
+
+Move* generateCaptures(int ply, Move* out, Position& p) {
+    return p.plyStates[ply].inCheck ? evasionsInstead(ply, out, p) : generateCapturesIgnoringCheck(ply, out, p);
 }
 
 Move* generateCapturesIgnoringCheck(int ply, Move* out, Position& p) {
@@ -208,11 +216,7 @@ Move* generateQuiets(int ply, Move* out, Position& p) {
 }
 
 Move* generateQuiescence(int ply, Move* out, Position& p) {
-    if (!p.plyStates[ply].inCheck) return generateQuiescenceIgnoringCheck(ply, out, p);
-    computeNotPinned(p, ply);
-    out = generateEvasions(ply, out, p);
-    p.plyStates[ply].genMarker = 'c';
-    return out;
+    return p.plyStates[ply].inCheck ? evasionsInstead(ply, out, p) : generateQuiescenceIgnoringCheck(ply, out, p);
 }
 
 Move* generateQuiescenceIgnoringCheck(int ply, Move* out, Position& p) {
@@ -378,20 +382,17 @@ int countLegalMoves(int ply, Position& p) {
 
     Bitboard knights = p.pieces[WKNIGHT + us] & ~pinned;
     while (knights) n += popcount(knightAttacks[popLsb(knights)] & ~own);
-    Bitboard diagonal = p.pieces[WBISHOP + us] | p.pieces[WQUEEN + us];
-    while (diagonal) {
-        int from = popLsb(diagonal);
-        Bitboard t = bishopAttacks(from, occ) & ~own;
-        if (pinned & bit(from)) t &= lineThrough[ksq][from];
-        n += popcount(t);
-    }
-    Bitboard straight = p.pieces[WROOK + us] | p.pieces[WQUEEN + us];
-    while (straight) {
-        int from = popLsb(straight);
-        Bitboard t = rookAttacks(from, occ) & ~own;
-        if (pinned & bit(from)) t &= lineThrough[ksq][from];
-        n += popcount(t);
-    }
+    // A pinned slider keeps to the line through its king.
+    auto sliderMoves = [&](Bitboard sliders, auto attacks) {
+        while (sliders) {
+            int from = popLsb(sliders);
+            Bitboard t = attacks(from, occ) & ~own;
+            if (pinned & bit(from)) t &= lineThrough[ksq][from];
+            n += popcount(t);
+        }
+    };
+    sliderMoves(p.pieces[WBISHOP + us] | p.pieces[WQUEEN + us], bishopAttacks);
+    sliderMoves(p.pieces[WROOK + us] | p.pieces[WQUEEN + us], rookAttacks);
 
     // Free pawns by whole sets; promotions count four moves each.
     Bitboard pawns = p.pieces[WPAWN + us];

@@ -71,15 +71,12 @@ Move nextMove(worker& w, int ply, const ContinuationBlocks& blocks) {
         }
         [[fallthrough]];
     case STAGE_GEN_CAPTURES:
-        s.end = generateCaptures(ply, s.listStart, p);
-        s.captureEnd = s.end;
-        s.current = s.listStart;
-        s.stage = STAGE_GOOD_CAPTURES;
+        s.captureEnd = generateCaptures(ply, s.listStart, p);
+        beginList(s, s.captureEnd, STAGE_GOOD_CAPTURES);
         [[fallthrough]];
     case STAGE_GOOD_CAPTURES:
         while (s.current < s.end) {
-            selectBestKey(s.current, s.end);
-            Move m = *s.current++;
+            Move m = takeBest(s);
             if (wasYielded(f, m)) { s.current[-1] = moveBase(m); continue; }
             if (!seeTest(p, m, 0)) {
                 s.current[-1] = moveBase(m) | Move(BAD_CAPTURE_KEY) << 24;
@@ -160,9 +157,8 @@ Move nextMove(worker& w, int ply, const ContinuationBlocks& blocks) {
         return NO_MOVE;
     case STAGE_EVASIONS:
         if (s.current < s.end) {
-            selectBestKey(s.current, s.end);
             s.lastStage = STAGE_EVASIONS;
-            return *s.current++;
+            return takeBest(s);
         }
         return NO_MOVE;
     default:

@@ -34,6 +34,19 @@ inline void selectBestKey(Move* from, Move* end) {
     *from = keep;
 }
 
+// A freshly generated list up to `end`, to be taken from its start at `stage`.
+inline void beginList(PickerState& s, Move* end, uint8_t stage) {
+    s.end = end;
+    s.current = s.listStart;
+    s.stage = stage;
+}
+
+// The best of the moves not yet taken, by order key.
+inline Move takeBest(PickerState& s) {
+    selectBestKey(s.current, s.end);
+    return *s.current++;
+}
+
 // Continuation-history blocks of a node: by the previous move and by the one
 // before it; null where that move does not exist or was a null move.
 struct ContinuationBlocks {
@@ -94,6 +107,13 @@ void startCapturePicker(worker& w, int ply, Move ttMove, int threshold, bool wit
 // Check evasions in the order the generator writes them.
 void startPlainEvasionPicker(worker& w, int ply);
 
+// Whether a generated capture goes out: not the TT move offered before the
+// list, and with an exchange that reaches the threshold.
+inline bool goesOut(const Position& p, const PickerState& s, Move m) {
+    if (s.ttMove && sameMove(m, s.ttMove)) return false;
+    return s.threshold == ANY_EXCHANGE || seeTest(p, m, s.threshold);
+}
+
 // The next move of the capture or plain evasion picker, or NO_MOVE.
 inline Move nextCapture(worker& w, int ply) {
     Position& p = *w.pos;
@@ -103,17 +123,13 @@ inline Move nextCapture(worker& w, int ply) {
         s.stage = STAGE_GEN_NOISY;
         return s.ttMove;
     case STAGE_GEN_NOISY:
-        s.end = s.withPromotions ? generateQuiescenceIgnoringCheck(ply, s.listStart, p)
-                                 : generateCapturesIgnoringCheck(ply, s.listStart, p);
-        s.current = s.listStart;
-        s.stage = STAGE_NOISY;
+        beginList(s, s.withPromotions ? generateQuiescenceIgnoringCheck(ply, s.listStart, p)
+                                      : generateCapturesIgnoringCheck(ply, s.listStart, p), STAGE_NOISY);
         [[fallthrough]];
     case STAGE_NOISY:
         while (s.current < s.end) {
-            selectBestKey(s.current, s.end);
-            Move m = *s.current++;
-            if (s.ttMove && sameMove(m, s.ttMove)) continue;
-            if (s.threshold == ANY_EXCHANGE || seeTest(p, m, s.threshold)) return m;
+            Move m = takeBest(s);
+            if (goesOut(p, s, m)) return m;
         }
         return NO_MOVE;
     case STAGE_PLAIN_EVASIONS:
