@@ -1,5 +1,6 @@
 #include "datagen_support.h"
 
+#include <atomic>
 #include <cstdio>
 #include <sstream>
 
@@ -124,6 +125,53 @@ TEST_F(DatagenRun, TuningLinesSplitIntoTheRecordedPositionAndWhitesResult) {
     EXPECT_EQ(n, records.size());
     EXPECT_EQ(n, summary.positions);
     EXPECT_EQ(tuningLine("8/8/8/4k3/8/8/3QK3/8 b - - 0 1", RESULT_DRAW), "8/8/8/4k3/8/8/3QK3/8 b - - 0 1 c9 \"1/2-1/2\";");
+}
+
+// Raises the stop request as soon as a progress line reports `games` games written.
+class StopAfterGames : public std::stringbuf {
+public:
+    StopAfterGames(std::atomic<bool>& flag, int games) : flag_(flag), trigger_("games " + std::to_string(games) + " ") {}
+    int sync() override {
+        if (str().find(trigger_) != std::string::npos) flag_ = true;
+        return 0;
+    }
+
+private:
+    std::atomic<bool>& flag_;
+    std::string trigger_;
+};
+
+TEST_F(DatagenRun, AStopRequestEndsWithACompleteFileOfTheGamesWritten) {
+    settings.seed = 11;
+    settings.games = 1000;
+    settings.reportSeconds = 0;  // a progress line after every game
+    std::atomic<bool> stop{false};
+    settings.stopRequest = &stop;
+    StopAfterGames buffer(stop, 3);
+    std::ostream log(&buffer);
+    settings.dataPath = datagenTempPath("stopped.bin");
+    written.push_back(settings.dataPath);
+    GeneratorSummary stopped;
+    std::string error;
+    ASSERT_TRUE(runGenerator(settings, log, stopped, &error)) << error;
+    EXPECT_TRUE(stop.load());
+    EXPECT_EQ(stopped.games, 3u);
+    std::string interrupted = bytesOf(settings.dataPath);
+
+    // The same three games asked for outright: the same bytes, header count included.
+    settings.stopRequest = nullptr;
+    settings.games = 3;
+    GeneratorSummary asked = run("asked");
+    EXPECT_EQ(asked.positions, stopped.positions);
+    EXPECT_EQ(bytesOf(settings.dataPath), interrupted);
+
+    // A request standing before the start writes an empty but valid file.
+    settings.stopRequest = &stop;
+    GeneratorSummary none = run("none");
+    EXPECT_EQ(none.games, 0u);
+    std::vector<TrainingRecord> records;
+    ASSERT_TRUE(readAllRecords(settings.dataPath, records, &error)) << error;
+    EXPECT_TRUE(records.empty());
 }
 
 TEST_F(DatagenRun, RefusesAMissingBook) {

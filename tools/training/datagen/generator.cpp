@@ -22,6 +22,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+bool stopRequested(const GeneratorSettings& settings) {
+    return settings.stopRequest && settings.stopRequest->load();
+}
+
 // The seed of game `index` of a run: every game has its own stream, whichever
 // thread plays it, so a game can be replayed from its number.
 uint64_t gameSeed(uint64_t runSeed, uint64_t index) {
@@ -114,6 +118,7 @@ uint64_t runPhase(const Phase& phase, const GeneratorSettings& settings, Output&
     uint64_t next = phase.firstGame;
     uint64_t phasePositions = 0;
     auto done = [&] {
+        if (stopRequested(settings)) return true;
         if (phase.games) return next >= phase.firstGame + phase.games;
         return phasePositions >= phase.positions;
     };
@@ -194,7 +199,7 @@ bool runGenerator(const GeneratorSettings& settings, std::ostream& log, Generato
     auto lastReport = start;
     uint64_t firstGame = 0;
     for (Phase& phase : phases) {
-        if (phase.games == 0 && phase.positions == 0) continue;
+        if ((phase.games == 0 && phase.positions == 0) || stopRequested(run)) continue;
         phase.firstGame = firstGame;
         chess960 = phase.chess960;
         firstGame = runPhase(phase, run, out, sum, log, start, lastReport);

@@ -3,6 +3,7 @@
 // the same file whatever the number of threads.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -23,6 +24,9 @@ struct GeneratorSettings {
     uint64_t seed = 1;
     int hashMegabytes = 16;        // per game thread
     double reportSeconds = 10;     // between progress lines
+    // When set (by a signal handler, say), the run ends after the games already
+    // written and closes its files, so an interrupted file is complete and counted.
+    const std::atomic<bool>* stopRequest = nullptr;
     GameSettings game;
 };
 

@@ -5,6 +5,8 @@
 //
 // Run it with --help for the options.
 #include <algorithm>
+#include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -20,6 +22,11 @@
 using namespace datagen;
 
 namespace {
+
+// Ctrl-C or a kill ends the run after the games already written, with the
+// file's header counting them.
+std::atomic<bool> interrupted{false};
+extern "C" void onInterrupt(int) { interrupted = true; }
 
 const char* const USAGE =
     "usage: datagen (--out FILE | --texel FILE) (--positions N | --games N) [options]\n"
@@ -48,7 +55,8 @@ const char* const USAGE =
     "  --draw-plies N      consecutive plies within it (12)\n"
     "  --draw-start N      self-play plies before a draw may be adjudicated (60)\n"
     "  --max-plies N       self-play plies after which a game is a draw (800)\n"
-    "  --report SECONDS    between progress lines (10)\n";
+    "  --report SECONDS    between progress lines (10)\n"
+    "SIGINT or SIGTERM ends the run after the games already written, with a complete file.\n";
 
 bool parseArguments(int argc, char** argv, GeneratorSettings& s, bool& bootstrap, std::string& net,
                     std::string& syzygy) {
@@ -109,6 +117,9 @@ int main(int argc, char** argv) {
     // handcrafted evaluation and teach the network little.
     settings.game.rules.winMargin = 800;
     settings.game.rules.winPlies = 4;
+    settings.stopRequest = &interrupted;
+    std::signal(SIGINT, onInterrupt);
+    std::signal(SIGTERM, onInterrupt);
     bool bootstrap = false;
     std::string net = DEFAULT_NET_FILE, syzygy;
     if (!parseArguments(argc, argv, settings, bootstrap, net, syzygy)) {
