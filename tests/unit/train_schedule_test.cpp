@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 
 #include "curve_svg.h"
@@ -40,6 +41,47 @@ TEST_F(TrainSchedule, CosineRunsFromTheStartRateToItsEndShare) {
     s.learningRateDecay = 0.9f;
     EXPECT_NEAR(scheduledRate(s, 0.7), start, 1e-12);
     EXPECT_NEAR(scheduledRate(s, 3.2), start * std::pow(double(0.9f), 3), 1e-12);
+}
+
+// The score/result blend may move across training; a resumed run must keep moving it.
+TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEndAndSurvivesACheckpoint) {
+    TrainingSettings s;
+    s.totalEpochs = 4;
+    s.lambda = 0.9f;
+    EXPECT_FLOAT_EQ(scheduledLambda(s, 2.5), 0.9f) << "no end given: lambda throughout";
+    s.lambdaEnd = 0.5f;
+    EXPECT_FLOAT_EQ(scheduledLambda(s, 0), 0.9f);
+    EXPECT_FLOAT_EQ(scheduledLambda(s, 1), 0.8f);
+    EXPECT_FLOAT_EQ(scheduledLambda(s, 4), 0.5f);
+    EXPECT_FLOAT_EQ(scheduledLambda(s, 6), 0.5f);
+
+    // Training reads the moved blend: a batch trained at the end of the run,
+    // where the target is mostly the game result, moves the net differently
+    // from one trained with lambda held.
+    std::vector<TrainingRecord> data = syntheticRecords(200, 5);
+    for (size_t i = 0; i < data.size(); ++i) data[i].result = uint8_t(i % 3);
+    std::vector<uint32_t> order(data.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    s.warmupSteps = 0;
+    s.lambdaEnd = 0.0f;
+    Trainer moving, held;
+    initTrainer(moving, s, 1);
+    moving.epochsDone = 4;
+    s.lambdaEnd = -1.0f;
+    initTrainer(held, s, 1);
+    held.epochsDone = 4;
+    double movingLoss = trainBatch(moving, data, order, 0, data.size());
+    double heldLoss = trainBatch(held, data, order, 0, data.size());
+    EXPECT_NE(movingLoss, heldLoss);
+
+    std::string path = ::testing::TempDir() + "blend_checkpoint.bin";
+    ASSERT_TRUE(saveCheckpoint(moving, path));
+    Trainer back;
+    std::string error;
+    ASSERT_TRUE(loadCheckpoint(back, path, &error)) << error;
+    EXPECT_FLOAT_EQ(back.settings.lambdaEnd, 0.0f);
+    EXPECT_FLOAT_EQ(scheduledLambda(back.settings, 2), 0.45f);
+    std::remove(path.c_str());
 }
 
 TEST_F(TrainSchedule, ARunEndsAtItsFinalRateAndLogsIt) {

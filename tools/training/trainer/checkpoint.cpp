@@ -15,7 +15,8 @@ constexpr char CHECKPOINT_MAGIC[4] = {'Q', 'V', 'C', 'K'};
 // epoch's learning rate; earlier checkpoints do not fit and are refused.
 // 4 added the king bucket count after the factoriser flag; a checkpoint of
 // version 3 is read as the file's own layout of 64 king blocks.
-constexpr uint32_t CHECKPOINT_VERSION = 4;
+// 5 added the end of the moving score/result blend; earlier ones keep lambda throughout.
+constexpr uint32_t CHECKPOINT_VERSION = 5;
 constexpr uint32_t OLDEST_READABLE_VERSION = 3;
 
 template <typename T>
@@ -42,7 +43,7 @@ bool saveCheckpoint(const Trainer& t, const std::string& path) {
               put(f, s.learningRateDecay) && put(f, s.lambda) && put(f, s.sigmoidK) &&
               put(f, s.validationFraction) && put(f, s.seed) && put(f, uint8_t(s.roundWeights)) && put(f, uint8_t(s.mirror)) && put(f, int32_t(s.warmupSteps)) &&
               put(f, uint8_t(s.schedule)) && put(f, s.finalRateFraction) && put(f, int32_t(s.totalEpochs)) &&
-              put(f, uint8_t(s.factorised)) && put(f, int32_t(s.kingBuckets)) && put(f, int32_t(t.epochsDone)) &&
+              put(f, uint8_t(s.factorised)) && put(f, int32_t(s.kingBuckets)) && put(f, s.lambdaEnd) && put(f, int32_t(t.epochsDone)) &&
               put(f, t.adam.step) && put(f, uint32_t(t.history.size()));
     for (const EpochStats& e : t.history)
         ok = ok && put(f, int32_t(e.epoch)) && put(f, e.trainLoss) && put(f, e.validationLoss) &&
@@ -74,16 +75,19 @@ bool loadCheckpoint(Trainer& t, const std::string& path, std::string* error) {
     uint32_t historySize = 0;
     uint8_t roundWeights = 1, mirror = 0, schedule = 0, factorised = 0;
     int32_t warmup = 0, totalEpochs = 0, kingBuckets = FULL_KING_LAYOUT;
+    float lambdaEnd = -1.0f;
     ok = get(f, batch) && get(f, s.learningRate) && get(f, s.learningRateDecay) && get(f, s.lambda) &&
          get(f, s.sigmoidK) && get(f, s.validationFraction) && get(f, s.seed) && get(f, roundWeights) &&
          get(f, mirror) && get(f, warmup) && get(f, schedule) && get(f, s.finalRateFraction) &&
-         get(f, totalEpochs) && get(f, factorised) && (version < 4 || get(f, kingBuckets)) && get(f, epochs) &&
+         get(f, totalEpochs) && get(f, factorised) && (version < 4 || get(f, kingBuckets)) &&
+         (version < 5 || get(f, lambdaEnd)) && get(f, epochs) &&
          get(f, t.adam.step) && get(f, historySize);
     if (ok && !isKingBucketCount(kingBuckets)) {
         std::fclose(f);
         return fail(error, path + " names " + std::to_string(kingBuckets) + " king buckets, which this trainer lacks");
     }
     s.kingBuckets = kingBuckets;
+    s.lambdaEnd = lambdaEnd;
     t.net.kingBuckets = kingBuckets;
     s.schedule = schedule == uint8_t(Schedule::Cosine) ? Schedule::Cosine : Schedule::Exponential;
     s.totalEpochs = totalEpochs;

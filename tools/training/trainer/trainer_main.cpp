@@ -27,6 +27,7 @@ int usage() {
         "      --schedule cosine|exp (cosine: the rate falls along half a cosine to --lr-end times its start\n"
         "        at the last epoch; exp: times --lr-decay per epoch)  --lr-end X (0.01)  --lr-decay X (0.95)\n"
         "      --lambda X (0.75: weight of the search score, the rest on the game result)\n"
+        "      --lambda-end X (off: the weight moves in a straight line from --lambda to X at the last epoch)\n"
         "      --k X (173.718 centipawns in sigmoid(score / k))  --validation X (0.02)\n"
         "      --threads N (all cores)  --seed N (1)  --resume CHECKPOINT\n"
         "      --round-weights 0|1 (1: the forward pass reads every weight rounded to the integer\n"
@@ -77,7 +78,9 @@ std::string describe(const Trainer& t, size_t positions) {
     std::ostringstream d;
     d << "Quorvane network trained by nnue_trainer: " << t.epochsDone << " epochs";
     if (positions) d << " on " << positions << " positions";
-    d << ", lambda " << t.settings.lambda << ", k " << t.settings.sigmoidK << ", lr " << t.settings.learningRate;
+    d << ", lambda " << t.settings.lambda;
+    if (t.settings.lambdaEnd >= 0) d << " to " << t.settings.lambdaEnd;
+    d << ", k " << t.settings.sigmoidK << ", lr " << t.settings.learningRate;
     if (t.settings.schedule == Schedule::Cosine)
         d << " cosine to x" << t.settings.finalRateFraction << " over " << t.settings.totalEpochs << " epochs";
     else
@@ -151,6 +154,7 @@ int train(const std::multimap<std::string, std::string>& o) {
             return 2;
         }
         s.lambda = std::stof(option(o, "lambda", "0.75"));
+        s.lambdaEnd = std::stof(option(o, "lambda-end", "-1"));
         s.sigmoidK = std::stof(option(o, "k", std::to_string(DEFAULT_SIGMOID_K)));
         s.validationFraction = std::stod(option(o, "validation", "0.02"));
         s.seed = std::stoull(option(o, "seed", "1"));

@@ -37,6 +37,12 @@ double scheduledRate(const TrainingSettings& s, double epochs) {
     return end + (double(s.learningRate) - end) * 0.5 * (1.0 + std::cos(M_PI * progress));
 }
 
+float scheduledLambda(const TrainingSettings& s, double epochs) {
+    if (s.lambdaEnd < 0) return s.lambda;
+    double progress = std::clamp(epochs / double(std::max(1, s.totalEpochs)), 0.0, 1.0);
+    return float(double(s.lambda) + (double(s.lambdaEnd) - double(s.lambda)) * progress);
+}
+
 void initTrainer(Trainer& t, const TrainingSettings& settings, int threads) {
     t.settings = settings;
     t.threads = std::max(1, threads);
@@ -88,6 +94,7 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
     const float gradScale = 1.0f / float(count);
     const TrainingSettings& st = t.settings;
     const NetView view = modelView(t);
+    const float lambda = scheduledLambda(st, double(t.epochsDone) + t.epochFraction);
 
     // Forward and backward, positions split into contiguous slices.
     parallelFor(threads, [&](int id) {
@@ -97,7 +104,7 @@ double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std
         for (size_t b = from; b < to; ++b) {
             Sample& s = t.samples[b];
             uint32_t index = order[begin + b];
-            s = makeSample(data[index], st.lambda, st.sigmoidK, seenMirrored(t, index));
+            s = makeSample(data[index], lambda, st.sigmoidK, seenMirrored(t, index));
             float score = forward(view, s, a);
             LossTerms terms = positionLoss(score, s.target, st.sigmoidK);
             lossSum += terms.loss;

@@ -28,6 +28,9 @@ struct TrainingSettings {
     float finalRateFraction = 0.01f;  // cosine: the rate at the end, as a share of the start
     int totalEpochs = 20;             // cosine: the epoch at whose end the rate reaches its end value
     float lambda = 0.75f;         // weight of the search score in the target, the rest on the game result
+    // Below zero: lambda throughout. Otherwise the weight moves in a straight line from
+    // lambda at the start to this at totalEpochs. Validation keeps lambda, so runs compare.
+    float lambdaEnd = -1.0f;
     float sigmoidK = DEFAULT_SIGMOID_K;
     double validationFraction = 0.02;
     uint64_t seed = 1;
@@ -82,6 +85,9 @@ bool seenMirrored(const Trainer& t, uint32_t recordIndex);
 // The learning rate of the schedule after `epochs` epochs (fractions allowed),
 // before the warm-up and Adam's bias correction.
 double scheduledRate(const TrainingSettings& s, double epochs);
+
+// The search score's weight in the training target after `epochs` epochs.
+float scheduledLambda(const TrainingSettings& s, double epochs);
 
 // The float model as training sees it. With settings.roundWeights every weight
 // and bias is read rounded to the integer steps of the network file (the dense
