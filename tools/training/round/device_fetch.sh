@@ -24,10 +24,13 @@ join() {  # name, destination: the parts joined and decompressed, then checked
   mv "$2.tmp" "$2"
 }
 
-join net.nnue "$DATA/rounds/$NAME/$NAME.nnue"
-cp "$FROM/round.log" "$FROM/train-log.csv" "$DATA/rounds/$NAME/"
-"$MANIFEST" add "$DATA" "rounds/$NAME/$NAME.nnue" net --network "$NETTAG" --commit "$COMMIT" \
-  --command "tools/training/round/device_round.sh (see rounds/$NAME/round.log)"
+cp "$FROM/round.log" "$DATA/rounds/$NAME/"
+if [ -f "$FROM/net.nnue.xz.part0" ]; then  # absent after --games-only
+  join net.nnue "$DATA/rounds/$NAME/$NAME.nnue"
+  cp "$FROM/train-log.csv" "$DATA/rounds/$NAME/"
+  "$MANIFEST" add "$DATA" "rounds/$NAME/$NAME.nnue" net --network "$NETTAG" --commit "$COMMIT" \
+    --command "tools/training/round/device_round.sh (see rounds/$NAME/round.log)"
+fi
 for part in "$FROM"/*.bin.xz.part0; do
   [ -f "$part" ] || continue
   file="$(basename "${part%.xz.part0}")"
@@ -35,4 +38,5 @@ for part in "$FROM"/*.bin.xz.part0; do
   "$MANIFEST" add "$DATA" "$NAME-$file" data --network "$NETTAG" --commit "$COMMIT" \
     --command "tools/training/round/device_round.sh on a lent machine (see rounds/$NAME/round.log)"
 done
-echo "network in $DATA/rounds/$NAME/$NAME.nnue"
+[ -f "$DATA/rounds/$NAME/$NAME.nnue" ] && echo "network in $DATA/rounds/$NAME/$NAME.nnue"
+echo "games in $DATA/$NAME-*.bin"

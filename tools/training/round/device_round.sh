@@ -17,11 +17,12 @@
 #     --carried DIR      where the carried files lie (.round): UHO_4060_v3.epd.xz,
 #                        FRC_openings.epd, validation.bin, and *.bin.xz data
 #     --no-data-back     bring back only the network and the logs
+#     --games-only       no training: bring back the games alone (more of them fit)
 # tools/training/round/device_fetch.sh unpacks what came back into the data folder.
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/../../.." && pwd)"
 cd "$ROOT"
-SECONDS_GAMES=300; RATE=850; SEED=7001; EPOCHS=2; LR=0.0005; CARRIED=.round; DATA_BACK=1
+SECONDS_GAMES=300; RATE=850; SEED=7001; EPOCHS=2; LR=0.0005; CARRIED=.round; DATA_BACK=1; TRAIN=1
 START=(--init-net 220321-307.nnue --mirror 1); TRAIN_EXTRA=()
 while [ $# -gt 0 ]; do
   case "$1" in
@@ -34,7 +35,8 @@ while [ $# -gt 0 ]; do
     --from-scratch) START=(); shift ;;
     --train-args) read -ra TRAIN_EXTRA <<<"$2"; shift 2 ;;
     --no-data-back) DATA_BACK=0; shift ;;
-    *) sed -n '2,22p' "$0" >&2; exit 2 ;;
+    --games-only) TRAIN=0; shift ;;
+    *) sed -n '2,23p' "$0" >&2; exit 2 ;;
   esac
 done
 OUT="${OUT:?OUT must name the folder that comes back}"
@@ -64,7 +66,8 @@ FRC_THREADS=$(( THREADS / 10 > 0 ? THREADS / 10 : 1 ))
 STD_THREADS=$(( THREADS - FRC_THREADS > 0 ? THREADS - FRC_THREADS : 1 ))
 games() {  # name threads share seed
   local positions=$(( RATE * $2 * SECONDS_GAMES ))
-  timeout -s KILL $(( SECONDS_GAMES + 60 )) build-round/datagen --out "$WORK/$1.bin" --positions "$positions" \
+  # SIGTERM ends a generator after the games already written, with a complete file.
+  timeout -s TERM -k 60 $(( SECONDS_GAMES + 30 )) build-round/datagen --out "$WORK/$1.bin" --positions "$positions" \
     --threads "$2" --nodes 2000 --net 220321-307.nnue --seed "$4" --syzygy tests/data/syzygy --book "$BOOK" \
     --frc-book "$FRC" --frc-share "$3" --report 60 >"$WORK/$1.log" 2>&1 || true
 }
@@ -73,6 +76,20 @@ games "device-frc-s$((SEED + 1))" "$FRC_THREADS" 1 "$((SEED + 1))" &
 wait
 NEW=("$WORK/device-s$SEED.bin" "$WORK/device-frc-s$((SEED + 1)).bin")
 for f in "${NEW[@]}"; do tail -2 "${f%.bin}.log" | tee -a "$LOG"; done
+
+files_left=$(( 8 - 2 ))  # round.log, sha256.txt
+put() {  # file, name: compressed parts while files are left; 1 when it did not fit
+  pack "$1" >"$WORK/$2.xz"
+  local parts=$(( ($(stat -c %s "$WORK/$2.xz") + 15728639) / 15728640 ))
+  [ "$parts" -le "$files_left" ] || { say "$2 left behind: $parts parts, $files_left files left"; return 1; }
+  split -b 15M -d -a 1 "$WORK/$2.xz" "$OUT/$2.xz.part"
+  files_left=$(( files_left - parts )); say "$2: $parts part(s)"
+}
+if [ "$TRAIN" = 0 ]; then
+  ( cd "$WORK" && sha256sum device-*.bin ) >"$OUT/sha256.txt"
+  for f in "${NEW[@]}"; do [ -s "$f" ] && { put "$f" "$(basename "$f")" || true; }; done
+  say "done"; exit 0
+fi
 
 # Training on the new games and the carried data, from the shipped weights.
 DATA=()
@@ -95,14 +112,7 @@ build-round/netcheck "$WORK/train/net.nnue" "$CHECK_DATA" "$WORK/train/checkpoin
 # parts, with their checksums; data goes only as far as the 8 files allow.
 cp "$WORK/train/log.csv" "$OUT/train-log.csv"
 ( cd "$WORK" && sha256sum train/net.nnue device-*.bin 2>/dev/null | sed 's| train/| |' ) >"$OUT/sha256.txt"
-files_left=$(( 8 - 3 ))  # round.log, train-log.csv, sha256.txt
-put() {  # file, name: compressed parts while files are left; 1 when it did not fit
-  pack "$1" >"$WORK/$2.xz"
-  local parts=$(( ($(stat -c %s "$WORK/$2.xz") + 15728639) / 15728640 ))
-  [ "$parts" -le "$files_left" ] || { say "$2 left behind: $parts parts, $files_left files left"; return 1; }
-  split -b 15M -d -a 1 "$WORK/$2.xz" "$OUT/$2.xz.part"
-  files_left=$(( files_left - parts )); say "$2: $parts part(s)"
-}
+files_left=$(( files_left - 1 ))  # train-log.csv
 put "$WORK/train/net.nnue" net.nnue
 if [ "$DATA_BACK" = 1 ]; then
   for f in "${NEW[@]}"; do [ -s "$f" ] && { put "$f" "$(basename "$f")" || true; }; done
