@@ -84,7 +84,7 @@ TEST(Chess960Gui, CastlingIsAnsweredAsKingTakesRookOnlyInChess960) {
     s.send(mate);
     s.send("go depth 3");
     EXPECT_EQ(bestMoveOf(s), "e1h1");
-    s.send("position fen 4rkr1/4p1p1/8/8/8/8/8/4K2R w H - 0 1");  // the same right in Shredder-FEN
+    s.send("position fen 4rkr1/4p1p1/8/8/8/8/8/4K2R w H - 0 1");  // the same right named by its rook's file
     s.send("go depth 3");
     EXPECT_EQ(bestMoveOf(s), "e1h1");
 }

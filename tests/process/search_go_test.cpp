@@ -1,5 +1,6 @@
 #include <thread>
 
+#include "search/timeman.h"
 #include "search_session.h"
 
 namespace {
@@ -30,15 +31,50 @@ TEST(SearchGo, MoveTimeIsKept) {
     EXPECT_LE(ms, 1500);
 }
 
-TEST(SearchGo, ClockWithMovesToGoStaysInsideTheTime) {
-    EngineSession s;
+// The limits the engine works out for this "go", as the search receives them.
+Allotment allotmentFor(int time, int movesToGo, int gameMoveCount) {
+    AllotmentInput in;
+    in.time = time;
+    in.movesToGo = movesToGo;
+    in.movesToGoGiven = movesToGo > 0;
+    in.gameMoveCount = gameMoveCount;
+    in.newGame = true;
+    return withSafetyMargin(allotTime(in), in);
+}
+
+// On the clock a search ends between its soft limit, shortened at most to 0.6
+// of it by a settled best move, and its hard limit. The bounds are wide, for a
+// busy machine: a quarter of the soft limit, the hard limit and a second.
+TEST(SearchGo, ClockSearchSpendsItsAllotmentAndNoMore) {
+    EngineSession s(false);  // the built-in network: a search of real positions
+    struct Case {
+        const char* go;
+        int time, movesToGo;
+    };
+    for (const Case& c : {Case{"go wtime 60000 btime 60000", 60000, 0},
+                          Case{"go wtime 3000 btime 3000 movestogo 1", 3000, 1}}) {
+        Allotment a = allotmentFor(c.time, c.movesToGo, 1);
+        s.send("ucinewgame");
+        s.send("position startpos moves e2e4");
+        long ms = s.millisUntilBestMove(c.go);
+        EXPECT_GE(ms, a.softLimit / 4) << c.go << ": soft limit " << a.softLimit;
+        EXPECT_LE(ms, a.hardLimit + 1000) << c.go << ": hard limit " << a.hardLimit;
+        EXPECT_LT(ms, c.time) << c.go << ": the flag fell";
+    }
+}
+
+// With next to nothing on the clock the hard limit is a millisecond or so:
+// the answer comes at once, even with a large increment to come.
+TEST(SearchGo, TinyClocksAreAnsweredAtOnce) {
+    EngineSession s(false);
     s.send("position startpos moves d2d4");
-    // Black has 600 ms for one move: the hard limit is 500 ms (600 minus the overhead).
-    long ms = s.millisUntilBestMove("go wtime 600 btime 600 winc 0 binc 0 movestogo 1");
-    EXPECT_LE(ms, 1200);
-    // With an increment and no moves-to-go the engine spends only a part of its clock.
-    ms = s.millisUntilBestMove("go wtime 2000 btime 2000 winc 100 binc 100");
-    EXPECT_LE(ms, 1500);
+    for (const char* go : {"go wtime 50 btime 50", "go wtime 150 btime 150 winc 3000 binc 3000",
+                           "go wtime 120 btime 120 movestogo 1"}) {
+        std::vector<std::string> lines;
+        long ms = s.millisUntilBestMove(go, &lines);
+        EXPECT_LT(ms, 1000) << go;
+        EXPECT_TRUE(std::regex_match(lines.back(), std::regex("bestmove [a-h][1-8][a-h][1-8].*"))) << go;
+    }
 }
 
 TEST(SearchGo, InfiniteWaitsForStopAndAnswersIsReady) {

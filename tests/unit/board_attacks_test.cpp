@@ -13,26 +13,6 @@ protected:
     static void SetUpTestSuite() { initBoardTables(); }
 };
 
-TEST_F(AttackTables, MaskWidthsAndStoreLayout) {
-    EXPECT_EQ(popcount(rookMagics[sq("a1")].mask), 12);
-    EXPECT_EQ(popcount(rookMagics[sq("d4")].mask), 10);
-    EXPECT_EQ(popcount(bishopMagics[sq("a1")].mask), 6);
-    EXPECT_EQ(popcount(bishopMagics[sq("d4")].mask), 9);
-    size_t rookEntries = 0, bishopEntries = 0;
-    for (int s = 0; s < 64; ++s) {
-        rookEntries += size_t(1) << popcount(rookMagics[s].mask);
-        bishopEntries += size_t(1) << popcount(bishopMagics[s].mask);
-        EXPECT_EQ(rookMagics[s].shift, 64 - popcount(rookMagics[s].mask));
-        if (s < 63) {
-            EXPECT_EQ(rookMagics[s + 1].attacks - rookMagics[s].attacks, 1 << popcount(rookMagics[s].mask));
-            EXPECT_EQ(bishopMagics[s + 1].attacks - bishopMagics[s].attacks, 1 << popcount(bishopMagics[s].mask));
-        }
-    }
-    EXPECT_EQ(rookEntries, 102400u);
-    EXPECT_EQ(bishopEntries, 5248u);
-    EXPECT_EQ(bishopMagics[0].attacks - rookMagics[0].attacks, 102400);
-}
-
 TEST_F(AttackTables, MagicLookupsMatchRayWalksOnRandomOccupancies) {
     std::mt19937_64 rng(7);
     for (int s = 0; s < 64; ++s)
@@ -115,15 +95,6 @@ TEST_F(AttackTables, EvaluationMasks) {
     Bitboard abc = fileMask[0] | fileMask[1] | fileMask[2];
     EXPECT_EQ(kingZone[BLACK][sq("a8")], abc & (0xffffffffull << 32));
     EXPECT_EQ(popcount(kingZone[WHITE][sq("d4")]), 12);
-}
-
-TEST_F(AttackTables, ReductionTable) {
-    EXPECT_EQ(lmrTable[0][3], 1);
-    EXPECT_EQ(lmrTable[10][4], 1);
-    EXPECT_EQ(lmrTable[50][2], 0);
-    EXPECT_EQ(lmrTable[0][40], 0);
-    EXPECT_EQ(lmrTable[127][255], 59);  // floor(sqrt(127 * 253 / 9)) = floor(sqrt(3570))
-    EXPECT_EQ(lmrTable[9][11], 3);
 }
 
 } // namespace

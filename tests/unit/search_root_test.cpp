@@ -4,15 +4,21 @@
 
 namespace {
 
-TEST(StabilityScale, ShrinksOnOneChangeAndGrowsOnMany) {
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.7, 4, 3), 1.0);  // shallow iterations reset it
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.0, 5, 1), 0.9);
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.0, 5, 0), 1.0);  // no change resets to 1.0...
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.5, 5, 0), 1.2);  // ...or decays from above
-    EXPECT_DOUBLE_EQ(nextStabilityScale(0.9, 5, 2), 1.4);
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.5, 5, 2), 1.6);
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.9, 9, 5), 2.0);  // clamped above
-    EXPECT_DOUBLE_EQ(nextStabilityScale(0.62, 9, 1), 0.6); // and below
+// However the best move behaves, the soft limit is stretched at most to twice
+// its size and shrunk at most to 0.6 of it; shallow iterations say nothing yet.
+TEST(StabilityScale, StaysWithinItsBoundsAndFollowsTheBestMove) {
+    for (int changes : {0, 1, 2, 5, 30}) {
+        double scale = 1.0;
+        for (int depth = 1; depth < 40; ++depth) {
+            double next = nextStabilityScale(scale, depth, changes);
+            ASSERT_GE(next, 0.6) << changes;
+            ASSERT_LE(next, 2.0) << changes;
+            if (depth <= 4) EXPECT_EQ(next, 1.0);
+            if (depth > 4 && changes == 1) EXPECT_LE(next, scale);
+            if (depth > 4 && changes >= 2) EXPECT_GT(next, 1.0);
+            scale = next;
+        }
+    }
 }
 
 TEST(InfoLine, CentipawnsMatesAndMoveText) {

@@ -136,44 +136,42 @@ TEST_F(TrainData, ShufflesArePermutations) {
     std::remove(out.c_str());
 }
 
-TEST_F(TrainData, TextLinesTurnResultsToTheMover) {
-    TextLineOptions whiteResults;
+// Text lines give scores and results from a stated side; records keep them from
+// the mover's, and a tuning line written from a record gives back White's result.
+TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
+    const std::string white = "4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", black = "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1";
+    struct Case {
+        std::string line;
+        bool fromWhite;  // score and result from White's view, else score from the mover's and result as it stands
+        int score;
+        GameResult result;
+        const char* tuningResult;
+    };
+    const Case cases[] = {
+        {black + "; -120 ;1-0", false, -120, RESULT_LOSS, "1-0"},
+        {white + ";35;0-1", false, 35, RESULT_LOSS, "0-1"},
+        {white + ";35;1-0", false, 35, RESULT_WIN, "1-0"},
+        {black + ";0;0.5", false, 0, RESULT_DRAW, "1/2-1/2"},
+        {black + ";0;1/2-1/2", false, 0, RESULT_DRAW, "1/2-1/2"},
+        {black + ";250;1", true, -250, RESULT_WIN, "0-1"},
+    };
+    for (const Case& c : cases) {
+        TextLineOptions options;
+        options.scoreFromWhite = c.fromWhite;
+        options.resultFromWhite = !c.fromWhite;
+        TrainingRecord r;
+        ASSERT_TRUE(recordFromTextLine(c.line, options, r)) << c.line;
+        EXPECT_EQ(r.score, c.score) << c.line;
+        EXPECT_EQ(r.result, c.result) << c.line;
+        EXPECT_EQ(tuningLine(r), c.line.substr(0, c.line.find(';')) + " c9 \"" + c.tuningResult + "\";") << c.line;
+    }
+    TextLineOptions options;
     TrainingRecord r;
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1; -120 ;1-0", whiteResults, r));
-    EXPECT_EQ(r.score, -120);
-    EXPECT_EQ(r.result, RESULT_LOSS);  // White won, Black is to move
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;35;0-1", whiteResults, r));
-    EXPECT_EQ(r.result, RESULT_LOSS);
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;0;0.5", whiteResults, r));
-    EXPECT_EQ(r.result, RESULT_DRAW);
-
-    TextLineOptions fromWhite;
-    fromWhite.scoreFromWhite = true;
-    fromWhite.resultFromWhite = false;
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;250;1", fromWhite, r));
-    EXPECT_EQ(r.score, -250);
-    EXPECT_EQ(r.result, RESULT_WIN);
-
     std::string error;
-    EXPECT_FALSE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;12", whiteResults, r, &error));
-    EXPECT_FALSE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;1x2;1-0", whiteResults, r, &error));
-    EXPECT_FALSE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;12;2-0", whiteResults, r, &error));
-    EXPECT_FALSE(recordFromTextLine("4k3/8/8/9/8/8/4P3/4K3 w - - 0 1;12;1-0", whiteResults, r, &error));
+    for (const std::string& bad : {white + ";12", white + ";1x2;1-0", white + ";12;2-0",
+                                   std::string("4k3/8/8/9/8/8/4P3/4K3 w - - 0 1;12;1-0")})
+        EXPECT_FALSE(recordFromTextLine(bad, options, r, &error)) << bad;
     EXPECT_NE(error.find("bad FEN"), std::string::npos);
-}
-
-// A record written as a tuning line must give back White's result, whichever side is to move.
-TEST_F(TrainData, TuningLinesCarryWhitesResult) {
-    TextLineOptions whiteResults;
-    TrainingRecord r;
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;-120;1-0", whiteResults, r));
-    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1 c9 \"1-0\";");
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;35;1-0", whiteResults, r));
-    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 w - - 0 1 c9 \"1-0\";");
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;0;0-1", whiteResults, r));
-    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1 c9 \"0-1\";");
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;0;1/2-1/2", whiteResults, r));
-    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1 c9 \"1/2-1/2\";");
 }
 
 } // namespace
