@@ -50,33 +50,6 @@ protected:
     std::vector<std::string> written;
 };
 
-TEST_F(DatagenRun, WritesReadableRecordsOfLegalQuietPositions) {
-    GeneratorSummary summary = run("plain");
-    EXPECT_EQ(summary.games, 2u);
-    std::vector<TrainingRecord> records;
-    std::string error;
-    ASSERT_TRUE(readAllRecords(settings.dataPath, records, &error)) << error;
-    ASSERT_EQ(records.size(), summary.positions);
-    ASSERT_GT(records.size(), 20u);
-    int results[3] = {};
-    for (const TrainingRecord& r : records) {
-        bool inCheck = true;
-        ASSERT_TRUE(recordIsLegal(r, &inCheck)) << recordFen(r);
-        EXPECT_FALSE(inCheck) << recordFen(r);
-        EXPECT_LT(std::abs(r.score), MATE_BOUND);
-        ASSERT_LE(r.result, 2);
-        ++results[r.result];
-    }
-    // Two games give at most two results from White's view.
-    uint64_t decisive = summary.whiteResults[RESULT_WIN] + summary.whiteResults[RESULT_LOSS];
-    if (decisive == 0) {
-        EXPECT_EQ(results[RESULT_DRAW], int(records.size()));
-    }
-    if (summary.whiteResults[RESULT_DRAW] == 0) {
-        EXPECT_EQ(results[RESULT_DRAW], 0);
-    }
-}
-
 TEST_F(DatagenRun, TheSameSeedGivesTheSameFileWhateverTheThreadCount) {
     settings.seed = 7;
     run("one_thread");
@@ -104,8 +77,10 @@ TEST_F(DatagenRun, TuningLinesSplitIntoTheRecordedPositionAndWhitesResult) {
     settings.chess960Share = 0.5;  // one game from the Chess960 book, whose castling letters must read back too
     GeneratorSummary summary = run("tuning", true);
     EXPECT_FALSE(chess960) << "the process-wide flag is restored";
+    EXPECT_EQ(summary.games, 2u);
     std::vector<TrainingRecord> records;
     ASSERT_TRUE(readAllRecords(settings.dataPath, records));
+    ASSERT_GT(records.size(), 10u);  // what each record holds: DatagenGames.RecordsCarryTheGameResultFromTheMoversView
     std::ifstream in(settings.tuningPath);
     std::string line, fen, result;
     size_t n = 0;
