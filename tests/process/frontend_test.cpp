@@ -90,9 +90,11 @@ TEST(Frontend, HelpUnknownAndEmptyCommands) {
     EXPECT_EQ(out, expected);
 }
 
-TEST(Frontend, ShowboardAfterPosition) {
-    auto out = afterStartUp(runEngine("position startpos moves e2e4 e7e5 g1f3\nshowboard\n"));
-    ASSERT_EQ(out.size(), 17u);
+// The picture after a position command, and after a perft, which leaves the position as it was.
+TEST(Frontend, ShowboardAfterPositionAndPerft) {
+    auto out = afterStartUp(runEngine("position startpos moves e2e4 e7e5 g1f3\nperft 2\nshowboard\n"));
+    ASSERT_GE(out.size(), 17u);
+    out.erase(out.begin(), out.end() - 17);
     EXPECT_EQ(out[0], BOARD_LINE);
     EXPECT_EQ(out[1], "| r | n | b | q | k | b | n | r |");
     EXPECT_EQ(out[7], "|   |   |   |   | p |   |   |   |");
@@ -114,13 +116,6 @@ TEST(Frontend, PerftCountsAndRemembersItsDepth) {
     auto timing = std::find_if(out.begin(), out.end(), [](const std::string& l) { return l.find(" ns and ") != std::string::npos; });
     ASSERT_NE(timing, out.end());
     EXPECT_NE(timing->find(" in seconds"), std::string::npos);
-}
-
-TEST(Frontend, PerftKeepsTheGamePosition) {
-    auto out = afterStartUp(runEngine("position startpos moves e2e4\nperft 2\nshowboard\n"));
-    ASSERT_GE(out.size(), 17u);
-    std::vector<std::string> last(out.end() - 17, out.end());
-    EXPECT_EQ(last[13], "| P | P | P | P |   | P | P | P |");
 }
 
 TEST(Frontend, CommandLineArgumentsRunOneCommand) {

@@ -9,34 +9,20 @@
 
 namespace {
 
-TEST(ProcessorGroups, OneNodeWithHyperThreads) {
-    auto table = buildNodeTable({1, 8, 16});
-    ASSERT_EQ(table.size(), 16u);
-    for (unsigned i = 0; i < 16; ++i) EXPECT_EQ(nodeFromTable(table, i), 0) << i;
-    EXPECT_EQ(nodeFromTable(table, 16), -1);
-    EXPECT_EQ(nodeFromTable(table, 200), -1);
-}
-
-TEST(ProcessorGroups, TwoNodesFillCoresFirstThenHyperThreadsRoundRobin) {
-    auto table = buildNodeTable({2, 8, 16});
-    const std::vector<int> expected = {0, 0, 0, 0, 1, 1, 1, 1, 0, 1, 0, 1, 0, 1, 0, 1};
-    EXPECT_EQ(table, expected);
-    // Without hyper-threads the table ends with the cores.
+// Threads fill the cores of the nodes first, then the hyper-threads round
+// robin; threads beyond the logical processors, and every thread of an unknown
+// topology, stay unbound; a forced node wins over the table.
+TEST(ProcessorGroups, ThreadsAreSpreadOverTheNodes) {
+    auto one = buildNodeTable({1, 8, 16});
+    EXPECT_EQ(one, std::vector<int>(16, 0));
+    EXPECT_EQ(buildNodeTable({2, 8, 16}), (std::vector<int>{0, 0, 0, 0, 1, 1, 1, 1, 0, 1, 0, 1, 0, 1, 0, 1}));
     EXPECT_EQ(buildNodeTable({2, 4, 4}), (std::vector<int>{0, 0, 1, 1}));
-    // More threads than logical processors stay unbound.
-    EXPECT_EQ(nodeFromTable(buildNodeTable({2, 4, 4}), 4), -1);
-}
-
-TEST(ProcessorGroups, UnknownTopologyBindsNothing) {
     EXPECT_TRUE(buildNodeTable({0, 0, 0}).empty());
+    for (unsigned beyond : {16u, 200u}) EXPECT_EQ(nodeFromTable(one, beyond), -1) << beyond;
     EXPECT_EQ(nodeToBind(buildNodeTable({0, 0, 0}), 0, 0), -1);
-}
-
-TEST(ProcessorGroups, ForcedNodeWins) {
-    auto table = buildNodeTable({1, 8, 16});
-    for (unsigned i : {0u, 5u, 16u, 40u}) EXPECT_EQ(nodeToBind(table, i, 2), 1) << i;
-    EXPECT_EQ(nodeToBind(table, 3, 0), 0);
-    EXPECT_EQ(nodeToBind(table, 16, 0), -1);
+    EXPECT_EQ(nodeToBind(one, 3, 0), 0);
+    EXPECT_EQ(nodeToBind(one, 16, 0), -1);
+    for (unsigned i : {0u, 5u, 16u, 40u}) EXPECT_EQ(nodeToBind(one, i, 2), 1) << i;
     EXPECT_EQ(nodeToBind(buildNodeTable({4, 16, 32}), 20, 4), 3);
 }
 

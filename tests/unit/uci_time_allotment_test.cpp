@@ -23,8 +23,8 @@ TEST(TimeAllotment, NeverPlansPastTheClock) {
                         in.time = t, in.inc = inc, in.movesToGo = movesToGo, in.movesToGoGiven = movesToGo > 0;
                         in.gameMoveCount = gameMove, in.threads = threads;
                         Allotment a = allotWithMargin(in);
-                        std::string what = "time " + std::to_string(t) + " inc " + std::to_string(inc) + " movestogo " +
-                                           std::to_string(movesToGo) + " move " + std::to_string(gameMove);
+                        auto what = ::testing::Message() << t << " ms, inc " << inc << ", movestogo " << movesToGo
+                                                         << ", game move " << gameMove << ", threads " << threads;
                         EXPECT_GE(a.softLimit, 0) << what;
                         EXPECT_GE(a.hardLimit, 1) << what;
                         // MoveOverhead and a quarter of the rest stay on the clock; only the
