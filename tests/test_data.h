@@ -5,11 +5,11 @@
 // need the optional data are skipped, with the path they looked for, when it
 // is absent.
 #pragma once
-
 #include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 inline std::string testDataPath(const std::string& relative) { return std::string(TEST_DATA_DIR) + "/" + relative; }
@@ -20,6 +20,12 @@ inline std::string sharedDataDir() {
 }
 
 inline std::string sharedDataPath(const std::string& relative) { return sharedDataDir() + "/" + relative; }
+
+// A whole file's bytes ("" when it cannot be read).
+inline std::string fileBytes(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
 
 // Skips the running test (from its body or SetUp) when a file or folder of the
 // optional data is missing; the skip message names it.

@@ -1,10 +1,8 @@
 // The engine binary these tests run (ENGINE_PATH, set by the build), and the
 // scratch folders and files they give it.
 #pragma once
-
 #include <string>
 #include <vector>
-
 #include "engine_process.h"
 
 // Starts the engine with the given arguments in `workdir` (the current
@@ -15,6 +13,15 @@ bool startEngine(EngineProcess& e, const std::vector<std::string>& args = {}, co
 // returns everything it printed; *status gets the exit status (-1 on timeout).
 std::string runEngine(const std::string& input, const std::vector<std::string>& args = {}, const std::string& workdir = "",
                       int timeoutMs = 30000, int* status = nullptr);
+
+// The lines of `text`, without their line ends.
+inline std::vector<std::string> splitLines(const std::string& text) {
+    std::vector<std::string> out;
+    size_t start = 0;
+    for (size_t nl; (nl = text.find('\n', start)) != std::string::npos; start = nl + 1) out.push_back(text.substr(start, nl - start));
+    if (start < text.size()) out.push_back(text.substr(start));
+    return out;
+}
 
 // A fresh empty directory under the system's temporary directory.
 std::string makeTempDir(const std::string& prefix);
