@@ -3,7 +3,6 @@
 #include "search_support.h"
 
 namespace {
-
 // However the best move behaves, the soft limit is stretched at most to twice
 // its size and shrunk at most to 0.6 of it; shallow iterations say nothing yet.
 TEST(StabilityScale, StaysWithinItsBoundsAndFollowsTheBestMove) {
@@ -51,5 +50,4 @@ TEST(AspirationSteps, EveryRowWidensStepByStep) {
         for (int k = 1; k < 5; ++k) EXPECT_GT(ASPIRATION_STEPS[r][k], ASPIRATION_STEPS[r][k - 1]) << "row " << r;
     }
 }
-
 } // namespace

@@ -2,13 +2,10 @@
 // clock, it spends more where more is there to spend, and odd inputs give
 // usable limits. The time a real search takes is measured in the process tests.
 #include <gtest/gtest.h>
-
 #include <algorithm>
-
 #include "search/timeman.h"
 
 namespace {
-
 Allotment allotWithMargin(const AllotmentInput& in) { return withSafetyMargin(allotTime(in), in); }
 
 // Clocks from a flag about to fall to a long game, with and without increment
@@ -33,8 +30,7 @@ TEST(TimeAllotment, NeverPlansPastTheClock) {
                         EXPECT_LE(a.hardLimit, movesToGo == 4 ? std::max(reserve, 40) : reserve) << what;
                     }
     // The formulas alone would let a tiny clock with a large increment overrun what is left.
-    in = AllotmentInput{};
-    in.time = 120, in.inc = 3000, in.gameMoveCount = 30;
+    in = {.time = 120, .inc = 3000, .gameMoveCount = 30};
     EXPECT_GT(allotTime(in).hardLimit, 120 - 100);
     // A long clock is left as the formulas have it.
     in.time = 60000;
@@ -55,20 +51,16 @@ TEST(TimeAllotment, MoreToSpendMeansLongerMoves) {
     int plain = allotWithMargin(in).softLimit;
     in.inc = 1000;
     EXPECT_GT(allotWithMargin(in).softLimit, plain) << "an increment";
-    in.inc = 0;
-    in.threads = 4;
+    in.inc = 0, in.threads = 4;
     int four = allotWithMargin(in).softLimit;
     EXPECT_GT(four, plain) << "more threads";
     in.ponder = true;
     EXPECT_GT(allotWithMargin(in).softLimit, four) << "pondering";
-    in = AllotmentInput{};
-    in.movesToGoGiven = true;
-    in.movesToGo = 10;
+    in = {.movesToGo = 10, .movesToGoGiven = true};
     Allotment ten = allotWithMargin(in);
     in.movesToGo = 1;
     Allotment last = allotWithMargin(in);
-    EXPECT_GT(last.softLimit, ten.softLimit) << "the last move before the time control";
-    EXPECT_GT(last.hardLimit, ten.hardLimit);
+    EXPECT_TRUE(last.softLimit > ten.softLimit && last.hardLimit > ten.hardLimit) << "the last move before the time control";
     // A FEN without history is spread like the start of a game, with more per move
     // than a game that is known to be at its start; late in a game the clock is
     // spread over fewer moves.
@@ -81,44 +73,33 @@ TEST(TimeAllotment, MoreToSpendMeansLongerMoves) {
 }
 
 TEST(TimeAllotment, OddInputsGiveUsableLimits) {
-    AllotmentInput in;
-    in.moveTime = 500;
-    in.time = 100;  // a fixed time per move is kept even against the clock
+    AllotmentInput in{.time = 100, .moveTime = 500};  // a fixed time per move is kept even against the clock
     EXPECT_EQ(allotWithMargin(in).hardLimit, 500);
     // "movestogo 0" is read as no moves to go, not divided by.
     in = AllotmentInput{};
-    AllotmentInput zero = in;
-    zero.movesToGo = 0;
-    zero.movesToGoGiven = true;
-    EXPECT_EQ(allotWithMargin(zero).softLimit, allotWithMargin(in).softLimit);
-    EXPECT_EQ(allotWithMargin(zero).hardLimit, allotWithMargin(in).hardLimit);
+    Allotment zero = allotWithMargin({.movesToGo = 0, .movesToGoGiven = true}), plain = allotWithMargin(in);
+    EXPECT_TRUE(zero.softLimit == plain.softLimit && zero.hardLimit == plain.hardLimit);
     in.time = -50;
     Allotment negative = allotWithMargin(in);
-    EXPECT_GE(negative.softLimit, 0);
-    EXPECT_GE(negative.hardLimit, 1);
+    EXPECT_TRUE(negative.softLimit >= 0 && negative.hardLimit >= 1);
     // With exactly four moves to go the hard limit has a floor of 40 ms; five have none.
-    in.movesToGoGiven = true;
-    in.movesToGo = 4;
+    in.movesToGoGiven = true, in.movesToGo = 4;
     for (int t : {0, 1, 20, 60, 150}) {
         in.time = t;
         EXPECT_GE(allotWithMargin(in).hardLimit, 40) << t;
     }
-    in.movesToGo = 5;
-    in.time = 60;
+    in.movesToGo = 5, in.time = 60;
     EXPECT_LT(allotWithMargin(in).hardLimit, 40);
 }
 
 // The first "go" of a game works out how far the increment stretches the
 // clock; later moves keep that figure.
 TEST(TimeAllotment, IncrementFactorIsKeptBetweenMovesOfAGame) {
-    AllotmentInput in;
-    in.inc = 10000;
-    in.newGame = true;
+    AllotmentInput in{.inc = 10000, .newGame = true};
     float first = allotTime(in).incrementFactor;
     in.inc = 0;
     EXPECT_NE(allotTime(in).incrementFactor, first);
-    in.newGame = false;
-    in.incrementFactor = first;
+    in.newGame = false, in.incrementFactor = first;
     EXPECT_EQ(allotTime(in).incrementFactor, first);
 }
 
@@ -130,5 +111,4 @@ TEST(TimeAllotment, ShortLimitsReadTheClockOften) {
     }
     EXPECT_LT(clockCheckInterval(500), clockCheckInterval(60000));
 }
-
 } // namespace
