@@ -1,19 +1,13 @@
 // The incrementally updated accumulators against a refresh from scratch.
 #include <gtest/gtest.h>
-
 #include <cstring>
-
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "eval/nnue.h"
 #include "eval_helpers.h"
 
 namespace {
-
-struct MoveKinds {
-    int castlingShort = 0, castlingLong = 0, enPassant = 0, promotionCaptures = 0, kingMoves = 0, nullMoves = 0;
-    int checks = 0, refreshes = 0;
-};
+struct MoveKinds { int castlingShort = 0, castlingLong = 0, enPassant = 0, promotionCaptures = 0, kingMoves = 0, nullMoves = 0, checks = 0; };
 
 bool equalsRefresh(const Position& p, int ply) {
     static Accumulator fresh;
@@ -38,17 +32,17 @@ Move pickMove(Position& p, int ply, TestRng& rng) {
 // another branch; evaluates some plies and skips others.
 void walk(Position& p, TestRng& rng, int steps, MoveKinds& kinds) {
     std::vector<Move> line;  // NO_MOVE marks a null move
+    auto undo = [&] {
+        Move m = line.back();
+        line.pop_back();
+        if (m == NO_MOVE) unmakeNullMove(p, int(line.size()));
+        else unmakeMove(p, int(line.size()), m);
+    };
     for (int step = 0; step < steps; ++step) {
         int ply = int(line.size());
         bool back = ply >= 90 || (ply > 0 && rng.below(6) == 0);
         if (back) {
-            int plies = 1 + rng.below(ply < 8 ? ply : 8);
-            while (plies--) {
-                Move m = line.back();
-                line.pop_back();
-                if (m == NO_MOVE) unmakeNullMove(p, int(line.size()));
-                else unmakeMove(p, int(line.size()), m);
-            }
+            for (int plies = 1 + rng.below(ply < 8 ? ply : 8); plies > 0; --plies) undo();
         } else if (!p.plyStates[ply].inCheck && rng.below(12) == 0) {
             p.plyStates[ply + 1].moveStart = p.plyStates[ply].moveStart;  // no list generated here
             makeNullMove(p, ply);
@@ -58,10 +52,7 @@ void walk(Position& p, TestRng& rng, int steps, MoveKinds& kinds) {
             Move m = pickMove(p, ply, rng);
             if (m == NO_MOVE) {  // mate or stalemate: go back instead
                 if (ply == 0) return;
-                Move last = line.back();
-                line.pop_back();
-                if (last == NO_MOVE) unmakeNullMove(p, int(line.size()));
-                else unmakeMove(p, int(line.size()), last);
+                undo();
                 continue;
             }
             if (isCastling(m)) ++(moveFlag(m) == FLAG_SHORT ? kinds.castlingShort : kinds.castlingLong);
@@ -80,12 +71,8 @@ void walk(Position& p, TestRng& rng, int steps, MoveKinds& kinds) {
     }
 }
 
-struct WalkCase {
-    const char* name;
-    const char* fen;
-    bool frc;
-    bool rareMoves;  // castling both ways, en passant and capturing promotions all turn up
-};
+// rareMoves: castling both ways, en passant and capturing promotions all turn up.
+struct WalkCase { const char *name, *fen; bool frc, rareMoves; };
 
 class AccumulatorWalk : public ::testing::TestWithParam<WalkCase> {};
 
@@ -97,15 +84,10 @@ TEST_P(AccumulatorWalk, IncrementalEqualsRefresh) {
     MoveKinds kinds;
     walk(*p, rng, 6000, kinds);
     chess960 = false;
-    EXPECT_GT(kinds.checks, 3000);
-    EXPECT_GT(kinds.kingMoves, 20);
-    EXPECT_GT(kinds.nullMoves, 20);
-    if (GetParam().rareMoves) {
-        EXPECT_GT(kinds.castlingShort, 5);
-        EXPECT_GT(kinds.castlingLong, 5);
-        EXPECT_GT(kinds.enPassant, 5);
-        EXPECT_GT(kinds.promotionCaptures, 5);
-    }
+    EXPECT_TRUE(kinds.checks > 3000 && kinds.kingMoves > 20 && kinds.nullMoves > 20) << kinds.checks;
+    EXPECT_TRUE(!GetParam().rareMoves || (kinds.castlingShort > 5 && kinds.castlingLong > 5 && kinds.enPassant > 5 &&
+                                          kinds.promotionCaptures > 5))
+        << kinds.castlingShort << " " << kinds.castlingLong << " " << kinds.enPassant << " " << kinds.promotionCaptures;
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -211,5 +193,4 @@ TEST(Accumulator, TransformedInputOfMirroredPosition) {
         EXPECT_EQ(nnueEvaluate(*a, 0), nnueEvaluate(*b, 0)) << fen;
     }
 }
-
 } // namespace

@@ -1,13 +1,13 @@
 // The three kernels agree bit for bit, and the reference follows the stated
 // saturations.
 #include <gtest/gtest.h>
-
 #include <cstring>
-
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "eval/evaluate.h"
 #include "eval/net_layout.h"
 #include "eval/nnue.h"
+#include "eval/tables.h"
 #include "eval_helpers.h"
 #include "search/bench.h"
 #include "search/threads.h"
@@ -15,7 +15,6 @@
 #include "search_support.h"
 
 namespace {
-
 std::vector<const NnueKernel*> vectorKernels() {
     std::vector<const NnueKernel*> out;
     for (const NnueKernel* k : {&ssse3Kernel, &avx2Kernel, &avx512Kernel})
@@ -130,8 +129,7 @@ TEST(NnueKernels, SameOutputFromNoneToEveryInputActive) {
     int32_t none = compare("no input active");
     mover[0] = 90;
     EXPECT_NE(none, compare("first input only"));
-    mover[0] = -3;
-    other[NNUE_HIDDEN - 1] = 90;
+    mover[0] = -3, other[NNUE_HIDDEN - 1] = 90;
     EXPECT_NE(none, compare("last input only"));
     for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = int16_t(1 + i % 127); other[i] = int16_t(127 - i % 100); }
     compare("every input active");
@@ -161,8 +159,7 @@ TEST(NnueKernels, SameAccumulatorUpdates) {
 TEST(NnueKernels, ReferenceSaturations) {
     std::memset(&nnue, 0, sizeof nnue);
     alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
-    for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = 1000; other[i] = -5; }  // clip to 127 and 0
-    std::memset(nnue.l1Weights, 1, sizeof nnue.l1Weights);
+    for (int i = 0; i < NNUE_HIDDEN; ++i) mover[i] = 1000, other[i] = -5;  // clip to 127 and 0
     // Layer 1: 256 * 127 = 32512, + bias 300 -> saturates at 32767, >> 6 = 511 -> 127.
     for (int j = 0; j < 32; ++j) nnue.l1Bias[j] = 300;
     // Layer 2: 32 inputs of 127 with weight 2: 8128 - 8128 + ... use weight 1 -> 4064 >> 6 = 63.
@@ -170,19 +167,16 @@ TEST(NnueKernels, ReferenceSaturations) {
     nnue.l2Bias[0] = -5000;  // 4064 - 5000 < 0 -> clipped to 0
     std::memset(nnue.outputWeights, 3, sizeof nnue.outputWeights);
     nnue.outputBias = -7;
-    prepareNetwork();
-    // Output: 31 neurons of 63 and one of 0, times 3, minus 7.
-    int32_t expected = 31 * 63 * 3 - 7;
-    EXPECT_EQ(expected, scalarKernel.propagate(mover, other));
-    for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(expected, k->propagate(mover, other)) << k->name;
-    // The other perspective feeds the second half of the inputs: swapping them
-    // gives 256 * 127 again (weights are uniform), so the same result.
-    EXPECT_EQ(expected, scalarKernel.propagate(other, mover));
+    // Output: 31 neurons of 63 and one of 0, times 3, minus 7. The other perspective feeds the second
+    // half of the inputs: swapped, they give 256 * 127 again (weights are uniform), so the same result.
     // With negative layer-1 weights the sum saturates below and the neurons clip to 0.
-    std::memset(nnue.l1Weights, 0xff, sizeof nnue.l1Weights);
-    prepareNetwork();
-    EXPECT_EQ(-7, scalarKernel.propagate(mover, other));
-    for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(-7, k->propagate(mover, other)) << k->name;
+    for (auto [l1, expected] : {std::pair{1, 31 * 63 * 3 - 7}, {0xff, -7}}) {
+        std::memset(nnue.l1Weights, l1, sizeof nnue.l1Weights);
+        prepareNetwork();
+        EXPECT_EQ(expected, scalarKernel.propagate(mover, other));
+        EXPECT_EQ(expected, scalarKernel.propagate(other, mover));
+        for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(expected, k->propagate(mover, other)) << k->name;
+    }
 }
 
 // The bench node count is the search's signature; it must not depend on which
@@ -210,4 +204,53 @@ TEST(NnueKernels, BenchSearchesTheSameNodesUnderEveryKernel) {
     for (size_t i = 1; i < counts.size(); ++i) EXPECT_EQ(counts[i], counts[0]) << kernels[i]->name;
 }
 
+// The hand-made material network reproduces its material and placement sum.
+// Blended material and placement lead of the side to move, as the net encodes it.
+int blendedLead(const Position& p) {
+    int lead = 0;
+    for (int sq = 0; sq < 64; ++sq) {
+        int code = p.board[sq];
+        if (!code) continue;
+        combEval v = psqOf(code, sq) + (typeOf(code) == KING ? 0 : materialOf(code));
+        int value = (3 * mgOf(v) + 2 * egOf(v)) / 5;
+        lead += colourOf(code) == p.sideToMove ? value : -value;
+    }
+    return lead;
+}
+
+TEST(MaterialNet, OutputIsEighteenTimesTheLead) {
+    fillMaterialNet(nnue);
+    evaluationChanged();
+    TestRng rng{3};
+    int checked = 0, nonZero = 0;
+    for (const char* fen : {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
+                            "r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/1PPBBPPP/R3K2R w KQkq - 0 1"}) {
+        TestPosition p(fen);
+        for (int ply = 0; ply < 60; ++ply) {
+            int lead = blendedLead(*p);
+            if (lead > -2000 && lead < 2000) {
+                EXPECT_EQ(18 * lead, nnueEvaluate(*p, ply)) << getFen(*p);
+                ++checked;
+                nonZero += lead != 0;
+            }
+            Move* end = generateLegal(ply, *p);
+            int n = int(end - p->plyStates[ply].moveStart);
+            if (!n) break;
+            makeMove(*p, ply, p->plyStates[ply].moveStart[rng.below(n)]);
+        }
+    }
+    EXPECT_TRUE(checked > 60 && nonZero > 30) << checked << " " << nonZero;
+}
+
+TEST(MaterialNet, ScoresArePlausibleCentipawns) {
+    fillMaterialNet(nnue);
+    evaluationChanged();
+    EXPECT_EQ(0, [] { TestPosition p("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"); return evaluate(0, *p); }());
+    // A knight up with the full board: near the knight's value, from either side.
+    TestPosition up("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    int score = evaluate(0, *up);
+    EXPECT_TRUE(score > 250 && score < 450) << score;
+    TestPosition down("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1");
+    EXPECT_EQ(-score, evaluate(0, *down));
+}
 } // namespace
