@@ -34,7 +34,6 @@ struct Script {
     bool scoreFirst = false;
     int faultAt = 0;
 };
-
 Move chooseMove(Position& p) {
     std::vector<Move> moves(p.plyStates[0].moveStart, generateLegal(0, p));
     if (moves.empty()) return NO_MOVE;
@@ -49,20 +48,17 @@ Move chooseMove(Position& p) {
     }
     return stalemate != NO_MOVE ? stalemate : moves.front();
 }
-
 // A king step of two ranks: never a legal move.
 std::string illegalMove(const Position& p) {
     int king = lsb(p.pieces[p.sideToMove == WHITE ? WKING : BKING]);
     return squareText(king) + squareText(rankOf(king) < 4 ? king + 16 : king - 16);
 }
-
 int clockMs(const std::vector<std::string>& go, const std::string& key) {
     for (size_t i = 0; i + 1 < go.size(); ++i)
         if (go[i] == key) return std::atoi(go[i + 1].c_str());
     return 0;
 }
 } // namespace
-
 int main(int argc, char** argv) {
     Script script;
     for (int i = 1; i < argc; ++i) {

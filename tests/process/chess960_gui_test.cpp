@@ -1,6 +1,5 @@
-// Chess960 as a UCI GUI plays it: the UCI_Chess960 option, start positions
-// with X-FEN castling letters, and castling sent and answered as the king
-// taking its own rook.
+// Chess960 as a UCI GUI plays it: the UCI_Chess960 option, start positions with X-FEN castling letters, and castling
+// sent and answered as the king taking its own rook.
 #include <gtest/gtest.h>
 #include <fstream>
 #include <regex>
@@ -9,14 +8,12 @@
 
 namespace {
 const std::regex BESTMOVE("^bestmove ([a-h][1-8][a-h][1-8][nbrq]?)( ponder [a-h][1-8][a-h][1-8][nbrq]?)?$");
-
 std::string bestMoveOf(EngineSession& s) {
     auto lines = s.untilBestMove();
     std::smatch m;
     if (lines.empty() || !std::regex_match(lines.back(), m, BESTMOVE)) return "";
     return m[1];
 }
-
 // Everything the engine prints in answer to `command`, up to its readyok.
 std::vector<std::string> answerTo(EngineSession& s, const std::string& command) {
     s.send(command);
@@ -24,7 +21,6 @@ std::vector<std::string> answerTo(EngineSession& s, const std::string& command) 
     if (!lines.empty()) lines.pop_back();  // the readyok
     return lines;
 }
-
 bool isKingTakesRook(const std::vector<std::string>& board, const std::string& move) {
     // Picture rows: rank 8 on line 1, rank 1 on line 15; squares at columns 2, 6, ...
     auto at = [&](const std::string& sq) {
@@ -35,7 +31,6 @@ bool isKingTakesRook(const std::vector<std::string>& board, const std::string& m
     return (from == 'K' && to == 'R') || (from == 'k' && to == 'r');
 }
 } // namespace
-
 // Games from the Chess960 book: every move the engine answers is taken back
 // by the position command exactly as a GUI sends it, castling included.
 TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
@@ -65,7 +60,6 @@ TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
     EXPECT_EQ(games, 6);
     EXPECT_GT(castlings, 0) << "no game castled; the check above never ran";
 }
-
 // O-O mates here; the engine must say so in the form its mode expects.
 TEST(Chess960Gui, CastlingIsAnsweredAsKingTakesRookOnlyInChess960) {
     EngineSession s;
@@ -77,7 +71,6 @@ TEST(Chess960Gui, CastlingIsAnsweredAsKingTakesRookOnlyInChess960) {
         EXPECT_EQ(bestMoveOf(s), expected) << rights << (chess960 ? " in Chess960" : "");
     }
 }
-
 // X-FEN letters name the outermost rooks; castling either way, for both sides.
 TEST(Chess960Gui, CastlingSentAsKingTakesRookMovesBothPieces) {
     EngineSession s;

@@ -1,5 +1,4 @@
-// Commands that arrive while a search runs, limits of the system, and odd
-// values a GUI or a person may send.
+// Commands that arrive while a search runs, limits of the system, and odd values a GUI or a person may send.
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <fstream>
@@ -9,7 +8,6 @@ namespace {
 bool anyStartsWith(const std::vector<std::string>& lines, const std::string& prefix) {
     return std::any_of(lines.begin(), lines.end(), [&](const std::string& l) { return startsWith(l, prefix); });
 }
-
 // "rtest" resizes the table for every line; a search still probing it once crashed the engine.
 TEST(Reliability, PerftChecksDuringASearchStopItFirst) {
     EngineSession s;
@@ -26,7 +24,6 @@ TEST(Reliability, PerftChecksDuringASearchStopItFirst) {
     }
     s.ready();
 }
-
 TEST(Reliability, HashstatsAndEvilDuringASearch) {
     EngineSession s;
     s.send("setoption name Hash value 16");
@@ -41,9 +38,7 @@ TEST(Reliability, HashstatsAndEvilDuringASearch) {
     auto lines = s.untilBestMove(60000);
     EXPECT_GE(std::count_if(lines.begin(), lines.end(), [](const std::string& l) { return startsWith(l, "Evaluation : "); }), 3);
 }
-
-// A memory limit leaves room for a few dozen threads only: the engine takes
-// what it gets, says so, and goes on playing.
+// A memory limit leaves room for a few dozen threads only: the engine takes what it gets, says so, and goes on playing.
 TEST(Reliability, RefusedThreadsFallBackToFewer) {
 #ifdef QUORVANE_SANITIZED
     GTEST_SKIP() << "sanitizer builds reserve more address space than the limit allows";
@@ -66,7 +61,6 @@ TEST(Reliability, RefusedThreadsFallBackToFewer) {
     send(e, "quit");
     EXPECT_EQ(waitExit(e, 30000), 0);
 }
-
 // Each odd value gets a short note and a search a GUI author would expect.
 TEST(Reliability, OddGoValuesAreReportedAndAnswered) {
     EngineSession s;
@@ -95,7 +89,6 @@ TEST(Reliability, OddGoValuesAreReportedAndAnswered) {
         else EXPECT_FALSE(anyStartsWith(lines, "info string")) << c.go;
     }
 }
-
 TEST(Reliability, SearchMovesRestrictTheRoot) {
     EngineSession s;
     std::vector<std::string> lines;
@@ -109,7 +102,6 @@ TEST(Reliability, SearchMovesRestrictTheRoot) {
     EXPECT_TRUE(std::find(lines.begin(), lines.end(), "info string go: searchmoves 'zz9' is not a legal move, ignored") != lines.end());
     EXPECT_GE(fieldOf(withPrefix(lines, "info score").back(), "depth"), 5);
 }
-
 TEST(Reliability, RepliesNameWhatWasDoneAndStayShort) {
     EngineSession s;
     bool found = false;

@@ -13,7 +13,6 @@ struct EngineSession {
     TempDir temp{"quorvane-search-"};
     const std::string& dir = temp.path;
     EngineProcess engine;
-
     // Without the zero network the engine starts on the network built into it.
     explicit EngineSession(bool withNetwork = true) {
         if (withNetwork) writeZeroNetwork(dir + "/220321-307.nnue");
@@ -26,7 +25,6 @@ struct EngineSession {
             waitExit(engine, 10000);
         }
     }
-
     void send(const std::string& line) { ::send(engine, line); }
     // Sends "isready"; returns the lines up to the "readyok", which must come within timeoutMs.
     std::vector<std::string> ready(int timeoutMs = 10000) {
@@ -36,7 +34,6 @@ struct EngineSession {
         EXPECT_TRUE(found) << "no readyok within " << timeoutMs << " ms";
         return lines;
     }
-
     // Lines up to and including the first one starting with `prefix`; *found tells whether it came.
     std::vector<std::string> until(const std::string& prefix, int timeoutMs, bool* found = nullptr) {
         return readUntil(engine, [&](const std::string& l) { return startsWith(l, prefix); }, timeoutMs, found);
@@ -62,21 +59,18 @@ struct EngineSession {
         return long(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count());
     }
 };
-
 inline const std::regex& infoPattern() {
     static const std::regex pattern(
         "info score (cp -?[0-9]+|mate -?[0-9]+) depth [0-9]+ seldepth [0-9]+ nodes [0-9]+ nps [0-9]+ time [0-9]+ tbhits [0-9]+ pv"
         "( [a-h][1-8][a-h][1-8][nbrq]?)+");
     return pattern;
 }
-
 inline std::vector<std::string> withPrefix(const std::vector<std::string>& lines, const std::string& prefix) {
     std::vector<std::string> out;
     for (const auto& l : lines)
         if (startsWith(l, prefix)) out.push_back(l);
     return out;
 }
-
 // The number after `key` in an info line, or -1.
 inline long fieldOf(const std::string& line, const std::string& key) {
     std::string k = " " + key + " ";

@@ -14,7 +14,6 @@
 
 // The square of a name such as "e4".
 inline int sq(const char* name) { return (name[1] - '1') * 8 + (name[0] - 'a'); }
-
 inline std::vector<Move> legalMoves(Position& p, int ply) {
     Move* start = p.plyStates[ply].moveStart;
     Move* end = generateLegal(ply, p);
@@ -22,11 +21,9 @@ inline std::vector<Move> legalMoves(Position& p, int ply) {
     for (Move* m = start; m < end; ++m) out.push_back(moveBase(*m));
     return out;
 }
-
 // Restores chess960 to standard chess when a test leaves.
 struct Chess960Scope {
     bool saved = chess960;
     explicit Chess960Scope(bool on) { chess960 = on; }
     ~Chess960Scope() { chess960 = saved; }
 };
-

@@ -16,7 +16,6 @@ int handcrafted(const std::string& fen) {
     TestPosition p(fen);
     return handcraftedScore(*p);
 }
-
 TEST(EvalSymmetry, MirroredTwinScoresTheSameOnBothPaths) {
     useRandomNet(90);
     const char* fens[] = {
@@ -40,7 +39,6 @@ TEST(EvalSymmetry, MirroredTwinScoresTheSameOnBothPaths) {
     EXPECT_GE(network, 3);
     EXPECT_GE(hand, 3);
 }
-
 TEST(EvalPawns, StructureOfAKnownPosition) {
     // White: a2 isolated and passed; c4, c5 doubled (c5 not passed: d6 guards
     // its path); e4/f4 phalanx; h5 passed. Black: nothing passed.
@@ -56,7 +54,6 @@ TEST(EvalPawns, StructureOfAKnownPosition) {
     evaluatePawns(*single, other);
     EXPECT_NE(entry.score, other.score);
 }
-
 TEST(EvalPawns, TableEntryIsReused) {
     TestPosition p("4k3/8/3p4/2P1p2P/2P1PP2/8/P7/4K3 w - - 0 1");
     const PawnEntry& first = probePawns(*p);
@@ -66,7 +63,6 @@ TEST(EvalPawns, TableEntryIsReused) {
     stored.score = X(1234, 1234);
     EXPECT_EQ(X(1234, 1234), probePawns(*p).score);  // a hit is not recomputed
 }
-
 // The first position of each pair is better for White than the second by more than the margin.
 TEST(EvalEndgames, KnowledgePointsTheRightWay) {
     struct Case { const char *what, *better, *worse; int margin; } cases[] = {
@@ -82,7 +78,6 @@ TEST(EvalEndgames, KnowledgePointsTheRightWay) {
     TestPosition rook("8/8/8/3k4/8/8/8/R3K3 w - - 0 1");
     EXPECT_GT(evaluate(0, *rook), 400);
 }
-
 TEST(EvalEndgames, DrawishMaterialIsNotOverrated) {
     EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")), 60);    // two knights
     EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/4KB2 w - - 0 1")), 40);      // one bishop
@@ -91,7 +86,6 @@ TEST(EvalEndgames, DrawishMaterialIsNotOverrated) {
     EXPECT_TRUE(rookVsBishop > 0 && rookVsBishop < 150) << rookVsBishop;
     EXPECT_EQ(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1"), -handcrafted(mirrorFen("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")));
 }
-
 TEST(EvalParams, EveryTableIsRegisteredOnce) {
     std::set<std::string> names;
     std::set<const combEval*> addresses;
@@ -120,22 +114,19 @@ TEST(EvalEndgames, TradingPiecesHelpsTheSideAhead) {
     std::copy(saved, saved + 25, tradeDown);
     EXPECT_GT(gain, taperOnly + 10);
 }
-// Each pair differs in one feature; the first position has it for White. The terms
-// named for a pair must widen the gap between the two: the piece-square tables move
-// with tuning, so the pair is compared with and without those terms.
+// Each pair differs in one feature; the first position has it for White. The terms named for a pair must widen the gap
+// between the two: the piece-square tables move with tuning, so the pair is compared with and without those terms.
 struct TermPair {
     const char* feature;
     const char* with;
     const char* without;
     std::vector<std::pair<combEval*, int>> terms;
 };
-
 // White's lead in the first position over the second, or Black's in their mirror images.
 int gap(const TermPair& t, bool mirrored) {
     if (mirrored) return handcrafted(mirrorFen(t.with)) - handcrafted(mirrorFen(t.without));
     return handcrafted(t.with) - handcrafted(t.without);
 }
-
 int gapWithoutTerms(const TermPair& t, bool mirrored) {
     std::vector<std::vector<combEval>> saved;
     for (auto [values, count] : t.terms) {
@@ -146,7 +137,6 @@ int gapWithoutTerms(const TermPair& t, bool mirrored) {
     for (size_t i = 0; i < saved.size(); ++i) std::copy(saved[i].begin(), saved[i].end(), t.terms[i].first);
     return result;
 }
-
 TEST(EvalTerms, EachTermPointsTheRightWay) {
     const TermPair pairs[] = {
         {"pawn attacks a knight", "r3k3/pp3ppp/2n5/3P4/8/8/PP3PPP/R3K3 b - - 0 1",

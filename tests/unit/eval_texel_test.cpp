@@ -22,14 +22,12 @@ protected:
     void SetUp() override { savedLoaded = netLoaded; }
     void TearDown() override { netLoaded = savedLoaded; }
     bool savedLoaded = false;
-
     std::string writeFile(const std::string& text) {
         std::string path = ::testing::TempDir() + "/tuning.epd";
         std::ofstream(path) << text;
         return path;
     }
 };
-
 TEST_F(Texel, LineSplitting) {
     std::string position, result;
     splitTuningLine("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - c9 \"1-0\";", position, result);
@@ -39,7 +37,6 @@ TEST_F(Texel, LineSplitting) {
     splitTuningLine("4k3/8/8/8/8/8/8/4K3 b - -", position, result);
     EXPECT_TRUE(position == "4k3/8/8/8/8/8/8/4K3 b - -" && result.empty()) << position;
 }
-
 TEST_F(Texel, LoadingFilter) {
     const std::string lines =
         "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - c9 \"1-0\";\n"
@@ -51,8 +48,7 @@ TEST_F(Texel, LoadingFilter) {
     netLoaded = false;
     ASSERT_TRUE(loadTuningFile(path, records));
     EXPECT_TRUE(records.empty());
-    // Other tests may have loaded a network; with every weight zero the network's output is 0 and every
-    // target 0.5.
+    // Other tests may have loaded a network; with every weight zero the network's output is 0 and every target 0.5.
     auto saved = std::make_unique<NnueNet>(nnue);
     std::memset(static_cast<void*>(&nnue), 0, sizeof nnue);
     netLoaded = true;
@@ -63,7 +59,6 @@ TEST_F(Texel, LoadingFilter) {
     EXPECT_TRUE(records[0].target == 0.5 && records[1].target == 0.5 && records[1].board[3] == WKNIGHT);
     EXPECT_FALSE(loadTuningFile(path + ".missing", records));
 }
-
 TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
     std::ifstream book(testDataPath("books/endgames.epd"));
     ASSERT_TRUE(book);
@@ -92,7 +87,6 @@ TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
     EXPECT_GT(one, 0.0);
     for (int workers : {2, 5}) EXPECT_NEAR(tuningError(records, workers), one, 1e-12) << workers;
 }
-
 TEST_F(Texel, PrintedTableForms) {
     combEval values[3] = {X(1, -2), X(-30, 40), X(500, 600)};
     auto print = [&](int kind, int count, const char* name) {
@@ -110,7 +104,6 @@ TEST_F(Texel, PrintedTableForms) {
     EXPECT_EQ(print(10, 2, "pieceSquareScore[0]"), "{X(   1,  -2), X( -30,  40)},\n");
     EXPECT_EQ(print(11, 3, "t[3]"), "TCONST combEval t[3] = {X(   1,  -2), X( -30,  40), X( 500, 600),\n};\n");
 }
-
 TEST_F(Texel, ParameterListCoversTheHandcraftedTables) {
     auto params = buildParameterList();
     int squareBlocks = 0, material = 0;

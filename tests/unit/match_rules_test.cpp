@@ -1,6 +1,5 @@
-// The match runner's statistics and adjudication. Expected figures were worked
-// out separately from the published formulas (logistic Elo; the normal
-// approximation of the generalised SPRT over game-pair scores).
+// The match runner's statistics and adjudication. Expected figures were worked out separately from the published
+// formulas (logistic Elo; the normal approximation of the generalised SPRT over game-pair scores).
 #include <gtest/gtest.h>
 #include <cmath>
 #include "adjudication.h"
@@ -18,7 +17,6 @@ TEST(MatchStats, LogisticEloAndItsInverse) {
     EXPECT_TRUE(std::isinf(eloFromScore(1.0)) && eloFromScore(1.0) > 0);
     EXPECT_TRUE(std::isinf(eloFromScore(0.0)) && eloFromScore(0.0) < 0);
 }
-
 TEST(MatchStats, IntervalFromGames) {
     // 60 wins, 20 draws, 20 losses: score 0.7, per-game variance 0.16,
     // 0.7 -+ 1.96 * 0.04 gives 86.2 to 218.3 around 147.2.
@@ -29,7 +27,6 @@ TEST(MatchStats, IntervalFromGames) {
     EXPECT_NEAR(e.low, 86.2250, 1e-3);
     EXPECT_NEAR(e.high, 218.2518, 1e-3);
 }
-
 TEST(MatchStats, IntervalFromPairsIgnoresOpeningNoise) {
     // Every pair split 1-1: the openings decided the games, the engines are even,
     // and pairs see no spread at all while single games see the widest.
@@ -47,7 +44,6 @@ TEST(MatchStats, IntervalFromPairsIgnoresOpeningNoise) {
     EXPECT_NEAR(e.low, -5.3415, 1e-3);
     EXPECT_NEAR(e.high, 40.2640, 1e-3);
 }
-
 TEST(MatchStats, SprtBoundsAndLlr) {
     SprtBounds b = sprtBounds(0.05, 0.05);
     EXPECT_NEAR(b.lower, -2.944438979, 1e-9);  // ln(0.05 / 0.95)
@@ -55,8 +51,7 @@ TEST(MatchStats, SprtBoundsAndLlr) {
     SprtBounds uneven = sprtBounds(0.05, 0.1);
     EXPECT_NEAR(uneven.lower, -2.251291799, 1e-9);  // ln(0.1 / 0.95)
     EXPECT_NEAR(uneven.upper, 2.890371758, 1e-9);   // ln(0.9 / 0.05)
-    // By hand: pairs [0, 1, 2, 1, 0] have mean 0.5 and variance 0.03125;
-    // s1 = 1 / (1 + 10^(-10/400)) = 0.5143871841,
+    // By hand: pairs [0, 1, 2, 1, 0] have mean 0.5 and variance 0.03125; s1 = 1 / (1 + 10^(-10/400)) = 0.5143871841,
     // LLR = 4 (s1 - 0.5)(1 - 0.5 - s1) / 0.0625 = -0.0132474.
     EXPECT_NEAR(sprtLlr({0, 1, 2, 1, 0}, 0, 10), -0.0132474284, 1e-9);
     // Pairs [10, 40, 80, 60, 10] (mean 0.525, variance 0.055625).
@@ -66,14 +61,12 @@ TEST(MatchStats, SprtBoundsAndLlr) {
     EXPECT_NEAR(sprtLlr({10, 60, 80, 40, 10}, -5, 0), -sprtLlr({10, 40, 80, 60, 10}, 0, 5), 1e-9);
     EXPECT_EQ(sprtLlr({0, 0, 0, 0, 0}, 0, 5), 0);
 }
-
 TEST(MatchStats, SprtWithoutSpreadStillDecides) {
     // Every pair won outright: the ratio is finite and grows with the evidence.
     double few = sprtLlr({0, 0, 0, 0, 3}, 0, 5), more = sprtLlr({0, 0, 0, 0, 6}, 0, 5);
     EXPECT_TRUE(std::isfinite(few) && few > 2.95 && more > few) << few << " " << more;
     EXPECT_LT(sprtLlr({3, 0, 0, 0, 0}, 0, 5), -2.95);
 }
-
 TEST(MatchStats, SprtDecidesOnlyOnceThePairsShowTheirSpread) {
     // One lost pair has no spread: its ratio is far below the bound, yet proves nothing.
     ASSERT_LT(sprtLlr({0, 1, 0, 0, 0}, 0, 15), -2.95);
@@ -86,7 +79,6 @@ TEST(MatchStats, SprtDecidesOnlyOnceThePairsShowTheirSpread) {
     // The same shares held six times as long (ratio 6 x 0.554) decide for the better engine.
     EXPECT_EQ(sprtVerdict({60, 240, 480, 360, 60}, 0, 5, 0.05, 0.05), SprtVerdict::H1);
 }
-
 TEST(MatchScores, InfoLinesInAnyOrderAndTheLastExactOne) {
     ReportedScore a = infoScore("info depth 12 seldepth 18 score cp -35 nodes 1000 pv e2e4");
     EXPECT_TRUE(a.found && !a.mate && !a.bound && a.value == -35 && a.depth == 12);
@@ -107,13 +99,11 @@ TEST(MatchScores, InfoLinesInAnyOrderAndTheLastExactOne) {
     EXPECT_TRUE(s.found && s.value == 20);
     EXPECT_FALSE(lastExactScore({"info depth 1 score cp 5 upperbound", "bestmove a2a3"}).found);
 }
-
 std::vector<PlyScore> plies(std::initializer_list<int> whiteView) {
     std::vector<PlyScore> out;
     for (int v : whiteView) out.push_back({true, v});
     return out;
 }
-
 TEST(MatchAdjudication, WinNeedsEightAgreeingPlies) {
     EXPECT_EQ(adjudicate(plies({1000, 1200, 1500, 1000, 1100, 2000, 1000, 1000})).whiteResult, 1);
     EXPECT_EQ(adjudicate(plies({0, -1000, -1200, -1500, -1000, -1100, -2000, -1000, -1000})).whiteResult, 0);
@@ -123,7 +113,6 @@ TEST(MatchAdjudication, WinNeedsEightAgreeingPlies) {
     gap[4].scored = false;  // one move without a score
     EXPECT_EQ(adjudicate(gap).whiteResult, -1);
 }
-
 TEST(MatchAdjudication, DrawsOnlyLateAndAtTheLimit) {
     std::vector<PlyScore> level(79, PlyScore{true, 3});
     EXPECT_EQ(adjudicate(level).whiteResult, -1);
@@ -135,7 +124,6 @@ TEST(MatchAdjudication, DrawsOnlyLateAndAtTheLimit) {
     std::vector<PlyScore> longGame(600, PlyScore{false, 0});
     EXPECT_EQ(adjudicate(longGame).reason, "move limit");
 }
-
 TEST(MatchOptions, DeclarationsWithSpacesAndLists) {
     UciOption o;
     ASSERT_TRUE(parseOptionLine("option name Threads type spin default 2 min 1 max 8", o));
@@ -151,7 +139,6 @@ TEST(MatchOptions, DeclarationsWithSpacesAndLists) {
     EXPECT_FALSE(parseOptionLine("id name Fake 1.0", o));
     EXPECT_FALSE(parseOptionLine("option name type spin", o));
 }
-
 TEST(MatchOptions, OneThreadAndNoPonderUnlessTheUserSaysOtherwise) {
     const std::vector<UciOption> both = {{"Threads", "spin", "2"}, {"Hash", "spin", "32"}, {"Ponder", "check", "true"}};
     auto sent = settingsToSend(both, {parseSetting("Hash=64")});

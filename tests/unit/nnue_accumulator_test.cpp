@@ -8,13 +8,11 @@
 
 namespace {
 struct MoveKinds { int castlingShort = 0, castlingLong = 0, enPassant = 0, promotionCaptures = 0, kingMoves = 0, nullMoves = 0, checks = 0; };
-
 bool equalsRefresh(const Position& p, int ply) {
     static Accumulator fresh;
     refreshAccumulator(p, fresh);
     return std::memcmp(fresh.values, p.acc[ply].values, sizeof fresh.values) == 0;
 }
-
 // Prefers the rare moves so that every kind of changed-piece record turns up.
 Move pickMove(Position& p, int ply, TestRng& rng) {
     Move* begin = p.plyStates[ply].moveStart;
@@ -27,7 +25,6 @@ Move pickMove(Position& p, int ply, TestRng& rng) {
     if (!special.empty() && rng.below(3) == 0) return special[rng.below(int(special.size()))];
     return begin[rng.below(n)];
 }
-
 // Walks a random tree the way a search does: down, back up a few plies, down
 // another branch; evaluates some plies and skips others.
 void walk(Position& p, TestRng& rng, int steps, MoveKinds& kinds) {
@@ -70,12 +67,9 @@ void walk(Position& p, TestRng& rng, int steps, MoveKinds& kinds) {
         }
     }
 }
-
 // rareMoves: castling both ways, en passant and capturing promotions all turn up.
 struct WalkCase { const char *name, *fen; bool frc, rareMoves; };
-
 class AccumulatorWalk : public ::testing::TestWithParam<WalkCase> {};
-
 TEST_P(AccumulatorWalk, IncrementalEqualsRefresh) {
     useRandomNet(11);
     chess960 = GetParam().frc;
@@ -89,7 +83,6 @@ TEST_P(AccumulatorWalk, IncrementalEqualsRefresh) {
                                           kinds.promotionCaptures > 5))
         << kinds.castlingShort << " " << kinds.castlingLong << " " << kinds.enPassant << " " << kinds.promotionCaptures;
 }
-
 INSTANTIATE_TEST_SUITE_P(
     Positions, AccumulatorWalk,
     ::testing::Values(
@@ -99,7 +92,6 @@ INSTANTIATE_TEST_SUITE_P(
         WalkCase{"Chess960KingOnF", "1r3kr1/pp3ppp/8/2pP4/8/8/PP3PPP/1R3KR1 w KQkq c6 0 1", true, false},
         WalkCase{"Chess960KingOnB", "rk2r3/1ppp1ppp/8/p3P3/8/8/PPPP1PPP/RK2R3 w KQkq - 0 1", true, true}),
     [](const ::testing::TestParamInfo<WalkCase>& info) { return std::string(info.param.name); });
-
 TEST(Accumulator, NullMoveKeepsTheParentsSums) {
     useRandomNet(13);
     TestPosition p("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
@@ -115,7 +107,6 @@ TEST(Accumulator, NullMoveKeepsTheParentsSums) {
     updateAccumulator(*p, 1);
     EXPECT_EQ(p->acc[0].values[0][0], p->acc[1].values[0][0]);
 }
-
 TEST(Accumulator, ComputedPlyIsNotRecomputed) {
     useRandomNet(14);
     TestPosition p("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
@@ -126,7 +117,6 @@ TEST(Accumulator, ComputedPlyIsNotRecomputed) {
     p->acc[0].computed = 0;
     EXPECT_EQ(first, nnueEvaluate(*p, 0));
 }
-
 // A chain longer than the pieces on the board is not followed: the result is a
 // refresh even when the base accumulator is wrong.
 TEST(Accumulator, LongChainsFallBackToRefresh) {
@@ -145,9 +135,7 @@ TEST(Accumulator, LongChainsFallBackToRefresh) {
     updateAccumulator(*p, 4);
     EXPECT_TRUE(equalsRefresh(*p, 4));
 }
-
-// A king move refreshes only its own side's half: the other half follows from
-// the parent, as a corrupted parent shows.
+// A king move refreshes only its own side's half: the other half follows from the parent, as a corrupted parent shows.
 TEST(Accumulator, KingMoveRefreshesOnlyItsOwnHalf) {
     useRandomNet(16);
     TestPosition p("4k3/8/8/8/8/8/8/R3K2R b - - 0 1");
@@ -161,9 +149,7 @@ TEST(Accumulator, KingMoveRefreshesOnlyItsOwnHalf) {
     EXPECT_NE(fresh.values[WHITE][0], p->acc[1].values[WHITE][0]);
     EXPECT_EQ(0, std::memcmp(fresh.values[BLACK], p->acc[1].values[BLACK], sizeof fresh.values[BLACK]));
 }
-
-// Refreshes start from the sums kept for the king's square; those must not
-// outlive the network they were computed with.
+// Refreshes start from the sums kept for the king's square; those must not outlive the network they were computed with.
 TEST(Accumulator, KingSquareSumsAreDroppedWithTheirNetwork) {
     TestPosition p("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
     Move there = makeMove(4, 3);  // Kd1: refreshes White's half
@@ -179,7 +165,6 @@ TEST(Accumulator, KingSquareSumsAreDroppedWithTheirNetwork) {
         EXPECT_TRUE(equalsRefresh(*p, 0)) << seed;
     }
 }
-
 TEST(Accumulator, TransformedInputOfMirroredPosition) {
     useRandomNet(16);
     for (const char* fen : {"r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3",

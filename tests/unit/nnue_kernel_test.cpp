@@ -1,5 +1,4 @@
-// The three kernels agree bit for bit, and the reference follows the stated
-// saturations.
+// The three kernels agree bit for bit, and the reference follows the stated saturations.
 #include <gtest/gtest.h>
 #include <cstring>
 #include "board/makemove.h"
@@ -21,16 +20,13 @@ std::vector<const NnueKernel*> vectorKernels() {
         if (kernelSupported(*k)) out.push_back(k);
     return out;
 }
-
 TEST(NnueKernels, ThisMachineRunsAllThree) {
     // The build machine has AVX2; a silently skipped kernel would hide a fault.
     EXPECT_TRUE(kernelSupported(ssse3Kernel));
     EXPECT_TRUE(kernelSupported(avx2Kernel));
 }
-
-// The comparisons below cover every kernel the processor can run; this one
-// says so when the widest is left out, and checks its fused multiply-add on
-// inputs at the top of their range, where a missing saturation would show.
+// The comparisons below cover every kernel the processor can run; this one says so when the widest is left out, and
+// checks its fused multiply-add on inputs at the top of their range, where a missing saturation would show.
 TEST(NnueKernels, Avx512VnniAgreesOnSaturatedInputs) {
     if (!kernelSupported(avx512Kernel)) GTEST_SKIP() << "no AVX-512 VNNI on this processor: that kernel is not compared";
     alignas(64) int16_t high[NNUE_HIDDEN], mixed[NNUE_HIDDEN];
@@ -44,7 +40,6 @@ TEST(NnueKernels, Avx512VnniAgreesOnSaturatedInputs) {
         EXPECT_EQ(scalarKernel.propagate(mixed, high), avx512Kernel.propagate(mixed, high));
     }
 }
-
 #if !defined(QUORVANE_FIXED_KERNEL_AVX2) && !defined(QUORVANE_FIXED_KERNEL_SSSE3) && !defined(QUORVANE_FIXED_KERNEL_SCALAR)
 TEST(NnueKernels, DefaultBuildRunsTheWidestKernelThisMachineHas) {
     const NnueKernel* widest = &scalarKernel;
@@ -93,7 +88,6 @@ TEST(NnueKernels, SameOutputOnRandomPositions) {
     EXPECT_GT(compared, 300);
     EXPECT_GT(distinct, compared / 2);  // the random nets do not collapse to a constant
 }
-
 // Accumulators over the whole 16-bit range push every layer into its saturations.
 TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
     auto kernels = vectorKernels();
@@ -112,10 +106,8 @@ TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
         }
     }
 }
-
-// The vector kernels list the non-zero input chunks before the first layer:
-// the ends of that list (nothing active, everything active, one chunk at
-// either end of the input) are where an off-by-one would show.
+// The vector kernels list the non-zero input chunks before the first layer: the ends of that list (nothing active,
+// everything active, one chunk at either end of the input) are where an off-by-one would show.
 TEST(NnueKernels, SameOutputFromNoneToEveryInputActive) {
     auto kernels = vectorKernels();
     alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
@@ -136,7 +128,6 @@ TEST(NnueKernels, SameOutputFromNoneToEveryInputActive) {
     for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = i % 5 == 0 ? 50 : 0; other[i] = i % 7 == 3 ? 20 : -1; }
     compare("scattered inputs");
 }
-
 TEST(NnueKernels, SameAccumulatorUpdates) {
     useRandomNet(41);
     TestRng rng{5};
@@ -154,7 +145,6 @@ TEST(NnueKernels, SameAccumulatorUpdates) {
         }
     }
 }
-
 // Hand-computed results of the reference on a net with uniform weights.
 TEST(NnueKernels, ReferenceSaturations) {
     std::memset(&nnue, 0, sizeof nnue);
@@ -178,10 +168,8 @@ TEST(NnueKernels, ReferenceSaturations) {
         for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(expected, k->propagate(mover, other)) << k->name;
     }
 }
-
-// The bench node count is the search's signature; it must not depend on which
-// kernel the processor picks. Every kernel searches the benchmark with the
-// shipped network, the reference kernel included.
+// The bench node count is the search's signature; it must not depend on which kernel the processor picks. Every kernel
+// searches the benchmark with the shipped network, the reference kernel included.
 TEST(NnueKernels, BenchSearchesTheSameNodesUnderEveryKernel) {
     initSearchTables();
     EngineNetwork restore(nnue);
@@ -203,7 +191,6 @@ TEST(NnueKernels, BenchSearchesTheSameNodesUnderEveryKernel) {
     resize(1);
     for (size_t i = 1; i < counts.size(); ++i) EXPECT_EQ(counts[i], counts[0]) << kernels[i]->name;
 }
-
 // The hand-made material network reproduces its material and placement sum.
 // Blended material and placement lead of the side to move, as the net encodes it.
 int blendedLead(const Position& p) {
@@ -217,7 +204,6 @@ int blendedLead(const Position& p) {
     }
     return lead;
 }
-
 TEST(MaterialNet, OutputIsEighteenTimesTheLead) {
     fillMaterialNet(nnue);
     evaluationChanged();
@@ -241,7 +227,6 @@ TEST(MaterialNet, OutputIsEighteenTimesTheLead) {
     }
     EXPECT_TRUE(checked > 60 && nonZero > 30) << checked << " " << nonZero;
 }
-
 TEST(MaterialNet, ScoresArePlausibleCentipawns) {
     fillMaterialNet(nnue);
     evaluationChanged();

@@ -4,9 +4,7 @@
 
 namespace {
 struct SeeCase { const char *fen, *move; int threshold; bool expected; };
-
 class SeeTest : public ::testing::TestWithParam<SeeCase> {};
-
 TEST_P(SeeTest, ExchangeReachesTheThresholdOrNot) {
     const SeeCase& c = GetParam();
     TestPosition p(c.fen);
@@ -14,7 +12,6 @@ TEST_P(SeeTest, ExchangeReachesTheThresholdOrNot) {
     ASSERT_NE(m, NO_MOVE) << c.move;
     EXPECT_EQ(seeTest(*p, m, c.threshold), c.expected) << c.fen << " " << c.move << " threshold " << c.threshold;
 }
-
 INSTANTIATE_TEST_SUITE_P(Exchanges, SeeTest, ::testing::Values(
     // Pawn takes an undefended knight: wins 372.
     SeeCase{"4k3/8/8/3n4/4P3/8/8/4K3 w - - 0 1", "e4d5", 372, true},
@@ -43,7 +40,6 @@ INSTANTIATE_TEST_SUITE_P(Exchanges, SeeTest, ::testing::Values(
     SeeCase{"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 1, false},
     SeeCase{"4k3/8/8/8/8/8/8/4K2R w K - 0 1", "e1g1", 0, true},
     SeeCase{"4k3/8/8/8/8/8/8/4K2R w K - 0 1", "e1g1", 1, false}));
-
 TEST(GivesCheck, DirectDiscoveredAndSpecialMoves) {
     struct Case { const char* fen; const char* move; bool check; };
     const Case cases[] = {
@@ -65,7 +61,6 @@ TEST(GivesCheck, DirectDiscoveredAndSpecialMoves) {
         EXPECT_EQ(givesCheck(*p, m), c.check) << c.fen << " " << c.move;
     }
 }
-
 TEST(PseudoLegal, StoredMovesAreCheckedAgainstThePosition) {
     TestPosition p("r3k2r/8/8/3pP3/8/8/1P6/R3K2R w KQkq d6 0 1");
     (*p).plyStates[0].notPinned = ~0ull;

@@ -14,21 +14,18 @@ struct TbRoot : ::testing::Test {
         ASSERT_TRUE(initTablebases(SYZYGY_DIR));
     }
 };
-
 bool isLegalRootMove(Position& p, Move m) {
     Move* end = generateLegal(0, p);
     for (Move* x = p.plyStates[0].moveStart; x < end; ++x)
         if (moveBase(*x) == moveBase(m)) return true;
     return false;
 }
-
 std::string withClock(const std::string& fen, int clock) {
     std::string out = fen;
     size_t field = out.rfind(' ', out.rfind(' ') - 1);  // before the half-move clock
     size_t end = out.rfind(' ');
     return out.substr(0, field + 1) + std::to_string(clock) + out.substr(end);
 }
-
 std::vector<ExpectedProbe> linesOf(const std::string& pieces, int wdl, const std::string& dir = SYZYGY_DIR) {
     std::vector<ExpectedProbe> out;
     for (const ExpectedProbe& e : readExpectedProbes(dir))
@@ -36,7 +33,6 @@ std::vector<ExpectedProbe> linesOf(const std::string& pieces, int wdl, const std
     return out;
 }
 } // namespace
-
 TEST_F(TbRoot, WinningMoveKeepsTheWinAndComesCloserToZeroing) {
     int checked = 0;
     for (const char* pieces : {"KKQR", "KKR", "KKQ", "KKPR"}) {
@@ -50,8 +46,7 @@ TEST_F(TbRoot, WinningMoveKeepsTheWinAndComesCloserToZeroing) {
             EXPECT_GE(score, 31872 - 100) << e.fen;
             makeMove(*p, 0, m);
             EXPECT_EQ(probeWdlValue(*p), -2) << e.fen;
-            // Distances kept in moves are rounded, so the child may show the
-            // root's own distance, never more.
+            // Distances kept in moves are rounded, so the child may show the root's own distance, never more.
             int after = std::abs(probeDtzValue(*p));
             EXPECT_TRUE(p.pos->fiftyMove == 0 || (after <= e.dtz && (e.dtz <= 2 || after < e.dtz))) << e.fen << " " << after;
             ++checked;
@@ -59,7 +54,6 @@ TEST_F(TbRoot, WinningMoveKeepsTheWinAndComesCloserToZeroing) {
     }
     EXPECT_GT(checked, 50);
 }
-
 TEST_F(TbRoot, DrawnMoveKeepsTheDraw) {
     int checked = 0;
     for (const char* pieces : {"KKRR", "KKQQ", "KKNR", "KKPP", "KKBN"}) {
@@ -79,7 +73,6 @@ TEST_F(TbRoot, DrawnMoveKeepsTheDraw) {
     }
     EXPECT_GT(checked, 30);
 }
-
 TEST_F(TbRoot, LosingMoveResistsLongest) {
     int checked = 0;
     for (const char* pieces : {"KKQR", "KKR", "KKNP"}) {
@@ -106,7 +99,6 @@ TEST_F(TbRoot, LosingMoveResistsLongest) {
     }
     EXPECT_GT(checked, 30);
 }
-
 TEST_F(TbRoot, FiftyMoveCounterTurnsATooDistantWinIntoADraw) {
     int checked = 0;
     for (const ExpectedProbe& e : linesOf("KKQR", 2)) {
@@ -126,14 +118,12 @@ TEST_F(TbRoot, FiftyMoveCounterTurnsATooDistantWinIntoADraw) {
     }
     EXPECT_EQ(checked, 10);
 }
-
 TEST_F(TbRoot, MateInOneIsPlayed) {
     TestPosition p("8/3R4/8/k1K5/8/8/8/8 w - - 0 1");
     int score = 0;
     Move m = probeRoot(*p, &score);
     EXPECT_TRUE(moveFrom(m) == 51 && moveTo(m) == 48 && score == 31999) << score;  // Rd7-a7
 }
-
 TEST_F(TbRoot, PositionsOutsideTheTablesGiveNoMove) {
     int score = 5;
     TestPosition castling("r3k3/8/8/8/8/8/8/4K3 b q - 0 1");
@@ -146,7 +136,6 @@ TEST_F(TbRoot, PositionsOutsideTheTablesGiveNoMove) {
     TestPosition missing("4k3/8/8/8/8/8/8/QQ2K1qq w - - 0 1");  // KQQvKQQ is not among the files
     EXPECT_EQ(probeRoot(*missing, &score), NO_MOVE);
 }
-
 // KBBvKN, the one shared table with cursed wins and blessed losses, is 13 MB.
 TEST_F(TbRoot, CursedWinsAndBlessedLossesScoreAsDrawsButKeepTheirSide) {
     SKIP_WITHOUT_SHARED_DATA("syzygy/KBBvKN.rtbz");

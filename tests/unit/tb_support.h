@@ -15,21 +15,17 @@
 #include "test_data.h"
 #include "test_position.h"
 
-// Every 3- and 4-piece table, kept with the tests; the optional shared folder
-// adds six 5-piece ones.
+// Every 3- and 4-piece table, kept with the tests; the optional shared folder adds six 5-piece ones.
 inline const std::string SYZYGY_DIR = testDataPath("syzygy");
 inline std::string sharedSyzygyDir() { return sharedDataPath("syzygy"); }
-
 // One line of the reference list: WDL -2..2 from the side to move, DTZ in plies.
 struct ExpectedProbe { std::string fen; int wdl, dtz; };
-
 inline int wdlOfWord(const std::string& w) {
     const char* words[] = {"Loss", "BlessedLoss", "Draw", "CursedWin", "Win"};
     for (int i = 0; i < 5; ++i)
         if (w == words[i]) return i - 2;
     return -1000;
 }
-
 // The reference list beside the tables of `dir`.
 inline std::vector<ExpectedProbe> readExpectedProbes(const std::string& dir = SYZYGY_DIR) {
     std::vector<ExpectedProbe> out;
@@ -43,7 +39,6 @@ inline std::vector<ExpectedProbe> readExpectedProbes(const std::string& dir = SY
     }
     return out;
 }
-
 // The pieces of a FEN's placement sorted, without colour: "KKQR" for KQvKR.
 inline std::string piecesOf(const std::string& fen) {
     std::string out;

@@ -17,12 +17,10 @@ inline void initBoardTables() {
     initZobrist();
     done = true;
 }
-
 struct TestPosition {
     std::unique_ptr<Position> pos = std::make_unique<Position>();
     std::vector<Move> stack = std::vector<Move>(MOVE_STACK);
     bool ok = false;
-
     TestPosition() {
         initBoardTables();
         pos->plyStates[0].moveStart = stack.data();

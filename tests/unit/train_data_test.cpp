@@ -15,19 +15,16 @@ namespace {
 std::string tempPath(const std::string& name) {
     return (std::filesystem::temp_directory_path() / ("quorvane_train_" + std::to_string(::getpid()) + "_" + name)).string();
 }
-
 bool lessRecord(const TrainingRecord& a, const TrainingRecord& b) {
     uint8_t x[TRAINING_RECORD_BYTES], y[TRAINING_RECORD_BYTES];
     encodeRecord(a, x);
     encodeRecord(b, y);
     return std::lexicographical_compare(x, x + TRAINING_RECORD_BYTES, y, y + TRAINING_RECORD_BYTES);
 }
-
 class TrainData : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
 };
-
 TEST_F(TrainData, RecordBytesRoundTrip) {
     std::vector<TrainingRecord> records = syntheticRecords(200, 3);
     records[0].score = -32767;
@@ -45,7 +42,6 @@ TEST_F(TrainData, RecordBytesRoundTrip) {
     EXPECT_EQ(bytes[0], uint8_t(r.occupancy));
     EXPECT_TRUE(bytes[24] == 0x01 && bytes[25] == 0x80);  // -32767 = 0x8001
 }
-
 TEST_F(TrainData, PlacementPacksAllThirtyTwoPieces) {
     TrainingRecord r;
     ASSERT_TRUE(recordFromFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1", 15, RESULT_WIN, r));
@@ -58,7 +54,6 @@ TEST_F(TrainData, PlacementPacksAllThirtyTwoPieces) {
     for (int sq = 0; sq < 33; ++sq) crowded[sq] = WKNIGHT;
     EXPECT_FALSE(packPlacement(crowded, r));
 }
-
 TEST_F(TrainData, FileRoundTripAndStreaming) {
     std::vector<TrainingRecord> records = syntheticRecords(10000, 5);
     std::string path = tempPath("roundtrip.bin");
@@ -85,7 +80,6 @@ TEST_F(TrainData, FileRoundTripAndStreaming) {
     EXPECT_EQ(back[99], records[99]);
     std::remove(path.c_str());
 }
-
 TEST_F(TrainData, ReaderRejectsOtherFiles) {
     std::string path = tempPath("notdata.bin");
     std::ofstream(path) << "this is not training data at all";
@@ -96,7 +90,6 @@ TEST_F(TrainData, ReaderRejectsOtherFiles) {
     EXPECT_FALSE(readAllRecords(tempPath("missing.bin"), out, &error));
     std::remove(path.c_str());
 }
-
 TEST_F(TrainData, ShufflesArePermutations) {
     std::vector<TrainingRecord> records = syntheticRecords(5000, 9), shuffled = records, again = records;
     shuffleRecords(shuffled, 1);
@@ -119,7 +112,6 @@ TEST_F(TrainData, ShufflesArePermutations) {
     std::remove(in.c_str());
     std::remove(out.c_str());
 }
-
 // Text lines give scores and results from a stated side; records keep them from
 // the mover's, and a tuning line written from a record gives back White's result.
 TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
@@ -149,13 +141,11 @@ TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
         EXPECT_FALSE(recordFromTextLine(bad, options, r, &error)) << bad;
     EXPECT_NE(error.find("bad FEN"), std::string::npos);
 }
-
 // The data folder's manifest: what survives a write and a read, and what a damaged line does.
 std::string scratchPath(const char* name) {
     return (std::filesystem::temp_directory_path() / (std::string("quorvane_") + name + "_" + std::to_string(::getpid())))
         .string();
 }
-
 TEST(TrainManifest, EntriesSurviveAWriteAndARead) {
     std::vector<ManifestEntry> entries = {
         {"gen4.bin", "data", 3500061, "net3.nnue 1a2b3c", "fae4711", "2026-11-23T11:00:00Z",
@@ -178,7 +168,6 @@ TEST(TrainManifest, EntriesSurviveAWriteAndARead) {
     ASSERT_TRUE(readManifest(path, back, &error));
     EXPECT_TRUE(back.empty());
 }
-
 TEST(TrainManifest, AFileMadeAgainReplacesItsEntry) {
     std::vector<ManifestEntry> entries;
     putEntry(entries, {"a.bin", "data", 10, "n1", "c1", "d1", "x"});
@@ -187,7 +176,6 @@ TEST(TrainManifest, AFileMadeAgainReplacesItsEntry) {
     ASSERT_EQ(entries.size(), 2u);
     EXPECT_TRUE(entries[0].positions == 30u && entries[0].network == "n2" && entries[1].file == "b.bin");
 }
-
 TEST(TrainManifest, DamagedLinesAreRefusedWithTheirNumber) {
     ManifestEntry e;
     std::string error;

@@ -18,9 +18,7 @@ class TrainKingBuckets : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
 };
-
 constexpr int BUCKET_COUNTS[] = {4, 8, 16, 32};
-
 // Openings and endgames from real games, the kings on every file.
 std::vector<TrainingRecord> gamePositions() {
     std::vector<TrainingRecord> out;
@@ -33,7 +31,6 @@ std::vector<TrainingRecord> gamePositions() {
     }
     return out;
 }
-
 int kingFile(const TrainingRecord& r, int colour) {
     Bitboard occ = r.occupancy;
     for (int n = 0; occ; ++n) {
@@ -42,10 +39,8 @@ int kingFile(const TrainingRecord& r, int colour) {
     }
     return -1;
 }
-
-// A net whose every part carries weight: trained a little, with factor rows and
-// bucket rows pushed away from where a short run leaves them, so that a row read
-// in the wrong place shows in the scores.
+// A net whose every part carries weight: trained a little, with factor rows and bucket rows pushed away from where a
+// short run leaves them, so that a row read in the wrong place shows in the scores.
 void trainSomeSteps(Trainer& t, int kingBuckets) {
     std::vector<TrainingRecord> data = syntheticRecords(400, 11);
     std::vector<uint32_t> order(data.size());
@@ -55,7 +50,6 @@ void trainSomeSteps(Trainer& t, int kingBuckets) {
     for (size_t i = FT_WEIGHTS; i < FT_BIAS; ++i)
         if (t.net.params[i] != 0.0f) t.net.params[i] += 0.05f * std::sin(0.37f * float(i));
 }
-
 TEST_F(TrainKingBuckets, MapsReflectTheBoardAndUseEveryBucket) {
     for (int buckets : BUCKET_COUNTS) {
         std::set<int> rows;
@@ -75,10 +69,8 @@ TEST_F(TrainKingBuckets, MapsReflectTheBoardAndUseEveryBucket) {
     for (int buckets : BUCKET_COUNTS) EXPECT_NE(transformerRowOf(buckets, e1), transformerRowOf(buckets, e8)) << buckets;
     EXPECT_EQ(transformerRowOf(FULL_KING_LAYOUT, 12345), 12345);
 }
-
-// The float model of a bucketed net scores a position and its reflection alike,
-// whichever side of the board the kings stand on; the file's own layout,
-// with the same weights, does not.
+// The float model of a bucketed net scores a position and its reflection alike, whichever side of the board the kings
+// stand on; the file's own layout, with the same weights, does not.
 TEST_F(TrainKingBuckets, ReflectedPositionScoresTheSame) {
     std::vector<TrainingRecord> records = gamePositions();
     auto randomNet = [](FloatNet& net, int kingBuckets) {
@@ -108,10 +100,8 @@ TEST_F(TrainKingBuckets, ReflectedPositionScoresTheSame) {
     EXPECT_GT(spread / double(records.size()), 50.0);
     EXPECT_GT(fullLayoutDifference / double(records.size()), 10.0);
 }
-
-// Export writes every bucket row into each king square it covers (reflected
-// where it reflects), so the engine, reading the file through its own
-// accumulators and kernel, scores real positions as the float model does.
+// Export writes every bucket row into each king square it covers (reflected where it reflects), so the engine, reading
+// the file through its own accumulators and kernel, scores real positions as the float model does.
 TEST_F(TrainKingBuckets, ExportedFileScoresLikeTheFloatModel) {
     std::vector<TrainingRecord> records = gamePositions();
     ASSERT_GT(records.size(), 800u);
@@ -141,9 +131,7 @@ TEST_F(TrainKingBuckets, ExportedFileScoresLikeTheFloatModel) {
         EXPECT_EQ(std::memcmp(q.get(), again.get(), sizeof(NnueNet)), 0) << buckets;
     }
 }
-
-// A checkpoint keeps the bucket count; one written before the count existed is
-// read as the file's own layout.
+// A checkpoint keeps the bucket count; one written before the count existed is read as the file's own layout.
 TEST_F(TrainKingBuckets, CheckpointsKeepTheBucketCount) {
     Trainer t;
     trainSomeSteps(t, 8);

@@ -16,7 +16,6 @@ class TrainSchedule : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
 };
-
 TEST_F(TrainSchedule, CosineRunsFromTheStartRateToItsEndShare) {
     TrainingSettings s{.learningRate = 0.002f, .finalRateFraction = 0.01f, .totalEpochs = 10};
     const double start = double(s.learningRate), end = start * double(s.finalRateFraction);
@@ -35,7 +34,6 @@ TEST_F(TrainSchedule, CosineRunsFromTheStartRateToItsEndShare) {
     EXPECT_NEAR(scheduledRate(s, 0.7), start, 1e-12);
     EXPECT_NEAR(scheduledRate(s, 3.2), start * std::pow(double(0.9f), 3), 1e-12);
 }
-
 // The score/result blend may move across training (a resumed run keeps moving it:
 // TrainTraining.ResumedTrainingMatchesUninterrupted).
 TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
@@ -44,9 +42,8 @@ TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
     s.lambdaEnd = 0.5f;
     for (auto [epoch, lambda] : {std::pair{0.0, 0.9f}, {1.0, 0.8f}, {4.0, 0.5f}, {6.0, 0.5f}})
         EXPECT_FLOAT_EQ(scheduledLambda(s, epoch), lambda) << epoch;
-    // Training reads the moved blend: a batch trained at the end of the run,
-    // where the target is mostly the game result, moves the net differently
-    // from one trained with lambda held.
+    // Training reads the moved blend: a batch trained at the end of the run, where the target is mostly the game
+    // result, moves the net differently from one trained with lambda held.
     std::vector<TrainingRecord> data = syntheticRecords(200, 5);
     for (size_t i = 0; i < data.size(); ++i) data[i].result = uint8_t(i % 3);
     std::vector<uint32_t> order(data.size());
@@ -60,7 +57,6 @@ TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
     held.epochsDone = 4;
     EXPECT_NE(trainBatch(moving, data, order, 0, data.size()), trainBatch(held, data, order, 0, data.size()));
 }
-
 // A factorised net, once trained, has factor rows of its own; the file the
 // engine reads must hold exactly the model with those rows folded in.
 TEST_F(TrainSchedule, FactorRowsFoldIntoTheExportedNet) {

@@ -17,17 +17,14 @@ class TrainTraining : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
 };
-
 double batchLoss(const FloatNet& net, const std::vector<Sample>& samples, float k) {
     Activations a;
     double sum = 0;
     for (const Sample& s : samples) sum += positionLoss(forward(net, s, a), s.target, k).loss;
     return sum / double(samples.size());
 }
-
-// Checks the analytic gradient of every block against central differences, for
-// the plain net and for the factorised one, where a factor row's gradient pools
-// those of the 64 feature rows it is shared by, and for king buckets, where a
+// Checks the analytic gradient of every block against central differences, for the plain net and for the factorised
+// one, where a factor row's gradient pools those of the 64 feature rows it is shared by, and for king buckets, where a
 // bucket row's pools those of every feature it stands for.
 void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
     const float k = DEFAULT_SIGMOID_K;
@@ -42,7 +39,6 @@ void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
     if (factorised)  // factor rows of their own size, so that a mix-up of rows would show
         for (size_t i = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS; i < FT_BIAS; ++i)
             net.params[i] = 0.03f * std::sin(float(i));
-
     // Analytic gradient: dense part directly, transformer rows from the sums' gradients.
     std::vector<float> dense(DENSE_COUNT);
     std::vector<double> transformer(size_t(FT_ROWS) * FT_OUTPUTS);
@@ -60,7 +56,6 @@ void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
                 }
     }
     auto analytic = [&](size_t p) { return p < DENSE_START ? transformer[p] : double(dense[p - DENSE_START]); };
-
     // In each block, check the parameters with the largest gradients.
     const size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS;
     const size_t ownEnd = FT_WEIGHTS + size_t(ownTransformerRows(kingBuckets)) * FT_OUTPUTS;
@@ -95,13 +90,11 @@ void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
     for (size_t p = factorStart; !factorised && p < FT_BIAS; ++p) ASSERT_EQ(analytic(p), 0.0);  // no part in factor rows
     for (size_t p = ownEnd; p < factorStart; ++p) ASSERT_EQ(analytic(p), 0.0);  // nor rows beyond the buckets
 }
-
 TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
     checkGradients(false);
     checkGradients(true);
     checkGradients(true, 8);
 }
-
 // A short run lowers the loss, follows its learning-rate schedule and logs every epoch.
 TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
     std::vector<TrainingRecord> all = syntheticRecords(1500, 17), train, validation;
@@ -124,7 +117,6 @@ TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
     EXPECT_EQ(svg.rfind("<svg", 0), 0u);
     for (const char* part : {"<polyline", "learning rate", "</svg>"}) EXPECT_NE(svg.find(part), std::string::npos) << part;
 }
-
 TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
     std::vector<TrainingRecord> data = syntheticRecords(300, 2);
     std::vector<uint32_t> order(data.size());
@@ -154,7 +146,6 @@ TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
         else ASSERT_EQ(moved, 0u) << "feature " << feature;
     }
 }
-
 // Adam's first step moves a weight by about the learning rate whatever its
 // gradient; the warm-up scales that down to a sliver and then lets it grow.
 TEST_F(TrainTraining, WarmupStartsWithSmallSteps) {
@@ -177,7 +168,6 @@ TEST_F(TrainTraining, WarmupStartsWithSmallSteps) {
     EXPECT_NEAR(largestMove(100, 1), lr / 100, 0.01 * lr / 100);
     EXPECT_GT(largestMove(100, 50), 20 * largestMove(100, 1));
 }
-
 // With mirroring on, each epoch reflects half the records and the next epoch the other half.
 TEST_F(TrainTraining, MirroringAlternatesBetweenEpochs) {
     Trainer t;
@@ -194,7 +184,6 @@ TEST_F(TrainTraining, MirroringAlternatesBetweenEpochs) {
     }
     EXPECT_EQ(reflected, 500);
 }
-
 TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
     std::vector<TrainingRecord> all = syntheticRecords(600, 8), train, validation;
     // Mirroring reflects the other half in the second epoch, and the blend moves on in it only if its end

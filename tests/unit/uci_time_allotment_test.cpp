@@ -1,13 +1,11 @@
-// What the allotment promises whatever its formulas: it never plans past the
-// clock, it spends more where more is there to spend, and odd inputs give
-// usable limits. The time a real search takes is measured in the process tests.
+// What the allotment promises whatever its formulas: it never plans past the clock, it spends more where more is there
+// to spend, and odd inputs give usable limits. The time a real search takes is measured in the process tests.
 #include <gtest/gtest.h>
 #include <algorithm>
 #include "search/timeman.h"
 
 namespace {
 Allotment allotWithMargin(const AllotmentInput& in) { return withSafetyMargin(allotTime(in), in); }
-
 // Clocks from a flag about to fall to a long game, with and without increment
 // and moves to go, at every stage of the game, one thread and many.
 TEST(TimeAllotment, NeverPlansPastTheClock) {
@@ -36,7 +34,6 @@ TEST(TimeAllotment, NeverPlansPastTheClock) {
     in.time = 60000;
     EXPECT_EQ(allotWithMargin(in).hardLimit, allotTime(in).hardLimit);
 }
-
 TEST(TimeAllotment, MoreToSpendMeansLongerMoves) {
     AllotmentInput in;
     int previousSoft = 0, previousHard = 0;
@@ -61,9 +58,8 @@ TEST(TimeAllotment, MoreToSpendMeansLongerMoves) {
     in.movesToGo = 1;
     Allotment last = allotWithMargin(in);
     EXPECT_TRUE(last.softLimit > ten.softLimit && last.hardLimit > ten.hardLimit) << "the last move before the time control";
-    // A FEN without history is spread like the start of a game, with more per move
-    // than a game that is known to be at its start; late in a game the clock is
-    // spread over fewer moves.
+    // A FEN without history is spread like the start of a game, with more per move than a game that is known to be at
+    // its start; late in a game the clock is spread over fewer moves.
     in = AllotmentInput{};
     int opening = allotWithMargin(in).softLimit;
     in.gameMoveCount = UNKNOWN_GAME_MOVES;
@@ -71,7 +67,6 @@ TEST(TimeAllotment, MoreToSpendMeansLongerMoves) {
     in.gameMoveCount = 250;
     EXPECT_GT(allotWithMargin(in).softLimit, opening);
 }
-
 TEST(TimeAllotment, OddInputsGiveUsableLimits) {
     AllotmentInput in{.time = 100, .moveTime = 500};  // a fixed time per move is kept even against the clock
     EXPECT_EQ(allotWithMargin(in).hardLimit, 500);
@@ -91,9 +86,7 @@ TEST(TimeAllotment, OddInputsGiveUsableLimits) {
     in.movesToGo = 5, in.time = 60;
     EXPECT_LT(allotWithMargin(in).hardLimit, 40);
 }
-
-// The first "go" of a game works out how far the increment stretches the
-// clock; later moves keep that figure.
+// The first "go" of a game works out how far the increment stretches the clock; later moves keep that figure.
 TEST(TimeAllotment, IncrementFactorIsKeptBetweenMovesOfAGame) {
     AllotmentInput in{.inc = 10000, .newGame = true};
     float first = allotTime(in).incrementFactor;
@@ -102,7 +95,6 @@ TEST(TimeAllotment, IncrementFactorIsKeptBetweenMovesOfAGame) {
     in.newGame = false, in.incrementFactor = first;
     EXPECT_EQ(allotTime(in).incrementFactor, first);
 }
-
 TEST(TimeAllotment, ShortLimitsReadTheClockOften) {
     int previous = 1;
     for (int hard : {1, 50, 500, 999, 5000, 60000}) {
