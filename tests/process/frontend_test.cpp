@@ -88,15 +88,6 @@ TEST(Frontend, CommandLineArgumentsRunOneCommand) {
     EXPECT_TRUE(status == 0 && countPrefix(out, "Perft results for depth: 2  400  ") == 1) << status;
     EXPECT_FALSE(contains(out, "readyok"));  // standard input is not read
 }
-TEST(Frontend, EndOfInputAndQuitEndTheProgram) {
-    int status = -1;
-    runEngine("isready\n", {}, "", 20000, &status);
-    EXPECT_EQ(status, 0);  // end of input
-    EngineProcess e;
-    ASSERT_TRUE(startEngine(e));
-    send(e, "quit");
-    EXPECT_EQ(waitExit(e, 20000), 0);
-}
 // What a person might type must never take the engine down.
 TEST(Frontend, BadInputIsReportedAndSurvived) {
     std::string input = "position startpos moves e2e4\nposition fen 8/8/8/8/8/8/8/8 w - - 0 1\n"

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <fstream>
-#include <random>
 #include <set>
 #include "board_test_util.h"
 #include "uci/movetext.h"
@@ -150,21 +149,5 @@ TEST_F(MoveGen, Chess960CastlingWithKingAndRookOnTheirTargets) {
     EXPECT_TRUE(positionIsConsistent(*fg, 1));
     unmakeMove(*fg, 0, castle);
     EXPECT_TRUE(fg->board[sq("f1")] == WKING && fg->board[sq("g1")] == WROOK);
-}
-// The bulk counter used at perft leaves must agree with the generators.
-TEST_F(MoveGen, CountMatchesGenerationOnGamePositions) {
-    std::mt19937 rng(11);
-    TestPosition t;
-    for (int game = 0; game < 60; ++game) {
-        ASSERT_TRUE(t.set(START_FEN));
-        Position& p = *t;
-        for (int ply = 0; ply < 100; ++ply) {
-            auto moves = legalMoves(p, ply);
-            ASSERT_EQ(countLegalMoves(ply, p), int(moves.size())) << getFen(p);
-            if (moves.empty()) break;
-            makeMove(p, ply, moves[rng() % moves.size()]);
-            if (ply + 2 >= PLY_STACK) break;
-        }
-    }
 }
 } // namespace

@@ -146,14 +146,6 @@ TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
     EXPECT_GT(fromStart, 8);
     EXPECT_LT(fromStart, 32);
 }
-TEST_F(DatagenGames, TheSameSeedReplaysTheSameGame) {
-    const GameSettings settings{.nodes = 800, .rules = {}};
-    PlayedGame a = play(MIDDLEGAME_BOOK, 11, settings);
-    PlayedGame b = play(MIDDLEGAME_BOOK, 99, settings);  // tables left behind by another game
-    PlayedGame c = play(MIDDLEGAME_BOOK, 11, settings);
-    EXPECT_TRUE(a.records == c.records && a.nodes == c.nodes && a.plies == c.plies);
-    EXPECT_NE(a.records, b.records);
-}
 TEST_F(DatagenGames, TablebasesEndGamesWithTheirResult) {
     ASSERT_TRUE(initTablebases(testDataPath("syzygy")));
     ASSERT_GE(largestTablebase(), 4);

@@ -19,8 +19,7 @@ struct TbProbe : ::testing::Test {
 };
 // The best result over the legal moves, each child probed after the move is made as the search makes it.
 int bestChildWdl(Position& p) {
-    Move* end = generateLegal(0, p);
-    std::vector<Move> moves(p.plyStates[0].moveStart, end);
+    std::vector<Move> moves(p.plyStates[0].moveStart, generateLegal(0, p));
     int best = -3;
     for (Move m : moves) {
         makeMove(p, 0, m);
@@ -35,34 +34,20 @@ std::vector<std::string> enPassantPositions(int wanted) {
     std::mt19937 rng(12345);
     std::vector<std::string> out;
     while (int(out.size()) < wanted) {
-        int file = int(rng() % 8), side = rng() % 2 ? 1 : -1;
-        int black = file + side;
+        int file = int(rng() % 8), black = file + (rng() % 2 ? 1 : -1);
         if (black < 0 || black > 7) continue;
-        char board[64];
-        std::fill(board, board + 64, '.');
+        std::string board(64, '1');  // a digit per empty square, as the FEN reader allows
         board[32 + file] = 'P';
         board[32 + black] = 'p';
         int wk = int(rng() % 64), bk = int(rng() % 64);
-        if (board[wk] != '.' || board[bk] != '.' || wk == bk) continue;
+        if (board[wk] != '1' || board[bk] != '1' || wk == bk) continue;
         if (wk == 40 + black || bk == 40 + black || wk == 48 + black || bk == 48 + black) continue;
         board[wk] = 'K';
         board[bk] = 'k';
         std::string fen;
-        for (int rank = 7; rank >= 0; --rank) {
-            int empty = 0;
-            for (int f = 0; f < 8; ++f) {
-                char c = board[rank * 8 + f];
-                if (c == '.') { ++empty; continue; }
-                if (empty) fen += char('0' + empty);
-                empty = 0;
-                fen += c;
-            }
-            if (empty) fen += char('0' + empty);
-            if (rank) fen += '/';
-        }
-        fen += std::string(" w - ") + char('a' + black) + "6 0 1";
-        TestPosition p(fen, TestPosition::MayFail{});
-        if (p.ok && p.pos->plyStates[0].epSquare) out.push_back(fen);
+        for (int rank = 7; rank >= 0; --rank) fen += board.substr(size_t(rank) * 8, 8) + (rank ? "/" : "");
+        TestPosition p(fen + " w - " + char('a' + black) + "6 0 1", TestPosition::MayFail{});
+        if (p.ok && p.pos->plyStates[0].epSquare) out.push_back(getFen(*p));
     }
     return out;
 }
@@ -75,10 +60,8 @@ TEST_F(TbProbe, EnPassantIsTakenIntoAccount) {
         ASSERT_NE(wdl, TB_FAILED) << fen;
         EXPECT_EQ(wdl, bestChildWdl(*p)) << fen;
         int dtz = probeDtzValue(*p);
-        EXPECT_EQ(wdl > 0, dtz > 0) << fen;
-        EXPECT_EQ(wdl < 0, dtz < 0) << fen;
-        std::string withoutEp = fen.substr(0, fen.find(" w ")) + " w - - 0 1";
-        TestPosition plain(withoutEp);
+        EXPECT_TRUE((wdl > 0) == (dtz > 0) && (wdl < 0) == (dtz < 0)) << fen << " " << wdl << " " << dtz;
+        TestPosition plain(fen.substr(0, fen.find(" w ")) + " w - - 0 1");
         differ += probeWdlValue(*plain) != wdl;
     }
     EXPECT_GT(differ, 0);  // the capture changes the result somewhere
@@ -86,15 +69,13 @@ TEST_F(TbProbe, EnPassantIsTakenIntoAccount) {
 TEST_F(TbProbe, PositionAfterADoubleStepProbesLikeItsFen) {
     // Black's pawn can take the pawn that just passed it.
     TestPosition p("8/8/8/8/3p4/8/4P3/K6k w - - 0 1");
-    Move* end = generateLegal(0, *p);
     Move push = NO_MOVE;
-    for (Move* m = p.pos->plyStates[0].moveStart; m < end; ++m)
+    for (Move* m = p.pos->plyStates[0].moveStart, *end = generateLegal(0, *p); m < end; ++m)
         if (moveFlag(*m) == FLAG_DOUBLE) push = *m;
     ASSERT_NE(push, NO_MOVE);
     makeMove(*p, 0, push);
     TestPosition fen("8/8/8/8/3pP3/8/8/K6k b - e3 0 1");
-    EXPECT_EQ(probeWdlValue(*p), probeWdlValue(*fen));
-    EXPECT_EQ(probeDtzValue(*p), probeDtzValue(*fen));
+    EXPECT_TRUE(probeWdlValue(*p) == probeWdlValue(*fen) && probeDtzValue(*p) == probeDtzValue(*fen));
     TestPosition noEp("8/8/8/8/3pP3/8/8/K6k b - - 0 1");
     EXPECT_NE(probeWdlValue(*fen), probeWdlValue(*noEp));
 }

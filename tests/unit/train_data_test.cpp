@@ -66,13 +66,9 @@ TEST_F(TrainData, FileRoundTripAndStreaming) {
     size_t chunks = 0;
     while (readRecords(reader, back, 3000)) ++chunks;
     closeReader(reader);
-    EXPECT_EQ(chunks, 4u);
-    EXPECT_EQ(back, records);
+    EXPECT_TRUE(chunks == 4u && back == records) << chunks;
     // A writer that never closed leaves count 0 in the header: the file size tells.
-    std::fstream patch(path, std::ios::in | std::ios::out | std::ios::binary);
-    patch.seekp(8);
-    patch.write("\0\0\0\0\0\0\0\0", 8);
-    patch.close();
+    std::fstream(path, std::ios::in | std::ios::out | std::ios::binary).seekp(8).write("\0\0\0\0\0\0\0\0", 8);
     std::filesystem::resize_file(path, TRAINING_HEADER_BYTES + 100 * TRAINING_RECORD_BYTES + 5);
     back.clear();
     ASSERT_TRUE(readAllRecords(path, back));
@@ -118,13 +114,9 @@ TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
     const std::string white = "4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", black = "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1";
     // fromWhite: score and result from White's view, else the score from the mover's and the result as it stands.
     struct Case { std::string line; bool fromWhite; int score; GameResult result; const char* tuningResult; } cases[] = {
-        {black + "; -120 ;1-0", false, -120, RESULT_LOSS, "1-0"},
-        {white + ";35;0-1", false, 35, RESULT_LOSS, "0-1"},
-        {white + ";35;1-0", false, 35, RESULT_WIN, "1-0"},
-        {black + ";0;0.5", false, 0, RESULT_DRAW, "1/2-1/2"},
-        {black + ";0;1/2-1/2", false, 0, RESULT_DRAW, "1/2-1/2"},
-        {black + ";250;1", true, -250, RESULT_WIN, "0-1"},
-    };
+        {black + "; -120 ;1-0", false, -120, RESULT_LOSS, "1-0"}, {white + ";35;0-1", false, 35, RESULT_LOSS, "0-1"},
+        {white + ";35;1-0", false, 35, RESULT_WIN, "1-0"}, {black + ";0;0.5", false, 0, RESULT_DRAW, "1/2-1/2"},
+        {black + ";0;1/2-1/2", false, 0, RESULT_DRAW, "1/2-1/2"}, {black + ";250;1", true, -250, RESULT_WIN, "0-1"}};
     for (const Case& c : cases) {
         TextLineOptions options{.scoreFromWhite = c.fromWhite, .resultFromWhite = !c.fromWhite};
         TrainingRecord r;
@@ -142,10 +134,6 @@ TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
     EXPECT_NE(error.find("bad FEN"), std::string::npos);
 }
 // The data folder's manifest: what survives a write and a read, and what a damaged line does.
-std::string scratchPath(const char* name) {
-    return (std::filesystem::temp_directory_path() / (std::string("quorvane_") + name + "_" + std::to_string(::getpid())))
-        .string();
-}
 TEST(TrainManifest, EntriesSurviveAWriteAndARead) {
     std::vector<ManifestEntry> entries = {
         {"gen4.bin", "data", 3500061, "net3.nnue 1a2b3c", "fae4711", "2026-11-23T11:00:00Z",
@@ -154,7 +142,7 @@ TEST(TrainManifest, EntriesSurviveAWriteAndARead) {
         // A tab or newline in a field would split the line: they become blanks.
         {"net4.nnue", "net", 0, "net3.nnue", "fae4711", "2026-11-23T12:00:00Z", "trainer\t--epochs 30\n--lr 0.002"},
     };
-    std::string path = scratchPath("manifest");
+    std::string path = tempPath("manifest");
     ASSERT_TRUE(writeManifest(path, entries));
     std::vector<ManifestEntry> back;
     std::string error;
@@ -184,7 +172,7 @@ TEST(TrainManifest, DamagedLinesAreRefusedWithTheirNumber) {
         EXPECT_FALSE(parseManifestLine(bad, e, &error)) << bad;
     ASSERT_TRUE(parseManifestLine("a.bin\tdata\t12\tn\tc\td\t", e, &error)) << error;
     EXPECT_EQ(e.positions, 12u);
-    std::string path = scratchPath("damaged");
+    std::string path = tempPath("damaged");
     std::ofstream(path) << "file\tkind\tpositions\tnetwork\tcommit\tdate\tcommand\na.bin\tdata\t12\tn\tc\td\tx\n"
                            "b.bin\tdata\ttwelve\tn\tc\td\tx\n";
     std::vector<ManifestEntry> entries;
