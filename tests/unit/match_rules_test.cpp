@@ -125,17 +125,18 @@ TEST(MatchAdjudication, DrawsOnlyLateAndAtTheLimit) {
     EXPECT_EQ(adjudicate(longGame).reason, "move limit");
 }
 TEST(MatchOptions, DeclarationsWithSpacesAndLists) {
+    struct Case { const char *line, *name, *type, *defaultValue; } cases[] = {
+        {"option name Threads type spin default 2 min 1 max 8", "Threads", "spin", "2"},
+        {"option name Number of Threads type spin default 1 min 1 max 16", "Number of Threads", "spin", "1"},
+        {"option name Search Log Filename type string default SearchLog.txt", "Search Log Filename", "string", "SearchLog.txt"},
+        {"option name King Safety Curve type combo default Quadratic var Quadratic var Linear", "King Safety Curve", "combo",
+         "Quadratic"},
+        {"option name Clear Hash type button", "Clear Hash", "button", ""}};
     UciOption o;
-    ASSERT_TRUE(parseOptionLine("option name Threads type spin default 2 min 1 max 8", o));
-    EXPECT_TRUE(o.name == "Threads" && o.type == "spin" && o.defaultValue == "2");
-    ASSERT_TRUE(parseOptionLine("option name Number of Threads type spin default 1 min 1 max 16", o));
-    EXPECT_EQ(o.name, "Number of Threads");
-    ASSERT_TRUE(parseOptionLine("option name Search Log Filename type string default SearchLog.txt", o));
-    EXPECT_EQ(o.defaultValue, "SearchLog.txt");
-    ASSERT_TRUE(parseOptionLine("option name King Safety Curve type combo default Quadratic var Quadratic var Linear", o));
-    EXPECT_EQ(o.defaultValue, "Quadratic");
-    ASSERT_TRUE(parseOptionLine("option name Clear Hash type button", o));
-    EXPECT_TRUE(o.name == "Clear Hash" && o.defaultValue.empty());
+    for (const Case& c : cases) {
+        ASSERT_TRUE(parseOptionLine(c.line, o)) << c.line;
+        EXPECT_TRUE(o.name == c.name && o.type == c.type && o.defaultValue == c.defaultValue) << c.line;
+    }
     EXPECT_FALSE(parseOptionLine("id name Fake 1.0", o));
     EXPECT_FALSE(parseOptionLine("option name type spin", o));
 }
