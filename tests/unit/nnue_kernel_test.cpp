@@ -20,10 +20,15 @@ std::vector<const NnueKernel*> vectorKernels() {
         if (kernelSupported(*k)) out.push_back(k);
     return out;
 }
+// Every vector kernel's output against the reference's, which it returns.
+int32_t compareKernels(const int16_t* mover, const int16_t* other, const std::string& what) {
+    int32_t reference = scalarKernel.propagate(mover, other);
+    for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(reference, k->propagate(mover, other)) << k->name << " " << what;
+    return reference;
+}
 TEST(NnueKernels, ThisMachineRunsAllThree) {
     // The build machine has AVX2; a silently skipped kernel would hide a fault.
-    EXPECT_TRUE(kernelSupported(ssse3Kernel));
-    EXPECT_TRUE(kernelSupported(avx2Kernel));
+    EXPECT_TRUE(kernelSupported(ssse3Kernel) && kernelSupported(avx2Kernel));
 }
 // The comparisons below cover every kernel the processor can run; this one says so when the widest is left out, and
 // checks its fused multiply-add on inputs at the top of their range, where a missing saturation would show.
@@ -90,7 +95,6 @@ TEST(NnueKernels, SameOutputOnRandomPositions) {
 }
 // Accumulators over the whole 16-bit range push every layer into its saturations.
 TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
-    auto kernels = vectorKernels();
     TestRng rng{0xfeed};
     alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
     for (uint64_t seed : {31, 32}) {
@@ -101,22 +105,16 @@ TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
                 mover[i] = int16_t(int(rng.next() % uint64_t(spread)) - spread / 2);
                 other[i] = int16_t(int(rng.next() % uint64_t(spread)) - spread / 2);
             }
-            int32_t reference = scalarKernel.propagate(mover, other);
-            for (const NnueKernel* k : kernels) EXPECT_EQ(reference, k->propagate(mover, other)) << k->name;
+            compareKernels(mover, other, "round " + std::to_string(round));
         }
     }
 }
 // The vector kernels list the non-zero input chunks before the first layer: the ends of that list (nothing active,
 // everything active, one chunk at either end of the input) are where an off-by-one would show.
 TEST(NnueKernels, SameOutputFromNoneToEveryInputActive) {
-    auto kernels = vectorKernels();
     alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
     useRandomNet(51);
-    auto compare = [&](const char* what) {
-        int32_t reference = scalarKernel.propagate(mover, other);
-        for (const NnueKernel* k : kernels) EXPECT_EQ(reference, k->propagate(mover, other)) << k->name << " " << what;
-        return reference;
-    };
+    auto compare = [&](const char* what) { return compareKernels(mover, other, what); };
     for (int i = 0; i < NNUE_HIDDEN; ++i) mover[i] = other[i] = -3;
     int32_t none = compare("no input active");
     mover[0] = 90;
@@ -163,9 +161,8 @@ TEST(NnueKernels, ReferenceSaturations) {
     for (auto [l1, expected] : {std::pair{1, 31 * 63 * 3 - 7}, {0xff, -7}}) {
         std::memset(nnue.l1Weights, l1, sizeof nnue.l1Weights);
         prepareNetwork();
-        EXPECT_EQ(expected, scalarKernel.propagate(mover, other));
+        EXPECT_EQ(expected, compareKernels(mover, other, "uniform weights"));
         EXPECT_EQ(expected, scalarKernel.propagate(other, mover));
-        for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(expected, k->propagate(mover, other)) << k->name;
     }
 }
 // The bench node count is the search's signature; it must not depend on which kernel the processor picks. Every kernel
