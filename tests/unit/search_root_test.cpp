@@ -12,9 +12,9 @@ TEST(StabilityScale, StaysWithinItsBoundsAndFollowsTheBestMove) {
             double next = nextStabilityScale(scale, depth, changes);
             ASSERT_GE(next, 0.6) << changes;
             ASSERT_LE(next, 2.0) << changes;
-            if (depth <= 4) EXPECT_EQ(next, 1.0);
-            if (depth > 4 && changes == 1) EXPECT_LE(next, scale);
-            if (depth > 4 && changes >= 2) EXPECT_GT(next, 1.0);
+            EXPECT_TRUE(depth > 4 || next == 1.0) << depth;
+            EXPECT_TRUE(depth <= 4 || changes != 1 || next <= scale) << depth;
+            EXPECT_TRUE(depth <= 4 || changes < 2 || next > 1.0) << depth << " " << changes;
             scale = next;
         }
     }
