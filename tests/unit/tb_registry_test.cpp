@@ -58,7 +58,8 @@ TEST_F(TbRegistry, KeptTablesAreAllRegisteredAndHashedOnceOrTwice) {
     ASSERT_TRUE(krkr && kqkr);
     EXPECT_TRUE(krkr->symmetric && hashEntriesFor(krkr) == 1);
     EXPECT_TRUE(!kqkr->symmetric && hashEntriesFor(kqkr) == 2 && kqkr->pieceCount == 4);
-    EXPECT_EQ(lookup(materialKeyOfName("KQvKR", true)), kqkr);    // The table layout of each file (pieces, pawns, the leading side) is checked by probing: TbExpected.
+    EXPECT_EQ(lookup(materialKeyOfName("KQvKR", true)), kqkr);
+    // The table layout of each file (pieces, pawns, the leading side) is checked by probing: TbExpected.
     EXPECT_EQ(lookup(materialKeyOfName("KQQvKQ", false)), nullptr);  // not among the shared files
 }
 TEST_F(TbRegistry, EmptyPathUnregistersEverything) {
@@ -79,10 +80,9 @@ TEST_F(TbRegistry, FileOnlyInTheSecondDirectoryIsFound) {
     std::string path = first.string() + ";;" + second.string() + ";";
     ASSERT_TRUE(initTablebases(path));
     EXPECT_TRUE(registeredTableCount() == 2 && registeredDtzCount() == 1 && largestTablebase() == 3);
-    TbTable* kqk = lookup(materialKeyOfName("KQvK", false));
-    ASSERT_NE(kqk, nullptr);
-    EXPECT_TRUE(kqk->hasDtz);
-    EXPECT_FALSE(lookup(materialKeyOfName("KRvK", false))->hasDtz);
+    TbTable *kqk = lookup(materialKeyOfName("KQvK", false)), *krk = lookup(materialKeyOfName("KRvK", false));
+    ASSERT_TRUE(kqk && krk);
+    EXPECT_TRUE(kqk->hasDtz && !krk->hasDtz);
     TestPosition p(KQVK_WIN);
     EXPECT_TRUE(probeWdlValue(*p) == 2 && probeDtzValue(*p) == 13);
 }
@@ -101,11 +101,9 @@ TEST_F(TbRegistry, TruncatedFilesAreReportedAndSkipped) {
     ::testing::internal::CaptureStderr();
     ASSERT_TRUE(initTablebases(d.string()));
     std::string out = ::testing::internal::GetCapturedStdout();
-    std::string err = ::testing::internal::GetCapturedStderr();
     // Names are tried queen before rook.
-    EXPECT_EQ(err, "Incomplete tablebase file KQvK.rtbz\nIncomplete tablebase file KRvK.rtbw\n");
-    EXPECT_EQ(out, "info string Incomplete tablebase file KQvK.rtbz\n"
-                   "info string Incomplete tablebase file KRvK.rtbw\n");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Incomplete tablebase file KQvK.rtbz\nIncomplete tablebase file KRvK.rtbw\n");
+    EXPECT_EQ(out, "info string Incomplete tablebase file KQvK.rtbz\ninfo string Incomplete tablebase file KRvK.rtbw\n");
     EXPECT_EQ(lookup(materialKeyOfName("KRvK", false)), nullptr);
     TbTable* kqk = lookup(materialKeyOfName("KQvK", false));
     ASSERT_NE(kqk, nullptr);
