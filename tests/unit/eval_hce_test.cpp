@@ -99,29 +99,9 @@ TEST(EvalParams, EveryTableIsRegisteredOnce) {
     EXPECT_TRUE(names.count("kingDanger") && names.count("queenMobility") && names.count("pieceSquareScore"));
     EXPECT_GT(entries, 6 + 384 + 9 + 14 + 15 + 28 + 64);
 }
-TEST(EvalEndgames, TradingPiecesHelpsTheSideAhead) {
-    // White is a knight up; the same position with a pair of rooks off (the
-    // rooks stand mirrored, so their own terms cancel).
-    const char* withRooks = "r3k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/R3K3 w - - 0 1";
-    const char* without = "4k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/4K3 w - - 0 1";
-    int gain = handcrafted(without) - handcrafted(withRooks);
-    EXPECT_EQ(-gain, handcrafted(mirrorFen(without)) - handcrafted(mirrorFen(withRooks)));
-    // Part of the gain is the taper alone; the trade-down term adds to it.
-    combEval saved[25];
-    std::copy(tradeDown, tradeDown + 25, saved);
-    std::fill(tradeDown, tradeDown + 25, 0);
-    int taperOnly = handcrafted(without) - handcrafted(withRooks);
-    std::copy(saved, saved + 25, tradeDown);
-    EXPECT_GT(gain, taperOnly + 10);
-}
 // Each pair differs in one feature; the first position has it for White. The terms named for a pair must widen the gap
 // between the two: the piece-square tables move with tuning, so the pair is compared with and without those terms.
-struct TermPair {
-    const char* feature;
-    const char* with;
-    const char* without;
-    std::vector<std::pair<combEval*, int>> terms;
-};
+struct TermPair { const char *feature, *with, *without; std::vector<std::pair<combEval*, int>> terms; };
 // White's lead in the first position over the second, or Black's in their mirror images.
 int gap(const TermPair& t, bool mirrored) {
     if (mirrored) return handcrafted(mirrorFen(t.with)) - handcrafted(mirrorFen(t.without));
@@ -136,6 +116,14 @@ int gapWithoutTerms(const TermPair& t, bool mirrored) {
     int result = gap(t, mirrored);
     for (size_t i = 0; i < saved.size(); ++i) std::copy(saved[i].begin(), saved[i].end(), t.terms[i].first);
     return result;
+}
+TEST(EvalEndgames, TradingPiecesHelpsTheSideAhead) {
+    // White is a knight up, and then a pair of rooks off (standing mirrored, their own terms cancel). Part of the gain
+    // is the taper alone; the trade-down term adds to it.
+    const TermPair t{"trade", "4k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/4K3 w - - 0 1",
+                     "r3k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/R3K3 w - - 0 1", {{tradeDown, 25}}};
+    EXPECT_EQ(gap(t, false), -gap(t, true));
+    EXPECT_GT(gap(t, false), gapWithoutTerms(t, false) + 10);
 }
 TEST(EvalTerms, EachTermPointsTheRightWay) {
     const TermPair pairs[] = {
