@@ -124,14 +124,11 @@ TEST(Accumulator, LongChainsFallBackToRefresh) {
     TestPosition p("4k3/8/8/8/8/8/8/R3K2R w - - 0 1");  // 4 pieces
     updateAccumulator(*p, 0);
     p->acc[0].values[0][0] ^= 0x77;
-    Move moves[] = {makeMove(0, 8), makeMove(60, 59), makeMove(8, 0)};  // Ra2 Kd8 Ra1: king move in between
-    makeMove(*p, 0, moves[0]);
+    makeMove(*p, 0, makeMove(0, 8));  // Ra2
     updateAccumulator(*p, 1);  // one record: incremental from the corrupted base
     EXPECT_FALSE(equalsRefresh(*p, 1));
     p->acc[1].computed = 0;
-    makeNullMove(*p, 1);
-    makeNullMove(*p, 2);
-    makeNullMove(*p, 3);  // budget 4 - 2 - 1 - 1 - 1 < 1
+    for (int ply = 1; ply < 4; ++ply) makeNullMove(*p, ply);  // budget 4 - 2 - 1 - 1 - 1 < 1
     updateAccumulator(*p, 4);
     EXPECT_TRUE(equalsRefresh(*p, 4));
 }
