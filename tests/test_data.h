@@ -15,12 +15,14 @@ inline std::string sharedDataDir() {
     const char* chosen = std::getenv("QUORVANE_SHARED_DIR");
     return chosen && *chosen ? std::string(chosen) : std::string(DEFAULT_SHARED_DIR);
 }
+
 inline std::string sharedDataPath(const std::string& relative) { return sharedDataDir() + "/" + relative; }
 // A whole file's bytes ("" when it cannot be read).
 inline std::string fileBytes(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
+
 // Skips the running test (from its body or SetUp) when a file or folder of the
 // optional data is missing; the skip message names it.
 #define SKIP_WITHOUT_SHARED_DATA(relative)                                                                   \

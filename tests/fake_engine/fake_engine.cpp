@@ -34,6 +34,7 @@ struct Script {
     bool scoreFirst = false;
     int faultAt = 0;
 };
+
 Move chooseMove(Position& p) {
     std::vector<Move> moves(p.plyStates[0].moveStart, generateLegal(0, p));
     if (moves.empty()) return NO_MOVE;
@@ -48,11 +49,13 @@ Move chooseMove(Position& p) {
     }
     return stalemate != NO_MOVE ? stalemate : moves.front();
 }
+
 // A king step of two ranks: never a legal move.
 std::string illegalMove(const Position& p) {
     int king = lsb(p.pieces[p.sideToMove == WHITE ? WKING : BKING]);
     return squareText(king) + squareText(rankOf(king) < 4 ? king + 16 : king - 16);
 }
+
 int clockMs(const std::vector<std::string>& go, const std::string& key) {
     for (size_t i = 0; i + 1 < go.size(); ++i)
         if (go[i] == key) return std::atoi(go[i + 1].c_str());

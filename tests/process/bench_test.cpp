@@ -17,6 +17,7 @@ long long benchNodes(const std::string& output) {
     if (lines.empty() || !std::regex_match(lines.back(), m, last)) return -1;
     return std::stoll(m[1]);
 }
+
 // The count recorded in tests/data/bench_signature.txt (lines starting with '#' are comments).
 long long recordedSignature() {
     std::ifstream in(std::string(TEST_DATA_DIR) + "/bench_signature.txt");
@@ -44,6 +45,7 @@ TEST(Bench, OnTheCommandLineMatchesTheBenchmarkTool) {
     EXPECT_EQ(waitExit(tool, 10000), 0);
     EXPECT_EQ(benchNodes(report), nodes) << report;
 }
+
 TEST(Bench, AtTheConsoleKeepsTheEngineUsable) {
     std::string out = runEngine("bench 3\nbench x\nposition startpos moves e2e4\ngo depth 3\n", {}, "", 120000);
     auto lines = splitLines(out);
@@ -53,6 +55,7 @@ TEST(Bench, AtTheConsoleKeepsTheEngineUsable) {
     ASSERT_FALSE(lines.empty());
     EXPECT_TRUE(startsWith(lines.back(), "bestmove ")) << out;
 }
+
 // The guard on the search's signature: a change that alters the node count
 // fails here until the record is updated with it.
 TEST(BenchSignature, DefaultBenchSearchesTheRecordedNodeCount) {

@@ -14,6 +14,7 @@ std::string bestMoveOf(EngineSession& s) {
     if (lines.empty() || !std::regex_match(lines.back(), m, BESTMOVE)) return "";
     return m[1];
 }
+
 // Everything the engine prints in answer to `command`, up to its readyok.
 std::vector<std::string> answerTo(EngineSession& s, const std::string& command) {
     s.send(command);
@@ -21,6 +22,7 @@ std::vector<std::string> answerTo(EngineSession& s, const std::string& command) 
     if (!lines.empty()) lines.pop_back();  // the readyok
     return lines;
 }
+
 bool isKingTakesRook(const std::vector<std::string>& board, const std::string& move) {
     // Picture rows: rank 8 on line 1, rank 1 on line 15; squares at columns 2, 6, ...
     auto at = [&](const std::string& sq) {
@@ -60,6 +62,7 @@ TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
     EXPECT_EQ(games, 6);
     EXPECT_GT(castlings, 0) << "no game castled; the check above never ran";
 }
+
 // O-O mates here; the engine must say so in the form its mode expects.
 TEST(Chess960Gui, CastlingIsAnsweredAsKingTakesRookOnlyInChess960) {
     EngineSession s;
@@ -71,6 +74,7 @@ TEST(Chess960Gui, CastlingIsAnsweredAsKingTakesRookOnlyInChess960) {
         EXPECT_EQ(bestMoveOf(s), expected) << rights << (chess960 ? " in Chess960" : "");
     }
 }
+
 // X-FEN letters name the outermost rooks; castling either way, for both sides.
 TEST(Chess960Gui, CastlingSentAsKingTakesRookMovesBothPieces) {
     EngineSession s;

@@ -14,10 +14,12 @@ std::vector<std::string> engineCommand(const std::vector<std::string>& args) {
 bool startEngine(EngineProcess& e, const std::vector<std::string>& args, const std::string& workdir) {
     return startProgram(e, engineCommand(args), workdir);
 }
+
 std::string runEngine(const std::string& input, const std::vector<std::string>& args, const std::string& workdir,
                       int timeoutMs, int* status) {
     return runProgram(engineCommand(args), input, workdir, timeoutMs, status);
 }
+
 std::string makeTempDir(const std::string& prefix) {
     const char* base = std::getenv("TMPDIR");
     std::string pattern = std::string(base && *base ? base : "/tmp") + "/" + prefix + "XXXXXX";
@@ -26,10 +28,12 @@ std::string makeTempDir(const std::string& prefix) {
     char* dir = mkdtemp(buffer.data());
     return dir ? std::string(dir) : std::string();
 }
+
 TempDir::~TempDir() {
     std::error_code ignored;
     if (!path.empty()) std::filesystem::remove_all(path, ignored);
 }
+
 void writeZeroNetwork(const std::string& path) {
     std::ofstream out(path, std::ios::binary);
     std::string zeros(1 << 20, '\0');

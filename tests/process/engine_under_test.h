@@ -18,6 +18,7 @@ inline std::vector<std::string> splitLines(const std::string& text) {
     if (start < text.size()) out.push_back(text.substr(start));
     return out;
 }
+
 // A fresh empty directory under the system's temporary directory.
 std::string makeTempDir(const std::string& prefix);
 // A fresh directory that is removed, with what the test wrote into it, when the record goes.
@@ -28,5 +29,6 @@ struct TempDir {
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
 };
+
 // Writes an all-zero network file (a valid file whose every weight is zero).
 void writeZeroNetwork(const std::string& path);

@@ -12,9 +12,11 @@ const std::string BOARD_LINE = "+---+---+---+---+---+---+---+---+";
 bool contains(const std::vector<std::string>& all, const std::string& line) {
     return std::find(all.begin(), all.end(), line) != all.end();
 }
+
 int countPrefix(const std::vector<std::string>& all, const std::string& prefix) {
     return int(std::count_if(all.begin(), all.end(), [&](const std::string& l) { return startsWith(l, prefix); }));
 }
+
 // Output after the start-up lines (banner and the network report).
 std::vector<std::string> afterStartUp(const std::string& text) {
     auto all = splitLines(text);
@@ -26,6 +28,7 @@ std::vector<std::string> afterStartUp(const std::string& text) {
         ++it;
     return std::vector<std::string>(it, all.end());
 }
+
 TEST(Frontend, BannerAndIdentification) {
     int status = 0;
     auto out = splitLines(runEngine("uci\nisready\n", {}, "", 20000, &status));
@@ -39,6 +42,7 @@ TEST(Frontend, BannerAndIdentification) {
     EXPECT_TRUE(it[1] == "id author Olvredan" && it[11] == "uciok" && it[12] == "readyok" && status == 0) << status;
     for (int i = 2; i < 11; ++i) EXPECT_TRUE(startsWith(it[i], "option name ")) << it[i];
 }
+
 // The network in the working directory comes first; away from it the engine
 // falls back on the copy built into it, and says which one it uses.
 TEST(Frontend, StartUpNamesTheNetworkUsed) {
@@ -53,6 +57,7 @@ TEST(Frontend, StartUpNamesTheNetworkUsed) {
     out = splitLines(runEngine("quit\n", {}, beside.path));
     EXPECT_TRUE(contains(out, "info string NetFile used : 220321-307.nnue"));
 }
+
 TEST(Frontend, HelpUnknownAndEmptyCommands) {
     auto out = afterStartUp(runEngine("help\nfoo\n\nUCI\nisready extra words\n"));
     EXPECT_EQ(out, (std::vector<std::string>{
@@ -60,6 +65,7 @@ TEST(Frontend, HelpUnknownAndEmptyCommands) {
         "other commands 'perft depth', default depth=6, change board with 'position'; 'showboard' shows the current board",
         "Unknown command", "Unknown command", "Unknown command", "readyok"}));
 }
+
 // The picture after a position command, and after a perft, which leaves the position as it was.
 TEST(Frontend, ShowboardAfterPositionAndPerft) {
     auto out = afterStartUp(runEngine("position startpos moves e2e4 e7e5 g1f3\nperft 2\nshowboard\n"));
@@ -70,6 +76,7 @@ TEST(Frontend, ShowboardAfterPositionAndPerft) {
                                         "|   |   |   |   | P |   |   |   |", "|   |   |   |   |   | N |   |   |",
                                         "| R | N | B | Q | K | B |   | R |"}));
 }
+
 TEST(Frontend, PerftCountsAndRemembersItsDepth) {
     auto out = afterStartUp(runEngine("perft 3\nposition fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1\nperft\n"));
     std::vector<std::string> results;
@@ -82,12 +89,14 @@ TEST(Frontend, PerftCountsAndRemembersItsDepth) {
     auto timing = std::find_if(out.begin(), out.end(), [](const std::string& l) { return l.find(" ns and ") != std::string::npos; });
     EXPECT_TRUE(timing != out.end() && timing->find(" in seconds") != std::string::npos);
 }
+
 TEST(Frontend, CommandLineArgumentsRunOneCommand) {
     int status = -1;
     auto out = afterStartUp(runEngine("isready\n", {"perft", "2"}, "", 20000, &status));
     EXPECT_TRUE(status == 0 && countPrefix(out, "Perft results for depth: 2  400  ") == 1) << status;
     EXPECT_FALSE(contains(out, "readyok"));  // standard input is not read
 }
+
 // What a person might type must never take the engine down.
 TEST(Frontend, BadInputIsReportedAndSurvived) {
     std::string input = "position startpos moves e2e4\nposition fen 8/8/8/8/8/8/8/8 w - - 0 1\n"
@@ -104,6 +113,7 @@ TEST(Frontend, BadInputIsReportedAndSurvived) {
     // The position after the last good command stands: e2e4 played.
     EXPECT_TRUE(contains(out, "| P | P | P | P |   | P | P | P |"));
 }
+
 TEST(Frontend, Chess960OptionChangesMoveText) {
     auto out = afterStartUp(runEngine("setoption name UCI_Chess960 value true\n"
                                       "position fen r3k2r/8/8/8/8/8/8/RK5R w AHah - 0 1 moves b1a1\nshowboard\n"
@@ -113,6 +123,7 @@ TEST(Frontend, Chess960OptionChangesMoveText) {
               (std::vector<std::string>{"info string UCI_Chess960 set to : 1", "|   |   | K | R |   |   |   | R |",
                                         "info string UCI_Chess960 set to : 0"}));
 }
+
 class PerftFiles : public ::testing::Test {
 protected:
     TempDir temp{"quorvane-perft-"};
@@ -137,11 +148,13 @@ protected:
         EXPECT_EQ(countPrefix(out, "Okidoki"), chess960Lines);
     }
 };
+
 TEST_F(PerftFiles, MissingFile) {
     auto out = afterStartUp(runEngine("rtest\nrtestRFC\n", {}, dir));
     const std::string problem = "There seems to be a problem with the perftFile. check of the move generator not executed";
     EXPECT_EQ(out, (std::vector<std::string>{problem, problem, "Results of the perft checks (0 = wrong, 1 = OK) : 0"}));
 }
+
 TEST_F(PerftFiles, RtestLineFormatAndStopWord) {
     writeFile("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1;3;8902\n"
               "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1;2;190\nextended\nthis line is never read;1;1\n");
@@ -153,6 +166,7 @@ TEST_F(PerftFiles, RtestLineFormatAndStopWord) {
     writeFile("full\nrnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1;1;21\n");
     EXPECT_EQ(afterStartUp(runEngine("rtest\n", {}, dir)), (std::vector<std::string>{"Results of the perft checks is OK: 1"}));
 }
+
 TEST_F(PerftFiles, RtestRFCStopsALineAtItsFirstWrongDepth) {
     writeFile("bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KQkq - 0 1;20;401;9006;201143;4975808;121983565\n"
               "bqnbnrkr/pppppppp/8/8/8/8/PPPPPPPP/BQNBNRKR w KQkq - 0 1;20;400;8948;198393;4863733;118108315\n");
@@ -163,11 +177,13 @@ TEST_F(PerftFiles, RtestRFCStopsALineAtItsFirstWrongDepth) {
                                              "bqnbnrkr/pppppppp/8/8/8/8/PPPPPPPP/BQNBNRKR w KQkq - 0 1", "Okidoki",
                                              "Results of the perft checks (0 = wrong, 1 = OK) : 0"}));
 }
+
 TEST_F(PerftFiles, KeptFilesPass) { checkFiles(testDataPath("perft/rtest.txt"), 48, testDataPath("perft/perftFRC.txt"), 6); }
 TEST_F(PerftFiles, FullSharedFilesPass) {
     SKIP_WITHOUT_SHARED_DATA("perft/perftFRC.txt");
     checkFiles(sharedDataPath("perft/rtest.txt"), 300, sharedDataPath("perft/perftFRC.txt"), 100);
 }
+
 // The tuner's console transcript: greetings before the tuner's own output, the K search,
 // the tables, the local search and its closing line; without the file it refuses.
 TEST(Frontend, TexelCommandTranscript) {

@@ -15,12 +15,14 @@ struct MatchRun {
     std::string output;
     std::vector<std::string> pgnResults, pgnWhites;  // the Result and White tags of each game, in order
 };
+
 std::vector<std::string> tagValues(const std::string& pgn, const std::string& tag) {
     std::vector<std::string> out;
     std::regex pattern("\\[" + tag + " \"([^\"]*)\"\\]");
     for (std::sregex_iterator i(pgn.begin(), pgn.end(), pattern), end; i != end; ++i) out.push_back((*i)[1]);
     return out;
 }
+
 // Plays the openings in order, each with both colours, at one game at a time.
 MatchRun runMatch(const std::string& first, const std::string& second, const std::vector<std::string>& openings,
                   std::vector<std::string> extra = {}, int games = 0, const std::string& tc = "2+0") {
@@ -42,6 +44,7 @@ MatchRun runMatch(const std::string& first, const std::string& second, const std
     run.pgnWhites = tagValues(fileBytes(pgn), "White");
     return run;
 }
+
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 const std::string START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 const std::string MIDDLE_GAME_BLACK = "r1bq1rk1/ppp2ppp/2n2n2/3pp3/1b1PP3/2N2N2/PPP1BPPP/R1BQK2R b KQ - 3 6";
@@ -64,6 +67,7 @@ TEST(MatchTool, RuleBreakerLosesWithEitherColourAndEitherSeat) {
         EXPECT_EQ(b.pgnResults, (std::vector<std::string>{"1-0", "0-1"})) << c.fault;
     }
 }
+
 TEST(MatchTool, MarginForgivesEachOverrunButNotALongerOne) {
     // Three moves in a row 60 ms past the clock: inside a 150 ms margin each time, though together they are 180 ms.
     std::string late = FAKE + " --fault overrun --at 1";
@@ -74,6 +78,7 @@ TEST(MatchTool, MarginForgivesEachOverrunButNotALongerOne) {
     EXPECT_TRUE(contains(strict.output, "Score of first vs second: 0 - 2 - 0")) << strict.output;
     EXPECT_TRUE(contains(strict.output, "first time: 2;")) << strict.output;
 }
+
 TEST(MatchTool, AgreedScoresAdjudicateForTheSideBothEnginesSee) {
     // The loser admits it in centipawns or as a mate against it; the winner reports in the other field order.
     for (const auto& [losing, winning] : {std::pair<std::string, std::string>{"cp -1500", "cp 1200"},
@@ -85,6 +90,7 @@ TEST(MatchTool, AgreedScoresAdjudicateForTheSideBothEnginesSee) {
         EXPECT_TRUE(contains(a.output, "(adjudicated)") && contains(a.output, "Faults: none")) << a.output;
     }
 }
+
 TEST(MatchTool, OneSidedOrBoundScoresDoNotAdjudicate) {
     // A mate claimed by one engine only; both engines claiming a win; a winning
     // score that is only a lower bound while the exact score is level.
@@ -99,6 +105,7 @@ TEST(MatchTool, OneSidedOrBoundScoresDoNotAdjudicate) {
         EXPECT_EQ(run.pgnResults.size(), 2u);
     }
 }
+
 TEST(MatchTool, RulesOfChessEndGamesForTheRightSide) {
     // Mate in one for White, mate in one for Black, a stalemating pawn push.
     MatchRun run = runMatch(FAKE, FAKE,
@@ -108,6 +115,7 @@ TEST(MatchTool, RulesOfChessEndGamesForTheRightSide) {
     EXPECT_TRUE(contains(run.output, "Score of first vs second: 2 - 2 - 2")) << run.output;
     EXPECT_TRUE(contains(run.output, "(checkmate)") && contains(run.output, "(stalemate)"));
 }
+
 TEST(MatchTool, EnginesGetOneThreadAndNoPonderUnlessTold) {
     TempDir dir("match_options_");
     std::string log1 = dir.path + "/one.txt", log2 = dir.path + "/two.txt";
@@ -119,6 +127,7 @@ TEST(MatchTool, EnginesGetOneThreadAndNoPonderUnlessTold) {
         << run.output;
     EXPECT_TRUE(contains(run.output, "Bogus=7 [not offered]")) << run.output;
 }
+
 TEST(MatchTool, SequentialTestStopsWhenItDecides) {
     std::string strong = FAKE + " --score cp 2000", weak = FAKE + " --score cp -2000";
     for (bool firstStronger : {true, false}) {

@@ -8,6 +8,7 @@ namespace {
 bool anyStartsWith(const std::vector<std::string>& lines, const std::string& prefix) {
     return std::any_of(lines.begin(), lines.end(), [&](const std::string& l) { return startsWith(l, prefix); });
 }
+
 // "rtest" resizes the table for every line; a search still probing it once crashed the engine.
 TEST(Reliability, PerftChecksDuringASearchStopItFirst) {
     EngineSession s;
@@ -24,6 +25,7 @@ TEST(Reliability, PerftChecksDuringASearchStopItFirst) {
     }
     s.ready();
 }
+
 TEST(Reliability, HashstatsAndEvilDuringASearch) {
     EngineSession s;
     s.send("setoption name Hash value 16");
@@ -38,6 +40,7 @@ TEST(Reliability, HashstatsAndEvilDuringASearch) {
     auto lines = s.untilBestMove(60000);
     EXPECT_GE(std::count_if(lines.begin(), lines.end(), [](const std::string& l) { return startsWith(l, "Evaluation : "); }), 3);
 }
+
 // A memory limit leaves room for a few dozen threads only: the engine takes what it gets, says so, and goes on playing.
 TEST(Reliability, RefusedThreadsFallBackToFewer) {
 #ifdef QUORVANE_SANITIZED
@@ -61,6 +64,7 @@ TEST(Reliability, RefusedThreadsFallBackToFewer) {
     send(e, "quit");
     EXPECT_EQ(waitExit(e, 30000), 0);
 }
+
 // Each odd value gets a short note and a search a GUI author would expect.
 TEST(Reliability, OddGoValuesAreReportedAndAnswered) {
     EngineSession s;
@@ -89,6 +93,7 @@ TEST(Reliability, OddGoValuesAreReportedAndAnswered) {
         else EXPECT_FALSE(anyStartsWith(lines, "info string")) << c.go;
     }
 }
+
 TEST(Reliability, SearchMovesRestrictTheRoot) {
     EngineSession s;
     std::vector<std::string> lines;
@@ -102,6 +107,7 @@ TEST(Reliability, SearchMovesRestrictTheRoot) {
     EXPECT_TRUE(std::find(lines.begin(), lines.end(), "info string go: searchmoves 'zz9' is not a legal move, ignored") != lines.end());
     EXPECT_GE(fieldOf(withPrefix(lines, "info score").back(), "depth"), 5);
 }
+
 TEST(Reliability, RepliesNameWhatWasDoneAndStayShort) {
     EngineSession s;
     bool found = false;

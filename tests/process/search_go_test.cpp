@@ -18,17 +18,20 @@ TEST(SearchGo, DepthLimitAndInfoLineForm) {
     std::string pv = infos.back().substr(infos.back().find(" pv ") + 4);
     EXPECT_EQ(pv.substr(0, 9), best.substr(9, 4) + " " + best.substr(21, 4));
 }
+
 TEST(SearchGo, MoveTimeIsKept) {
     EngineSession s;
     s.send("position startpos moves e2e4 e7e5");
     long ms = s.millisUntilBestMove("go movetime 400");
     EXPECT_TRUE(ms >= 350 && ms <= 1500) << ms;
 }
+
 // The limits the engine works out for this "go", as the search receives them.
 Allotment allotmentFor(int time, int movesToGo, int gameMoveCount) {
     AllotmentInput in{.time = time, .movesToGo = movesToGo, .movesToGoGiven = movesToGo > 0, .gameMoveCount = gameMoveCount, .newGame = true};
     return withSafetyMargin(allotTime(in), in);
 }
+
 // On the clock a search ends between its soft limit, shortened at most to 0.6 of it by a settled best move, and its
 // hard limit. The bounds are wide, for a busy machine: a quarter of the soft limit, the hard limit and a second.
 TEST(SearchGo, ClockSearchSpendsItsAllotmentAndNoMore) {
@@ -45,6 +48,7 @@ TEST(SearchGo, ClockSearchSpendsItsAllotmentAndNoMore) {
         EXPECT_LT(ms, c.time) << c.go << ": the flag fell";
     }
 }
+
 // With next to nothing on the clock the hard limit is a millisecond or so:
 // the answer comes at once, even with a large increment to come.
 TEST(SearchGo, TinyClocksAreAnsweredAtOnce) {
@@ -58,6 +62,7 @@ TEST(SearchGo, TinyClocksAreAnsweredAtOnce) {
         EXPECT_TRUE(std::regex_match(lines.back(), std::regex("bestmove [a-h][1-8][a-h][1-8].*"))) << go;
     }
 }
+
 TEST(SearchGo, InfiniteWaitsForStopAndAnswersIsReady) {
     EngineSession s;
     s.send("position fen 6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1");  // mate in one: the search has nothing left to do
@@ -72,6 +77,7 @@ TEST(SearchGo, InfiniteWaitsForStopAndAnswersIsReady) {
     auto result = s.untilBestMove(3000);
     EXPECT_EQ(result.back(), "bestmove d1d8");  // nothing follows the mate, so no ponder move
 }
+
 // "ponderhit" after the soft limit stops at once; before it the search goes on.
 TEST(SearchGo, PonderhitStopsOnlyOnceTheSoftLimitHasPassed) {
     EngineSession s;
@@ -86,6 +92,7 @@ TEST(SearchGo, PonderhitStopsOnlyOnceTheSoftLimitHasPassed) {
     EXPECT_TRUE(withPrefix(readFor(s.engine, 300), "bestmove").empty());
     s.untilBestMove(10000);
 }
+
 TEST(SearchGo, StopAndQuitWithSeveralThreads) {
     EngineSession s;
     s.send("setoption name Threads value 3");
@@ -100,6 +107,7 @@ TEST(SearchGo, StopAndQuitWithSeveralThreads) {
     s.send("quit");
     EXPECT_EQ(waitExit(s.engine, 5000), 0);
 }
+
 // The boss searching alone, ended by the end of its input.
 TEST(SearchGo, EndOfInputDuringASearchEndsTheProgram) {
     EngineSession s;
@@ -109,6 +117,7 @@ TEST(SearchGo, EndOfInputDuringASearchEndsTheProgram) {
     closeInput(s.engine);
     EXPECT_EQ(waitExit(s.engine, 5000), 0);
 }
+
 TEST(SearchGo, GoWhileSearchingStartsAfreshWithoutHanging) {
     EngineSession s;
     s.send("position startpos");
@@ -118,12 +127,14 @@ TEST(SearchGo, GoWhileSearchingStartsAfreshWithoutHanging) {
     s.untilBestMove(3000);
     s.untilBestMove(5000);  // both searches answer
 }
+
 TEST(SearchGo, NodesLimitStopsTheSearch) {
     EngineSession s;
     auto infos = withPrefix(s.search("startpos", "go nodes 20000"), "info score");
     ASSERT_FALSE(infos.empty());
     EXPECT_LT(fieldOf(infos.back(), "nodes"), 40000);
 }
+
 TEST(SearchGo, MateLimitStopsAtTheMate) {
     EngineSession s;
     s.send("position fen k7/8/2K5/8/8/8/8/7R w - - 0 1");
@@ -133,6 +144,7 @@ TEST(SearchGo, MateLimitStopsAtTheMate) {
     ASSERT_FALSE(mates.empty());
     for (const auto& l : mates) EXPECT_TRUE(std::regex_match(l, infoPattern())) << l;
 }
+
 TEST(SearchRoot, MatedSideSeesANegativeMate) {
     EngineSession s;
     // Kb8 is forced, then Rh8 mates.
@@ -140,6 +152,7 @@ TEST(SearchRoot, MatedSideSeesANegativeMate) {
     ASSERT_FALSE(infos.empty());
     EXPECT_TRUE(startsWith(infos.back(), "info score mate -")) << infos.back();
 }
+
 // Checkmate and stalemate at the root: one info line and no move.
 TEST(SearchRoot, NoLegalMoveAtTheRoot) {
     EngineSession s;
@@ -151,6 +164,7 @@ TEST(SearchRoot, NoLegalMoveAtTheRoot) {
     EXPECT_TRUE(startsWith(stalemate[stalemate.size() - 2], "info score cp 0 depth 0") && stalemate.back() == "bestmove (none)")
         << stalemate[stalemate.size() - 2];
 }
+
 TEST(SearchRoot, SingleLegalMoveStopsAfterDepthThree) {
     EngineSession s;
     s.send("position fen k7/8/8/8/8/8/1q6/K7 w - - 0 1");
@@ -159,6 +173,7 @@ TEST(SearchRoot, SingleLegalMoveStopsAfterDepthThree) {
     EXPECT_TRUE(ms < 2000 && lines.back() == "bestmove a1b2") << ms << " " << lines.back();
     for (const auto& l : withPrefix(lines, "info score")) EXPECT_LE(fieldOf(l, "depth"), 3) << l;
 }
+
 TEST(SearchRoot, GameHistoryRepetitionIsADraw) {
     EngineSession s;
     // Black, a rook down, can repeat the position a third time with Qe1+.

@@ -59,18 +59,21 @@ struct EngineSession {
         return long(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count());
     }
 };
+
 inline const std::regex& infoPattern() {
     static const std::regex pattern(
         "info score (cp -?[0-9]+|mate -?[0-9]+) depth [0-9]+ seldepth [0-9]+ nodes [0-9]+ nps [0-9]+ time [0-9]+ tbhits [0-9]+ pv"
         "( [a-h][1-8][a-h][1-8][nbrq]?)+");
     return pattern;
 }
+
 inline std::vector<std::string> withPrefix(const std::vector<std::string>& lines, const std::string& prefix) {
     std::vector<std::string> out;
     for (const auto& l : lines)
         if (startsWith(l, prefix)) out.push_back(l);
     return out;
 }
+
 // The number after `key` in an info line, or -1.
 inline long fieldOf(const std::string& line, const std::string& key) {
     std::string k = " " + key + " ";

@@ -12,6 +12,7 @@ struct Outcome {
     int plies = 0;
     std::vector<int> rootScores;  // the probe's score of each move, from the mover's view
 };
+
 // Both sides play the engine's move for 'limit' plies or until mate.
 Outcome playOut(EngineSession& s, const std::string& fen, int limit) {
     Outcome o;
@@ -40,6 +41,7 @@ Outcome playOut(EngineSession& s, const std::string& fen, int limit) {
     }
     return o;
 }
+
 TEST(TablebasePlay, WinsKQvKRAndKRvKByTheTables) {
     EngineSession s;
     s.send("setoption name SyzygyPath value " + SYZYGY);
@@ -54,6 +56,7 @@ TEST(TablebasePlay, WinsKQvKRAndKRvKByTheTables) {
         for (size_t i = 0; i < o.rootScores.size(); i += 2) EXPECT_GT(o.rootScores[i], 0) << fen << " ply " << i;
     }
 }
+
 TEST(TablebasePlay, DrawnEndingsStayDrawn) {
     EngineSession s;
     s.send("setoption name SyzygyPath value " + SYZYGY);
@@ -64,6 +67,7 @@ TEST(TablebasePlay, DrawnEndingsStayDrawn) {
         for (int score : o.rootScores) EXPECT_EQ(score, 0) << fen;
     }
 }
+
 TEST(TablebasePlay, WithoutTablesTheSearchRuns) {
     EngineSession s;
     s.send("position fen 8/8/2k5/8/8/2r5/8/3QK3 w - - 0 1");

@@ -9,12 +9,14 @@ std::string reply(EngineSession& s, const std::string& line) {
     EXPECT_TRUE(readLine(s.engine, out, 10000)) << line;
     return out;
 }
+
 std::string lastWord(const std::string& line) { return line.substr(line.find_last_of(" :") + 1); }
 // What a GUI reads from an "option" line.
 struct Declared {
     std::string name, type, defaultValue;
     long min = 0, max = 0;
 };
+
 Declared parseDeclaration(const std::string& line) {
     std::istringstream in(line);
     Declared d;
@@ -28,6 +30,7 @@ Declared parseDeclaration(const std::string& line) {
     }
     return d;
 }
+
 // The engine holds to what it declares: the nine options in the order of the "uci" answer, each spin option's default
 // inside its range and values beyond the range brought back to its ends, the check options off by default.
 TEST(UciOptions, DeclarationsAreWhatSetoptionEnforces) {
@@ -61,6 +64,7 @@ TEST(UciOptions, DeclarationsAreWhatSetoptionEnforces) {
         }
     }
 }
+
 // The reply texts, with their differing colon spacing, name the value stored.
 TEST(UciOptions, RepliesNameTheStoredValue) {
     EngineSession s;
@@ -81,6 +85,7 @@ TEST(UciOptions, RepliesNameTheStoredValue) {
     s.send("setoption name hash value 8");
     EXPECT_EQ(reply(s, "isready"), "readyok");
 }
+
 TEST(UciOptions, ThreadsAreClampedToTwoHundredFiftySix) {
     EngineSession s;
     // 256 threads take a while to start under the sanitizers.
@@ -90,6 +95,7 @@ TEST(UciOptions, ThreadsAreClampedToTwoHundredFiftySix) {
     EXPECT_EQ(lines.back(), "info string Number of threads set to : 256");
     s.search("startpos", "go depth 3");  // all of them search and stop again
 }
+
 TEST(UciOptions, NetFileLoadsOrRefuses) {
     EngineSession s;
     std::string path = s.dir + "/220321-307.nnue";
@@ -105,6 +111,7 @@ TEST(UciOptions, NetFileLoadsOrRefuses) {
               "info string NetFile not found/correct: " + missing + ". Unable to calculate the best move for the position.");
     EXPECT_EQ(reply(s, "isready"), "readyok");  // and no bestmove before it
 }
+
 // Setting NetFile reads that file as named, from the working directory, and
 // nowhere else: the built-in copy is only the start-up default's fallback.
 TEST(UciOptions, NoNetworkNoSearch) {
@@ -115,6 +122,7 @@ TEST(UciOptions, NoNetworkNoSearch) {
               "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for the position.");
     EXPECT_EQ(reply(s, "isready"), "readyok");
 }
+
 TEST(UciOptions, HashStatisticsOfAnEmptyTable) {
     EngineSession s;
     s.send("setoption name Hash value 1");

@@ -7,6 +7,7 @@ class AttackTables : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initBoardTables(); }
 };
+
 TEST_F(AttackTables, MagicLookupsMatchRayWalksOnRandomOccupancies) {
     std::mt19937_64 rng(7);
     for (int s = 0; s < 64; ++s)
@@ -16,6 +17,7 @@ TEST_F(AttackTables, MagicLookupsMatchRayWalksOnRandomOccupancies) {
             ASSERT_EQ(bishopAttacks(s, occ), slowBishopAttacks(s, occ)) << s;
         }
 }
+
 // The trial search finds nine-bit multipliers that map every occupancy subset without a harmful collision.
 TEST_F(AttackTables, MagicSearchFindsValidMultipliers) {
     for (int s : {0, 27, 63}) {
@@ -35,6 +37,7 @@ TEST_F(AttackTables, MagicSearchFindsValidMultipliers) {
         }
     }
 }
+
 TEST_F(AttackTables, LeapersStayOnTheBoard) {
     EXPECT_EQ(knightAttacks[sq("a1")], bit(sq("b3")) | bit(sq("c2")));
     EXPECT_EQ(popcount(knightAttacks[sq("d4")]), 8);
@@ -42,6 +45,7 @@ TEST_F(AttackTables, LeapersStayOnTheBoard) {
     EXPECT_EQ(kingAttacks[sq("h1")], bit(sq("g1")) | bit(sq("g2")) | bit(sq("h2")));
     EXPECT_EQ(popcount(kingAttacks[sq("e4")]), 8);
 }
+
 TEST_F(AttackTables, PawnAttackersAreFilledFromTheThirdRank) {
     EXPECT_EQ(pawnAttackers[WHITE][sq("e4")], bit(sq("d3")) | bit(sq("f3")));
     EXPECT_EQ(pawnAttackers[WHITE][sq("a4")], bit(sq("b3")));
@@ -55,6 +59,7 @@ TEST_F(AttackTables, PawnAttackersAreFilledFromTheThirdRank) {
     EXPECT_EQ(epNeighbours[sq("a4")], bit(sq("b4")));
     EXPECT_EQ(epNeighbours[sq("e5")], bit(sq("d5")) | bit(sq("f5")));
 }
+
 TEST_F(AttackTables, SquareRelations) {
     Bitboard diagonal = 0;
     for (const char* s : {"b2", "c3", "d4", "e5", "f6", "g7"}) diagonal |= bit(sq(s));
@@ -65,6 +70,7 @@ TEST_F(AttackTables, SquareRelations) {
     EXPECT_EQ(lineThrough[sq("a1")][sq("b3")], 0u);
     EXPECT_TRUE(squareDistance[sq("a1")][sq("h8")] == 7 && squareDistance[sq("e4")][sq("f6")] == 2);
 }
+
 TEST_F(AttackTables, EvaluationMasks) {
     EXPECT_EQ(adjacentFiles[sq("a5")], fileMask[1]);
     EXPECT_EQ(adjacentFiles[sq("h5")], fileMask[6]);

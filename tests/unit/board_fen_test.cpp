@@ -7,10 +7,12 @@ class Fen : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initBoardTables(); }
 };
+
 // The castling rooks' squares: white short, white long, black short, black long.
 std::vector<int> rooks(const Position& p) {
     return {p.castlingRook[CR_WHITE_SHORT], p.castlingRook[CR_WHITE_LONG], p.castlingRook[CR_BLACK_SHORT], p.castlingRook[CR_BLACK_LONG]};
 }
+
 TEST_F(Fen, StartPosition) {
     TestPosition t(START_FEN);
     Position& p = *t;
@@ -21,12 +23,14 @@ TEST_F(Fen, StartPosition) {
     EXPECT_TRUE(popcount(occupancy(p)) == 32 && !p.plyStates[0].inCheck);
     EXPECT_EQ(getFen(p), START_FEN);
 }
+
 TEST_F(Fen, MissingFieldsArePadded) {
     TestPosition t;
     ASSERT_TRUE(t.set("4k3/8/8/8/8/8/8/4K3 w"));
     EXPECT_TRUE(t->plyStates[0].castling == 0 && t->plyStates[0].epSquare == 0 && t->fiftyMove == 0 && t->gamePly == 1);
     EXPECT_EQ(getFen(*t), "4k3/8/8/8/8/8/8/4K3 w - - 0 1");
 }
+
 TEST_F(Fen, GamePlyIsClamped) {
     TestPosition t("4k3/8/8/8/8/8/8/4K3 b - - 7 300");
     EXPECT_EQ(t->gamePly, 513);  // clamped to 512, then the key is stored
@@ -34,6 +38,7 @@ TEST_F(Fen, GamePlyIsClamped) {
     TestPosition zero("4k3/8/8/8/8/8/8/4K3 w - - 0 0");
     EXPECT_EQ(zero->gamePly, 1);
 }
+
 TEST_F(Fen, EnPassantFieldNamesThePawnThatCanBeTaken) {
     TestPosition t("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
     EXPECT_EQ(t->plyStates[0].epSquare, 28);
@@ -43,6 +48,7 @@ TEST_F(Fen, EnPassantFieldNamesThePawnThatCanBeTaken) {
     TestPosition bogus("4k3/8/8/8/8/8/8/4K3 b - e3 0 1");
     EXPECT_EQ(bogus->plyStates[0].epSquare, 0);
 }
+
 TEST_F(Fen, Chess960CastlingLetters) {
     Chess960Scope on(true);
     TestPosition t("r3k2r/8/8/8/8/8/8/R3K2R w HAha - 0 1");
@@ -55,6 +61,7 @@ TEST_F(Fen, Chess960CastlingLetters) {
     EXPECT_EQ(inner->plyStates[0].castling, WHITE_LONG | BLACK_SHORT);
     EXPECT_TRUE(inner->castlingRook[CR_WHITE_LONG] == 1 && inner->castlingRook[CR_BLACK_SHORT] == 62);
 }
+
 TEST_F(Fen, CastlingRightsWithoutTheirRookAreDropped) {
     TestPosition t("r3k3/8/8/8/8/8/8/4K2R w KQkq - 0 1");
     EXPECT_EQ(t->plyStates[0].castling, WHITE_SHORT | BLACK_LONG);
@@ -62,6 +69,7 @@ TEST_F(Fen, CastlingRightsWithoutTheirRookAreDropped) {
     TestPosition moved("4k3/8/8/8/8/8/8/3K3R w K - 0 1");
     EXPECT_EQ(moved->plyStates[0].castling, 0);
 }
+
 TEST_F(Fen, MalformedTextIsRefusedWithAReason) {
     const char* bad[] = {
         "", "4k3/8/8/8/8/8/8/4K3",                        // empty, no side to move
@@ -88,6 +96,7 @@ TEST_F(Fen, MalformedTextIsRefusedWithAReason) {
         EXPECT_FALSE(error.empty()) << fen;
     }
 }
+
 TEST_F(Fen, BookPositionsRoundTrip) {
     std::ifstream in(testDataPath("books/UHO_4060_v3.epd"));
     ASSERT_TRUE(in);
@@ -106,6 +115,7 @@ TEST_F(Fen, BookPositionsRoundTrip) {
     }
     EXPECT_EQ(checked, 300);
 }
+
 TEST_F(Fen, KeysSeparateSideCastlingAndEnPassant) {
     TestPosition a("4k3/8/8/8/8/8/8/4K2R w K - 0 1"), b("4k3/8/8/8/8/8/8/4K2R b K - 0 1"), c("4k3/8/8/8/8/8/8/4K2R w - - 0 1");
     EXPECT_NE(a->key, b->key);
@@ -114,6 +124,7 @@ TEST_F(Fen, KeysSeparateSideCastlingAndEnPassant) {
     TestPosition d("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1"), e("4k3/8/8/3pP3/8/8/8/4K3 w - - 0 1");
     EXPECT_NE(d->key, e->key);
 }
+
 TEST_F(Fen, BoardPicture) {
     TestPosition t("4k3/8/8/8/8/8/8/R3K3 w Q - 0 1");
     std::string line = "+---+---+---+---+---+---+---+---+\n";

@@ -10,6 +10,7 @@ class MakeMove : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initBoardTables(); }
 };
+
 struct Snapshot {
     uint8_t board[64];
     Bitboard pieces[14];
@@ -30,6 +31,7 @@ struct Snapshot {
                psq[1] == o.psq[1] && phase == o.phase && side == o.side && gamePly == o.gamePly && fifty == o.fifty;
     }
 };
+
 // Random games from book positions, standard and Chess960: every make keeps the
 // incremental state equal to a recomputation, and every unmake restores it exactly.
 void playRandomLines(const std::string& book, bool frc, int positions) {
@@ -64,6 +66,7 @@ void playRandomLines(const std::string& book, bool frc, int positions) {
         ++done;
     }
 }
+
 TEST_F(MakeMove, RandomLinesStayConsistent) { playRandomLines("books/UHO_4060_v3.epd", false, 150); }
 TEST_F(MakeMove, RandomChess960LinesStayConsistent) { playRandomLines("books/FRC_openings.epd", true, 150); }
 TEST_F(MakeMove, CapturingARookOnItsSquareRemovesTheRight) {
@@ -79,6 +82,7 @@ TEST_F(MakeMove, CapturingARookOnItsSquareRemovesTheRight) {
                         pieceKeys[BROOK][sq("a8")] ^ sideKey ^ castlingKeys[15] ^ castlingKeys[7];
     EXPECT_EQ(p.key, expected);
 }
+
 TEST_F(MakeMove, DoubleStepAlwaysCarriesTheEnPassantKey) {
     TestPosition t(START_FEN);
     Position& p = *t;
@@ -89,6 +93,7 @@ TEST_F(MakeMove, DoubleStepAlwaysCarriesTheEnPassantKey) {
     EXPECT_EQ(p.key, before ^ pieceKeys[WPAWN][sq("a2")] ^ pieceKeys[WPAWN][sq("a4")] ^ sideKey ^ epKeys[0]);
     EXPECT_EQ(p.fiftyMove, 0);
 }
+
 TEST_F(MakeMove, ChangedPieceLists) {
     TestPosition t("1n2k3/P7/8/8/8/8/8/R3K2R w KQ - 3 1");
     Position& p = *t;
@@ -114,6 +119,7 @@ TEST_F(MakeMove, ChangedPieceLists) {
     EXPECT_EQ(p.fiftyMove, 4);
     EXPECT_EQ(p.plyStates[1].castling, 0);
 }
+
 TEST_F(MakeMove, NullMoveFlipsSideAndKey) {
     TestPosition t("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
     Position& p = *t;

@@ -10,23 +10,27 @@ class MoveGen : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initBoardTables(); }
 };
+
 std::vector<Move> captures(Position& p) {
     Move* start = p.plyStates[0].moveStart;
     Move* end = generateCaptures(0, start, p);
     return std::vector<Move>(start, end);
 }
+
 // How often `m` is among the legal moves of `fen`.
 long legalCount(const char* fen, Move m) {
     TestPosition t(fen);
     auto legal = legalMoves(*t, 0);
     return std::count(legal.begin(), legal.end(), m);
 }
+
 std::vector<Move> quiets(Position& p) {
     Move* start = p.plyStates[0].moveStart;
     Move* mid = generateCaptures(0, start, p);
     Move* end = generateQuiets(0, mid, p);
     return std::vector<Move>(mid, end);
 }
+
 TEST_F(MoveGen, StartPosition) {
     TestPosition t(START_FEN);
     EXPECT_TRUE(captures(*t).empty());
@@ -34,6 +38,7 @@ TEST_F(MoveGen, StartPosition) {
     EXPECT_EQ(q.size(), 20u);
     EXPECT_EQ(std::count_if(q.begin(), q.end(), [](Move m) { return moveFlag(m) == FLAG_DOUBLE; }), 8);
 }
+
 // Captures are ordered by victim first, then by the cheaper attacker.
 TEST_F(MoveGen, CaptureScoresFollowVictimAndMover) {
     // White pawn, knight and queen can all take the black rook on d5; the queen can take the pawn on h5.
@@ -56,6 +61,7 @@ TEST_F(MoveGen, CaptureScoresFollowVictimAndMover) {
     EXPECT_EQ(moveFlag(pc[0]), FLAG_PROMO_Q);
     EXPECT_EQ(moveFlag(pc[3]), FLAG_PROMO_N);
 }
+
 TEST_F(MoveGen, PinnedPieces) {
     // The knight on e2 is pinned by the rook on e8: it has no moves at all.
     TestPosition knight("4r1k1/8/8/8/8/8/4N3/4K3 w - - 0 1");
@@ -75,6 +81,7 @@ TEST_F(MoveGen, PinnedPieces) {
     EXPECT_NE(std::find(legal.begin(), legal.end(), makeMove(sq("e1"), sq("d1"))), legal.end());
     EXPECT_EQ(std::find(legal.begin(), legal.end(), makeMove(sq("d2"), sq("d1"))), legal.end());
 }
+
 TEST_F(MoveGen, DoubleCheckAllowsOnlyKingMoves) {
     TestPosition t("4k3/8/8/8/1b6/8/4r3/R3K2R w KQ - 0 1");
     // Bishop b4 and rook e2 both attack e1.
@@ -83,6 +90,7 @@ TEST_F(MoveGen, DoubleCheckAllowsOnlyKingMoves) {
     ASSERT_FALSE(moves.empty());
     for (Move m : moves) EXPECT_EQ(moveFrom(m), sq("e1"));
 }
+
 TEST_F(MoveGen, EvasionsMeetTheCheck) {
     // Rook check from e8: block with the knight or step aside.
     TestPosition check("4r1k1/8/8/8/8/2N5/8/B3K3 w - - 0 1");
@@ -91,6 +99,7 @@ TEST_F(MoveGen, EvasionsMeetTheCheck) {
     EXPECT_TRUE(texts.count("c3e4") && texts.count("e1d2"));    // the knight blocks, the king steps aside
     EXPECT_FALSE(texts.count("e1e2") || texts.count("a1b2"));  // still on the file; does not meet the check
 }
+
 TEST_F(MoveGen, EnPassantMoveNamesTheTakenPawn) {
     TestPosition t(START_FEN);
     Position& p = *t;
@@ -107,6 +116,7 @@ TEST_F(MoveGen, EnPassantMoveNamesTheTakenPawn) {
     EXPECT_TRUE(moveFrom(c[0]) == sq("e5") && moveTo(c[0]) == sq("f5") && moveFlag(c[0]) == FLAG_EP);
     EXPECT_EQ(moveToText(p, c[0]), "e5f6");
 }
+
 TEST_F(MoveGen, EnPassantThatExposesTheKingIsIllegal) {
     // Taking on d6 would clear the fifth rank between the king on a5 and the rook on h5.
     TestPosition t("8/8/8/K2pP2r/8/8/8/7k w - d6 0 1");
@@ -117,6 +127,7 @@ TEST_F(MoveGen, EnPassantThatExposesTheKingIsIllegal) {
     auto freeMoves = legalMoves(*free, 0);
     EXPECT_EQ(std::count_if(freeMoves.begin(), freeMoves.end(), [](Move m) { return moveFlag(m) == FLAG_EP; }), 1);
 }
+
 TEST_F(MoveGen, CastlingThroughAttackedSquares) {
     TestPosition clear("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
     auto q = quiets(*clear);
@@ -131,6 +142,7 @@ TEST_F(MoveGen, CastlingThroughAttackedSquares) {
     EXPECT_EQ(legalCount("4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", makeMove(4, 6, FLAG_SHORT)), 0);
     EXPECT_EQ(legalCount("4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", makeMove(4, 2, FLAG_LONG)), 0);
 }
+
 TEST_F(MoveGen, Chess960CastlingWithKingAndRookOnTheirTargets) {
     Chess960Scope on(true);
     // King b1, rook a1: long castling goes b1 -> c1, needing only c1 and d1 empty.

@@ -9,6 +9,7 @@ class Perft : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initBoardTables(); }
 };
+
 // Tricky positions with counts from an independent generator, deeper than the kept file goes.
 TEST_F(Perft, PromotionsPinsAndCastlingEdgeCases) {
     struct Case { const char* fen; int depth; uint64_t nodes; bool frc; };
@@ -30,6 +31,7 @@ TEST_F(Perft, PromotionsPinsAndCastlingEdgeCases) {
         EXPECT_EQ(perft(0, c.depth, *t), c.nodes) << c.fen;
     }
 }
+
 // Every number of a perft file is checked before it is used: a depth of 200 once ran past the per-ply records.
 TEST_F(Perft, FileNumbersAreValidatedLineByLine) {
     std::string saved = perftFile;

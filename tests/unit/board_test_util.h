@@ -21,6 +21,7 @@ inline std::vector<Move> legalMoves(Position& p, int ply) {
     for (Move* m = start; m < end; ++m) out.push_back(moveBase(*m));
     return out;
 }
+
 // Restores chess960 to standard chess when a test leaves.
 struct Chess960Scope {
     bool saved = chess960;

@@ -43,6 +43,7 @@ protected:
     GeneratorSettings settings;
     std::vector<std::string> written;
 };
+
 TEST_F(DatagenRun, TheSameSeedGivesTheSameFileWhateverTheThreadCount) {
     settings.seed = 7;
     run("one_thread");
@@ -54,6 +55,7 @@ TEST_F(DatagenRun, TheSameSeedGivesTheSameFileWhateverTheThreadCount) {
     run("other_seed");
     EXPECT_NE(fileBytes(settings.dataPath), first);
 }
+
 TEST_F(DatagenRun, PositionTargetsEndAfterTheGameThatReachesThem) {
     settings.games = 0, settings.positions = 30, settings.threads = 2;
     GeneratorSummary summary = run("target");
@@ -62,6 +64,7 @@ TEST_F(DatagenRun, PositionTargetsEndAfterTheGameThatReachesThem) {
     ASSERT_TRUE(readAllRecords(settings.dataPath, records));
     EXPECT_EQ(records.size(), summary.positions);
 }
+
 TEST_F(DatagenRun, TuningLinesSplitIntoTheRecordedPositionAndWhitesResult) {
     settings.chess960Share = 0.5;  // one game from the Chess960 book, whose castling letters must read back too
     GeneratorSummary summary = run("tuning", true);
@@ -88,6 +91,7 @@ TEST_F(DatagenRun, TuningLinesSplitIntoTheRecordedPositionAndWhitesResult) {
     EXPECT_TRUE(n == records.size() && n == summary.positions) << n;
     EXPECT_EQ(tuningLine("8/8/8/4k3/8/8/3QK3/8 b - - 0 1", RESULT_DRAW), "8/8/8/4k3/8/8/3QK3/8 b - - 0 1 c9 \"1/2-1/2\";");
 }
+
 // Raises the stop request as soon as a progress line reports `games` games written.
 class StopAfterGames : public std::stringbuf {
 public:
@@ -100,6 +104,7 @@ private:
     std::atomic<bool>& flag_;
     std::string trigger_;
 };
+
 TEST_F(DatagenRun, AStopRequestEndsWithACompleteFileOfTheGamesWritten) {
     std::atomic<bool> stop{false};
     settings.seed = 11, settings.games = 1000, settings.stopRequest = &stop;
@@ -125,6 +130,7 @@ TEST_F(DatagenRun, AStopRequestEndsWithACompleteFileOfTheGamesWritten) {
     ASSERT_TRUE(readAllRecords(settings.dataPath, records, &error)) << error;
     EXPECT_TRUE(records.empty());
 }
+
 TEST_F(DatagenRun, RefusesAMissingBook) {
     settings.bookPath = datagenTempPath("no_such_book.epd");
     settings.dataPath = datagenTempPath("never.bin");
@@ -134,6 +140,7 @@ TEST_F(DatagenRun, RefusesAMissingBook) {
     EXPECT_FALSE(runGenerator(settings, log, summary, &error));
     EXPECT_NE(error.find("book"), std::string::npos);
 }
+
 // The search entry the generator's game threads use: on the calling thread, with its own stop flag, table and budget.
 class DatagenSearch : public DatagenSearcherTest {
 protected:
@@ -143,6 +150,7 @@ protected:
         return used;
     }
 };
+
 TEST_F(DatagenSearch, StopsAtItsOwnBudgetAndLeavesTheSharedFlagsAlone) {
     TestPosition root("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
     stopFlag.set();  // a stop meant for the pool's search does not end this one
@@ -157,6 +165,7 @@ TEST_F(DatagenSearch, StopsAtItsOwnBudgetAndLeavesTheSharedFlagsAlone) {
     stopFlag.set(false);
     EXPECT_GT(usedBuckets(), 100u) << "the search stored into the thread's own table";
 }
+
 TEST_F(DatagenSearch, FindsTheMateAndReportsNoMoveWithoutOne) {
     TestPosition mateInOne("6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1");
     SoloSearchResult r = searchToNodes(*searcher.searcher, *mateInOne, 2000);
@@ -164,6 +173,7 @@ TEST_F(DatagenSearch, FindsTheMateAndReportsNoMoveWithoutOne) {
     TestPosition mated("3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 1 1");
     EXPECT_EQ(searchToNodes(*searcher.searcher, *mated, 2000).move, NO_MOVE);
 }
+
 // Far below the horizon a check is no longer answered with evasions, but the node keeps its check flag: a re-search of
 // the same node must see the check again, or its captures could leave the king attacked.
 TEST_F(DatagenSearch, QuiescenceKeepsTheCheckFlagOfAnIgnoredCheck) {

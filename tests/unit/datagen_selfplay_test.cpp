@@ -28,6 +28,7 @@ TEST_F(DatagenRules, KeepsOnlyQuietPositionsWithMeaningfulScoresAfterTheOpening)
     TestPosition p(quiet);
     EXPECT_FALSE(keepPosition(*p, NO_MOVE, 0, 20, 8));
 }
+
 TEST_F(DatagenRules, Chess960CastlingOntoTheOwnRookIsNoCapture) {
     chess960 = true;
     TestPosition p("bqnbrkrn/pppppppp/8/8/8/8/PPPPPPPP/BQNBRKR1 w Gg - 0 1");
@@ -39,6 +40,7 @@ TEST_F(DatagenRules, Chess960CastlingOntoTheOwnRookIsNoCapture) {
     EXPECT_NE(p->board[moveTo(castle)], EMPTY) << "written as king takes rook";
     EXPECT_TRUE(keepPosition(*p, castle, 10, 20, 8));
 }
+
 TEST_F(DatagenRules, AdjudicationNeedsAnUnbrokenRun) {
     const AdjudicationRules rules{
         .winMargin = 500, .winPlies = 4, .drawMargin = 10, .drawPlies = 6, .drawStartPly = 40, .maxPlies = 300};
@@ -63,6 +65,7 @@ TEST_F(DatagenRules, AdjudicationNeedsAnUnbrokenRun) {
     EXPECT_EQ(adjudicate(s, rules, 200, 299), Verdict::TOO_LONG);
     EXPECT_EQ(whiteResultOf(Verdict::TOO_LONG), RESULT_DRAW);
 }
+
 class DatagenGames : public DatagenSearcherTest {
 protected:
     PlayedGame play(const std::vector<std::string>& lines, uint64_t seed, GameSettings settings) {
@@ -76,6 +79,7 @@ protected:
         return game;
     }
 };
+
 // Games from the book line as it stands: no random plies, every position kept.
 GameSettings bookLineSettings(uint64_t nodes) { return {.nodes = nodes, .randomPlies = 0, .skipPlies = 0, .rules = {}}; }
 TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {
@@ -101,11 +105,13 @@ TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {
         }
     }
 }
+
 TEST_F(DatagenGames, CheckmateEndsTheGameAndTheMatingMoveIsNotKept) {
     PlayedGame game = play({"6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1"}, 3, bookLineSettings(2000));
     EXPECT_TRUE(game.ending == Ending::CHECKMATE && game.whiteResult == RESULT_WIN && game.plies == 1) << endingName(game.ending);
     EXPECT_TRUE(game.records.empty()) << "the only position searched had a mate score";
 }
+
 // A decided opening is drawn again; when the book holds nothing else, the
 // last try is played whatever its score rather than no game at all.
 TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
@@ -129,6 +135,7 @@ TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
     settings.openingLimit = 0;
     EXPECT_EQ(play({queenUp}, 5, settings).refusedOpenings, 0);
 }
+
 TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
     // A book line that no walk from the initial position could reach in a few moves.
     const std::string bareKings = "4k3/pppppppp/8/8/8/8/PPPPPPPP/4K3 w - - 0 1";
@@ -146,6 +153,7 @@ TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
     EXPECT_GT(fromStart, 8);
     EXPECT_LT(fromStart, 32);
 }
+
 TEST_F(DatagenGames, TablebasesEndGamesWithTheirResult) {
     ASSERT_TRUE(initTablebases(testDataPath("syzygy")));
     ASSERT_GE(largestTablebase(), 4);
@@ -156,6 +164,7 @@ TEST_F(DatagenGames, TablebasesEndGamesWithTheirResult) {
     EXPECT_TRUE(win.ending == Ending::TABLEBASE && win.whiteResult == RESULT_WIN) << endingName(win.ending);
     EXPECT_TRUE(draw.ending == Ending::TABLEBASE && draw.whiteResult == RESULT_DRAW) << endingName(draw.ending);
 }
+
 // Reaching the tables by a capture: six pieces, one more than the largest
 // shared table (KRPvKR), and the free knight on d5 is taken at once.
 TEST_F(DatagenGames, ACaptureIntoTheTablesEndsTheGame) {

@@ -17,6 +17,7 @@
 inline std::string datagenTempPath(const std::string& name) {
     return (std::filesystem::temp_directory_path() / ("quorvane_datagen_" + std::to_string(::getpid()) + "_" + name)).string();
 }
+
 // A book file of the given lines, removed when the test ends.
 struct TempBook {
     std::string path;
@@ -26,6 +27,7 @@ struct TempBook {
     }
     ~TempBook() { std::filesystem::remove(path); }
 };
+
 // Middlegame openings with material for both sides (lines of the kind the real book holds).
 inline const std::vector<std::string> MIDDLEGAME_BOOK = {
     "r1bq1rk1/ppp2ppp/5n2/2bp4/2NPP3/2P5/PP3PPP/RNBQK2R w KQ d6 0 9",
@@ -33,6 +35,7 @@ inline const std::vector<std::string> MIDDLEGAME_BOOK = {
     "rn1q1rk1/1bp1ppbp/p2p1np1/1p6/3PP3/2PB1N2/PP1NQPPP/R1B2RK1 w - - 0 9",
     "r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3",
 };
+
 class DatagenTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -42,6 +45,7 @@ protected:
     }
     void TearDown() override { handcraftedOnly = false; }
 };
+
 // The same, with one game searcher opened for each test.
 class DatagenSearcherTest : public DatagenTest {
 protected:
@@ -55,6 +59,7 @@ protected:
     }
     datagen::GameSearcher searcher;
 };
+
 // A record's position, read back through the engine's FEN reader: false when
 // the engine refuses it. *inCheck tells whether the side to move is in check.
 inline bool recordIsLegal(const TrainingRecord& r, bool* inCheck) {

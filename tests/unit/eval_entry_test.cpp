@@ -13,6 +13,7 @@ void setBalanceEg(Position& p, int eg) {
     p.psq[WHITE] += X(0, eg - now);
     ASSERT_EQ(eg, egOf(materialBalance(p)));
 }
+
 TEST(EvalPath, EvaluateTakesThePathOfTheBalance) {
     useRandomNet(80);
     for (int side = 0; side < 2; ++side) {
@@ -30,6 +31,7 @@ TEST(EvalPath, EvaluateTakesThePathOfTheBalance) {
     }
     EXPECT_TRUE(usesNetwork(X(900, 0))) << "the middlegame half does not count";
 }
+
 TEST(EvalSteps, BishopPairIsExactlyTwo) {
     auto pair = [](const char* fen) {
         TestPosition p(fen);
@@ -41,6 +43,7 @@ TEST(EvalSteps, BishopPairIsExactlyTwo) {
     for (const char* none : {"4k3/8/8/8/8/8/8/B1B1KB2 w - - 0 1", "4k3/8/8/8/8/8/8/4KB2 w - - 0 1", "2b1kb2/8/8/8/8/8/8/2B1KB2 w - - 0 1"})
         EXPECT_EQ(0, pair(none)) << none;  // three, one, a pair each
 }
+
 TEST(EvalSteps, ComplexityNeverCrossesZero) {
     for (int eg = -700; eg <= 700; eg += 7)
         for (int pawns = 0; pawns <= 16; ++pawns)
@@ -51,18 +54,21 @@ TEST(EvalSteps, ComplexityNeverCrossesZero) {
                 EXPECT_EQ(0, mgOf(correction));
             }
 }
+
 TEST(EvalSteps, TaperRoundsTowardZero) {
     // -2.5, 2.5, -47/24 and (200*8 + 100*16)/24 = 133.3 after the two ends.
     struct Case { combEval value; int phase, expected; } cases[] = {
         {X(-7, 300), 24, -7}, {X(-7, 300), 0, 300}, {X(-5, 0), 12, -2}, {X(5, 0), 12, 2}, {X(0, -47), 23, -1}, {X(100, 200), 16, 133}};
     for (const Case& c : cases) EXPECT_EQ(c.expected, taper(c.value, c.phase)) << mgOf(c.value) << "/" << egOf(c.value) << " at " << c.phase;
 }
+
 // The handcrafted score favours the mover when only the mover changes
 // (a quiet position without passed pawns, where nothing else depends on it).
 TEST(EvalSteps, TempoFavoursTheMover) {
     TestPosition white("r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R2QK3 w - - 0 1"), black("r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R2QK3 b - - 0 1");
     EXPECT_GT(handcraftedScore(*white), handcraftedScore(*black));
 }
+
 TEST(EvalCache, SecondCallIsAHitWithTheMoversSign) {
     for (const char* fen : {MIDDLEGAME, "r1bqk2r/pppp1ppp/2n2n2/2b1p3/2B1P3/3P1N2/PPP2PPP/RNBQK2R b KQkq - 1 5",
                             "4k3/8/8/8/8/8/PPP5/3QK3 b - - 0 1"}) {
@@ -82,6 +88,7 @@ TEST(EvalCache, SecondCallIsAHitWithTheMoversSign) {
         EXPECT_NE(first, evaluate(0, *p)) << fen;
     }
 }
+
 TEST(EvalCache, DisplayIsAlwaysFresh) {
     useRandomNet(83);
     TestPosition p("4k3/8/8/8/8/8/PPP5/3QK3 b - - 0 1");

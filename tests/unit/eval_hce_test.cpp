@@ -16,6 +16,7 @@ int handcrafted(const std::string& fen) {
     TestPosition p(fen);
     return handcraftedScore(*p);
 }
+
 TEST(EvalSymmetry, MirroredTwinScoresTheSameOnBothPaths) {
     useRandomNet(90);
     const char* fens[] = {
@@ -39,6 +40,7 @@ TEST(EvalSymmetry, MirroredTwinScoresTheSameOnBothPaths) {
     EXPECT_GE(network, 3);
     EXPECT_GE(hand, 3);
 }
+
 TEST(EvalPawns, StructureOfAKnownPosition) {
     // White: a2 isolated and passed; c4, c5 doubled (c5 not passed: d6 guards
     // its path); e4/f4 phalanx; h5 passed. Black: nothing passed.
@@ -54,6 +56,7 @@ TEST(EvalPawns, StructureOfAKnownPosition) {
     evaluatePawns(*single, other);
     EXPECT_NE(entry.score, other.score);
 }
+
 TEST(EvalPawns, TableEntryIsReused) {
     TestPosition p("4k3/8/3p4/2P1p2P/2P1PP2/8/P7/4K3 w - - 0 1");
     const PawnEntry& first = probePawns(*p);
@@ -63,6 +66,7 @@ TEST(EvalPawns, TableEntryIsReused) {
     stored.score = X(1234, 1234);
     EXPECT_EQ(X(1234, 1234), probePawns(*p).score);  // a hit is not recomputed
 }
+
 // The first position of each pair is better for White than the second by more than the margin.
 TEST(EvalEndgames, KnowledgePointsTheRightWay) {
     struct Case { const char *what, *better, *worse; int margin; } cases[] = {
@@ -78,6 +82,7 @@ TEST(EvalEndgames, KnowledgePointsTheRightWay) {
     TestPosition rook("8/8/8/3k4/8/8/8/R3K3 w - - 0 1");
     EXPECT_GT(evaluate(0, *rook), 400);
 }
+
 TEST(EvalEndgames, DrawishMaterialIsNotOverrated) {
     EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")), 60);    // two knights
     EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/4KB2 w - - 0 1")), 40);      // one bishop
@@ -86,6 +91,7 @@ TEST(EvalEndgames, DrawishMaterialIsNotOverrated) {
     EXPECT_TRUE(rookVsBishop > 0 && rookVsBishop < 150) << rookVsBishop;
     EXPECT_EQ(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1"), -handcrafted(mirrorFen("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")));
 }
+
 TEST(EvalParams, EveryTableIsRegisteredOnce) {
     std::set<std::string> names;
     std::set<const combEval*> addresses;
@@ -99,6 +105,7 @@ TEST(EvalParams, EveryTableIsRegisteredOnce) {
     EXPECT_TRUE(names.count("kingDanger") && names.count("queenMobility") && names.count("pieceSquareScore"));
     EXPECT_GT(entries, 6 + 384 + 9 + 14 + 15 + 28 + 64);
 }
+
 // Each pair differs in one feature; the first position has it for White. The terms named for a pair must widen the gap
 // between the two: the piece-square tables move with tuning, so the pair is compared with and without those terms.
 struct TermPair { const char *feature, *with, *without; std::vector<std::pair<combEval*, int>> terms; };
@@ -107,6 +114,7 @@ int gap(const TermPair& t, bool mirrored) {
     if (mirrored) return handcrafted(mirrorFen(t.with)) - handcrafted(mirrorFen(t.without));
     return handcrafted(t.with) - handcrafted(t.without);
 }
+
 int gapWithoutTerms(const TermPair& t, bool mirrored) {
     std::vector<std::vector<combEval>> saved;
     for (auto [values, count] : t.terms) {
@@ -117,6 +125,7 @@ int gapWithoutTerms(const TermPair& t, bool mirrored) {
     for (size_t i = 0; i < saved.size(); ++i) std::copy(saved[i].begin(), saved[i].end(), t.terms[i].first);
     return result;
 }
+
 TEST(EvalEndgames, TradingPiecesHelpsTheSideAhead) {
     // White is a knight up, and then a pair of rooks off (standing mirrored, their own terms cancel). Part of the gain
     // is the taper alone; the trade-down term adds to it.
@@ -125,6 +134,7 @@ TEST(EvalEndgames, TradingPiecesHelpsTheSideAhead) {
     EXPECT_EQ(gap(t, false), -gap(t, true));
     EXPECT_GT(gap(t, false), gapWithoutTerms(t, false) + 10);
 }
+
 TEST(EvalTerms, EachTermPointsTheRightWay) {
     const TermPair pairs[] = {
         {"pawn attacks a knight", "r3k3/pp3ppp/2n5/3P4/8/8/PP3PPP/R3K3 b - - 0 1",

@@ -24,11 +24,13 @@ struct TestRng {
     }
     int below(int n) { return int(next() % uint64_t(n)); }
 };
+
 // Fills the process-wide network with a random one (each test process builds its own).
 inline void useRandomNet(uint64_t seed) {
     fillRandomNet(nnue, seed);
     evaluationChanged();
 }
+
 // Puts `net` into the engine for the life of the record (as if loaded from a
 // file), then gives the engine back the network it had before.
 struct EngineNetwork {
@@ -48,6 +50,7 @@ struct EngineNetwork {
     EngineNetwork(const EngineNetwork&) = delete;
     EngineNetwork& operator=(const EngineNetwork&) = delete;
 };
+
 // The same position with colours exchanged and the board turned upside down.
 inline std::string mirrorFen(const std::string& fen) {
     auto swapCase = [](std::string s) {

@@ -28,6 +28,7 @@ protected:
         return path;
     }
 };
+
 TEST_F(Texel, LineSplitting) {
     std::string position, result;
     splitTuningLine("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - c9 \"1-0\";", position, result);
@@ -37,6 +38,7 @@ TEST_F(Texel, LineSplitting) {
     splitTuningLine("4k3/8/8/8/8/8/8/4K3 b - -", position, result);
     EXPECT_TRUE(position == "4k3/8/8/8/8/8/8/4K3 b - -" && result.empty()) << position;
 }
+
 TEST_F(Texel, LoadingFilter) {
     const std::string lines =
         "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - c9 \"1-0\";\n"
@@ -59,6 +61,7 @@ TEST_F(Texel, LoadingFilter) {
     EXPECT_TRUE(records[0].target == 0.5 && records[1].target == 0.5 && records[1].board[3] == WKNIGHT);
     EXPECT_FALSE(loadTuningFile(path + ".missing", records));
 }
+
 TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
     std::ifstream book(testDataPath("books/endgames.epd"));
     ASSERT_TRUE(book);
@@ -87,6 +90,7 @@ TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
     EXPECT_GT(one, 0.0);
     for (int workers : {2, 5}) EXPECT_NEAR(tuningError(records, workers), one, 1e-12) << workers;
 }
+
 TEST_F(Texel, PrintedTableForms) {
     combEval values[3] = {X(1, -2), X(-30, 40), X(500, 600)};
     auto print = [&](int kind, int count, const char* name) {
@@ -104,6 +108,7 @@ TEST_F(Texel, PrintedTableForms) {
     EXPECT_EQ(print(10, 2, "pieceSquareScore[0]"), "{X(   1,  -2), X( -30,  40)},\n");
     EXPECT_EQ(print(11, 3, "t[3]"), "TCONST combEval t[3] = {X(   1,  -2), X( -30,  40), X( 500, 600),\n};\n");
 }
+
 TEST_F(Texel, ParameterListCoversTheHandcraftedTables) {
     auto params = buildParameterList();
     int squareBlocks = 0, material = 0;

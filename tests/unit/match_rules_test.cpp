@@ -17,6 +17,7 @@ TEST(MatchStats, LogisticEloAndItsInverse) {
     EXPECT_TRUE(std::isinf(eloFromScore(1.0)) && eloFromScore(1.0) > 0);
     EXPECT_TRUE(std::isinf(eloFromScore(0.0)) && eloFromScore(0.0) < 0);
 }
+
 TEST(MatchStats, IntervalFromGames) {
     // 60 wins, 20 draws, 20 losses: score 0.7, per-game variance 0.16,
     // 0.7 -+ 1.96 * 0.04 gives 86.2 to 218.3 around 147.2.
@@ -27,6 +28,7 @@ TEST(MatchStats, IntervalFromGames) {
     EXPECT_NEAR(e.low, 86.2250, 1e-3);
     EXPECT_NEAR(e.high, 218.2518, 1e-3);
 }
+
 TEST(MatchStats, IntervalFromPairsIgnoresOpeningNoise) {
     // Every pair split 1-1: the openings decided the games, the engines are even,
     // and pairs see no spread at all while single games see the widest.
@@ -44,6 +46,7 @@ TEST(MatchStats, IntervalFromPairsIgnoresOpeningNoise) {
     EXPECT_NEAR(e.low, -5.3415, 1e-3);
     EXPECT_NEAR(e.high, 40.2640, 1e-3);
 }
+
 TEST(MatchStats, SprtBoundsAndLlr) {
     SprtBounds b = sprtBounds(0.05, 0.05);
     EXPECT_NEAR(b.lower, -2.944438979, 1e-9);  // ln(0.05 / 0.95)
@@ -61,12 +64,14 @@ TEST(MatchStats, SprtBoundsAndLlr) {
     EXPECT_NEAR(sprtLlr({10, 60, 80, 40, 10}, -5, 0), -sprtLlr({10, 40, 80, 60, 10}, 0, 5), 1e-9);
     EXPECT_EQ(sprtLlr({0, 0, 0, 0, 0}, 0, 5), 0);
 }
+
 TEST(MatchStats, SprtWithoutSpreadStillDecides) {
     // Every pair won outright: the ratio is finite and grows with the evidence.
     double few = sprtLlr({0, 0, 0, 0, 3}, 0, 5), more = sprtLlr({0, 0, 0, 0, 6}, 0, 5);
     EXPECT_TRUE(std::isfinite(few) && few > 2.95 && more > few) << few << " " << more;
     EXPECT_LT(sprtLlr({3, 0, 0, 0, 0}, 0, 5), -2.95);
 }
+
 TEST(MatchStats, SprtDecidesOnlyOnceThePairsShowTheirSpread) {
     // One lost pair has no spread: its ratio is far below the bound, yet proves nothing.
     ASSERT_LT(sprtLlr({0, 1, 0, 0, 0}, 0, 15), -2.95);
@@ -79,6 +84,7 @@ TEST(MatchStats, SprtDecidesOnlyOnceThePairsShowTheirSpread) {
     // The same shares held six times as long (ratio 6 x 0.554) decide for the better engine.
     EXPECT_EQ(sprtVerdict({60, 240, 480, 360, 60}, 0, 5, 0.05, 0.05), SprtVerdict::H1);
 }
+
 TEST(MatchScores, InfoLinesInAnyOrderAndTheLastExactOne) {
     ReportedScore a = infoScore("info depth 12 seldepth 18 score cp -35 nodes 1000 pv e2e4");
     EXPECT_TRUE(a.found && !a.mate && !a.bound && a.value == -35 && a.depth == 12);
@@ -99,11 +105,13 @@ TEST(MatchScores, InfoLinesInAnyOrderAndTheLastExactOne) {
     EXPECT_TRUE(s.found && s.value == 20);
     EXPECT_FALSE(lastExactScore({"info depth 1 score cp 5 upperbound", "bestmove a2a3"}).found);
 }
+
 std::vector<PlyScore> plies(std::initializer_list<int> whiteView) {
     std::vector<PlyScore> out;
     for (int v : whiteView) out.push_back({true, v});
     return out;
 }
+
 TEST(MatchAdjudication, WinNeedsEightAgreeingPlies) {
     EXPECT_EQ(adjudicate(plies({1000, 1200, 1500, 1000, 1100, 2000, 1000, 1000})).whiteResult, 1);
     EXPECT_EQ(adjudicate(plies({0, -1000, -1200, -1500, -1000, -1100, -2000, -1000, -1000})).whiteResult, 0);
@@ -113,6 +121,7 @@ TEST(MatchAdjudication, WinNeedsEightAgreeingPlies) {
     gap[4].scored = false;  // one move without a score
     EXPECT_EQ(adjudicate(gap).whiteResult, -1);
 }
+
 TEST(MatchAdjudication, DrawsOnlyLateAndAtTheLimit) {
     std::vector<PlyScore> level(79, PlyScore{true, 3});
     EXPECT_EQ(adjudicate(level).whiteResult, -1);
@@ -124,6 +133,7 @@ TEST(MatchAdjudication, DrawsOnlyLateAndAtTheLimit) {
     std::vector<PlyScore> longGame(600, PlyScore{false, 0});
     EXPECT_EQ(adjudicate(longGame).reason, "move limit");
 }
+
 TEST(MatchOptions, DeclarationsWithSpacesAndLists) {
     struct Case { const char *line, *name, *type, *defaultValue; } cases[] = {
         {"option name Threads type spin default 2 min 1 max 8", "Threads", "spin", "2"},
@@ -140,6 +150,7 @@ TEST(MatchOptions, DeclarationsWithSpacesAndLists) {
     EXPECT_FALSE(parseOptionLine("id name Fake 1.0", o));
     EXPECT_FALSE(parseOptionLine("option name type spin", o));
 }
+
 TEST(MatchOptions, OneThreadAndNoPonderUnlessTheUserSaysOtherwise) {
     const std::vector<UciOption> both = {{"Threads", "spin", "2"}, {"Hash", "spin", "32"}, {"Ponder", "check", "true"}};
     auto sent = settingsToSend(both, {parseSetting("Hash=64")});

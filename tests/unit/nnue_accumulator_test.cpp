@@ -13,6 +13,7 @@ bool equalsRefresh(const Position& p, int ply) {
     refreshAccumulator(p, fresh);
     return std::memcmp(fresh.values, p.acc[ply].values, sizeof fresh.values) == 0;
 }
+
 // Prefers the rare moves so that every kind of changed-piece record turns up.
 Move pickMove(Position& p, int ply, TestRng& rng) {
     Move* begin = p.plyStates[ply].moveStart;
@@ -25,6 +26,7 @@ Move pickMove(Position& p, int ply, TestRng& rng) {
     if (!special.empty() && rng.below(3) == 0) return special[rng.below(int(special.size()))];
     return begin[rng.below(n)];
 }
+
 // Walks a random tree the way a search does: down, back up a few plies, down
 // another branch; evaluates some plies and skips others.
 void walk(Position& p, TestRng& rng, int steps, MoveKinds& kinds) {
@@ -67,6 +69,7 @@ void walk(Position& p, TestRng& rng, int steps, MoveKinds& kinds) {
         }
     }
 }
+
 // rareMoves: castling both ways, en passant and capturing promotions all turn up.
 struct WalkCase { const char *name, *fen; bool frc, rareMoves; };
 class AccumulatorWalk : public ::testing::TestWithParam<WalkCase> {};
@@ -83,6 +86,7 @@ TEST_P(AccumulatorWalk, IncrementalEqualsRefresh) {
                                           kinds.promotionCaptures > 5))
         << kinds.castlingShort << " " << kinds.castlingLong << " " << kinds.enPassant << " " << kinds.promotionCaptures;
 }
+
 INSTANTIATE_TEST_SUITE_P(
     Positions, AccumulatorWalk,
     ::testing::Values(
@@ -107,6 +111,7 @@ TEST(Accumulator, NullMoveKeepsTheParentsSums) {
     updateAccumulator(*p, 1);
     EXPECT_EQ(p->acc[0].values[0][0], p->acc[1].values[0][0]);
 }
+
 TEST(Accumulator, ComputedPlyIsNotRecomputed) {
     useRandomNet(14);
     TestPosition p("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
@@ -117,6 +122,7 @@ TEST(Accumulator, ComputedPlyIsNotRecomputed) {
     p->acc[0].computed = 0;
     EXPECT_EQ(first, nnueEvaluate(*p, 0));
 }
+
 // A chain longer than the pieces on the board is not followed: the result is a
 // refresh even when the base accumulator is wrong.
 TEST(Accumulator, LongChainsFallBackToRefresh) {
@@ -132,6 +138,7 @@ TEST(Accumulator, LongChainsFallBackToRefresh) {
     updateAccumulator(*p, 4);
     EXPECT_TRUE(equalsRefresh(*p, 4));
 }
+
 // A king move refreshes only its own side's half: the other half follows from the parent, as a corrupted parent shows.
 TEST(Accumulator, KingMoveRefreshesOnlyItsOwnHalf) {
     useRandomNet(16);
@@ -146,6 +153,7 @@ TEST(Accumulator, KingMoveRefreshesOnlyItsOwnHalf) {
     EXPECT_NE(fresh.values[WHITE][0], p->acc[1].values[WHITE][0]);
     EXPECT_EQ(0, std::memcmp(fresh.values[BLACK], p->acc[1].values[BLACK], sizeof fresh.values[BLACK]));
 }
+
 // Refreshes start from the sums kept for the king's square; those must not outlive the network they were computed with.
 TEST(Accumulator, KingSquareSumsAreDroppedWithTheirNetwork) {
     TestPosition p("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
@@ -162,6 +170,7 @@ TEST(Accumulator, KingSquareSumsAreDroppedWithTheirNetwork) {
         EXPECT_TRUE(equalsRefresh(*p, 0)) << seed;
     }
 }
+
 TEST(Accumulator, TransformedInputOfMirroredPosition) {
     useRandomNet(16);
     for (const char* fen : {"r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3",

@@ -37,6 +37,7 @@ struct DefaultNetwork : ::testing::Test {
         return source;
     }
 };
+
 TEST_F(DefaultNetwork, TheExecutablesFolderComesBeforeTheBuiltInCopy) {
     writeFile(dir / "beside.nnue", netBytes(81));
     std::string builtIn = netBytes(82), printed;
@@ -48,6 +49,7 @@ TEST_F(DefaultNetwork, TheExecutablesFolderComesBeforeTheBuiltInCopy) {
     EXPECT_EQ(0, std::memcmp(&nnue, written.get(), sizeof nnue));
     EXPECT_EQ(defaultNetworkLine("beside.nnue", source), "info string NetFile used : " + source.path);
 }
+
 // An installed engine: bin/quorvane with its network in share/quorvane/. A
 // file beside the executable still comes first.
 TEST_F(DefaultNetwork, AnInstalledEngineFindsItsNetworkInTheShareFolder) {
@@ -64,6 +66,7 @@ TEST_F(DefaultNetwork, AnInstalledEngineFindsItsNetworkInTheShareFolder) {
     source = load("installed.nnue", exeDir, builtIn, &printed);
     EXPECT_EQ(source.path, exeDir + "installed.nnue");
 }
+
 TEST_F(DefaultNetwork, TheBuiltInCopyIsTheLastResort) {
     std::string builtIn = netBytes(83), printed;
     DefaultNetworkSource source = load("absent.nnue", dir.string() + "/", builtIn, &printed);
@@ -73,6 +76,7 @@ TEST_F(DefaultNetwork, TheBuiltInCopyIsTheLastResort) {
     EXPECT_EQ(defaultNetworkLine("absent.nnue", source),
               "info string NetFile used : absent.nnue (the copy built into the engine)");
 }
+
 TEST_F(DefaultNetwork, WithNothingAnywhereTheFailureLineIsPrinted) {
     std::string printed;
     DefaultNetworkSource source = load("absent.nnue", dir.string() + "/", {}, &printed);
@@ -84,6 +88,7 @@ TEST_F(DefaultNetwork, WithNothingAnywhereTheFailureLineIsPrinted) {
     load("absent.nnue", "", {}, &printed);
     EXPECT_FALSE(netLoaded);
 }
+
 TEST_F(DefaultNetwork, TheExecutablesFolderIsAbsoluteAndHoldsTheTestProgram) {
     std::string folder = executableDirectory();
     ASSERT_FALSE(folder.empty());

@@ -18,17 +18,20 @@ struct TempDir {
     TempDir() { fs::create_directories(path); }
     ~TempDir() { fs::remove_all(path); }
 };
+
 fs::path writeRandomNet(const fs::path& file, uint64_t seed, const std::string& description, NnueNet& net) {
     fillRandomNet(net, seed);
     std::ofstream out(file, std::ios::binary);
     EXPECT_TRUE(writeNet(out, net, description));
     return file;
 }
+
 std::string loadCapturingOutput(const std::string& path, bool* opened) {
     testing::internal::CaptureStdout();
     *opened = loadNetFile(path);
     return testing::internal::GetCapturedStdout();
 }
+
 // Loads `file` over a cleared network: a file that opens is always "read".
 void expectRead(const fs::path& file) {
     std::memset(&nnue, 0, sizeof nnue);
@@ -36,6 +39,7 @@ void expectRead(const fs::path& file) {
     EXPECT_EQ("Net read\n", loadCapturingOutput(file.string(), &opened));
     EXPECT_TRUE(opened && netLoaded);
 }
+
 TEST(NetFile, AnyDescriptionLengthLoads) {
     TempDir dir;
     auto written = std::make_unique<NnueNet>();
@@ -49,6 +53,7 @@ TEST(NetFile, AnyDescriptionLengthLoads) {
         EXPECT_EQ(0, std::memcmp(&nnue, written.get(), sizeof nnue)) << "description length " << length;
     }
 }
+
 TEST(NetFile, LoadNetReportsAStreamThatRanOut) {
     auto net = std::make_unique<NnueNet>();
     fillRandomNet(*net, 60);
@@ -64,6 +69,7 @@ TEST(NetFile, LoadNetReportsAStreamThatRanOut) {
     EXPECT_TRUE(netLoaded);
     EXPECT_EQ("Net read\nNet read\nNet read\n", testing::internal::GetCapturedStdout());
 }
+
 TEST(NetFile, TruncatedFileStillCountsAsRead) {
     TempDir dir;
     auto written = std::make_unique<NnueNet>();
@@ -73,6 +79,7 @@ TEST(NetFile, TruncatedFileStillCountsAsRead) {
     EXPECT_EQ(0, std::memcmp(nnue.transformerBias, written->transformerBias, sizeof nnue.transformerBias));
     EXPECT_EQ(0, nnue.outputBias);  // blocks after the break keep their old contents
 }
+
 TEST(NetFile, MissingFileIsReported) {
     TempDir dir;
     netLoaded = true;
@@ -84,6 +91,7 @@ TEST(NetFile, MissingFileIsReported) {
               netMissingLine(path, false));
     EXPECT_EQ(0u, netMissingLine(path, true).find("info string NetFile not found/correct: " + path));
 }
+
 TEST(NetFile, LoadingForgetsCachedScores) {
     TempDir dir;
     auto written = std::make_unique<NnueNet>();

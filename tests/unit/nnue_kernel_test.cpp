@@ -20,16 +20,19 @@ std::vector<const NnueKernel*> vectorKernels() {
         if (kernelSupported(*k)) out.push_back(k);
     return out;
 }
+
 // Every vector kernel's output against the reference's, which it returns.
 int32_t compareKernels(const int16_t* mover, const int16_t* other, const std::string& what) {
     int32_t reference = scalarKernel.propagate(mover, other);
     for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(reference, k->propagate(mover, other)) << k->name << " " << what;
     return reference;
 }
+
 TEST(NnueKernels, ThisMachineRunsAllThree) {
     // The build machine has AVX2; a silently skipped kernel would hide a fault.
     EXPECT_TRUE(kernelSupported(ssse3Kernel) && kernelSupported(avx2Kernel));
 }
+
 // The comparisons below cover every kernel the processor can run; this one says so when the widest is left out, and
 // checks its fused multiply-add on inputs at the top of their range, where a missing saturation would show.
 TEST(NnueKernels, Avx512VnniAgreesOnSaturatedInputs) {
@@ -45,6 +48,7 @@ TEST(NnueKernels, Avx512VnniAgreesOnSaturatedInputs) {
         EXPECT_EQ(scalarKernel.propagate(mixed, high), avx512Kernel.propagate(mixed, high));
     }
 }
+
 #if !defined(QUORVANE_FIXED_KERNEL_AVX2) && !defined(QUORVANE_FIXED_KERNEL_SSSE3) && !defined(QUORVANE_FIXED_KERNEL_SCALAR)
 TEST(NnueKernels, DefaultBuildRunsTheWidestKernelThisMachineHas) {
     const NnueKernel* widest = &scalarKernel;
@@ -55,6 +59,7 @@ TEST(NnueKernels, DefaultBuildRunsTheWidestKernelThisMachineHas) {
     EXPECT_EQ(widest, &engineKernel()) << engineKernel().name;
     EXPECT_EQ(widest, &widestSupportedKernel());
 }
+
 #endif
 
 TEST(NnueKernels, SameOutputOnRandomPositions) {
@@ -93,6 +98,7 @@ TEST(NnueKernels, SameOutputOnRandomPositions) {
     EXPECT_GT(compared, 300);
     EXPECT_GT(distinct, compared / 2);  // the random nets do not collapse to a constant
 }
+
 // Accumulators over the whole 16-bit range push every layer into its saturations.
 TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
     TestRng rng{0xfeed};
@@ -109,6 +115,7 @@ TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
         }
     }
 }
+
 // The vector kernels list the non-zero input chunks before the first layer: the ends of that list (nothing active,
 // everything active, one chunk at either end of the input) are where an off-by-one would show.
 TEST(NnueKernels, SameOutputFromNoneToEveryInputActive) {
@@ -126,6 +133,7 @@ TEST(NnueKernels, SameOutputFromNoneToEveryInputActive) {
     for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = i % 5 == 0 ? 50 : 0; other[i] = i % 7 == 3 ? 20 : -1; }
     compare("scattered inputs");
 }
+
 TEST(NnueKernels, SameAccumulatorUpdates) {
     useRandomNet(41);
     TestRng rng{5};
@@ -143,6 +151,7 @@ TEST(NnueKernels, SameAccumulatorUpdates) {
         }
     }
 }
+
 // Hand-computed results of the reference on a net with uniform weights.
 TEST(NnueKernels, ReferenceSaturations) {
     std::memset(&nnue, 0, sizeof nnue);
@@ -165,6 +174,7 @@ TEST(NnueKernels, ReferenceSaturations) {
         EXPECT_EQ(expected, scalarKernel.propagate(other, mover));
     }
 }
+
 // The bench node count is the search's signature; it must not depend on which kernel the processor picks. Every kernel
 // searches the benchmark with the shipped network, the reference kernel included.
 TEST(NnueKernels, BenchSearchesTheSameNodesUnderEveryKernel) {
@@ -188,6 +198,7 @@ TEST(NnueKernels, BenchSearchesTheSameNodesUnderEveryKernel) {
     resize(1);
     for (size_t i = 1; i < counts.size(); ++i) EXPECT_EQ(counts[i], counts[0]) << kernels[i]->name;
 }
+
 // The hand-made material network reproduces its material and placement sum.
 // Blended material and placement lead of the side to move, as the net encodes it.
 int blendedLead(const Position& p) {
@@ -201,6 +212,7 @@ int blendedLead(const Position& p) {
     }
     return lead;
 }
+
 TEST(MaterialNet, OutputIsEighteenTimesTheLead) {
     fillMaterialNet(nnue);
     evaluationChanged();
@@ -224,6 +236,7 @@ TEST(MaterialNet, OutputIsEighteenTimesTheLead) {
     }
     EXPECT_TRUE(checked > 60 && nonZero > 30) << checked << " " << nonZero;
 }
+
 TEST(MaterialNet, ScoresArePlausibleCentipawns) {
     fillMaterialNet(nnue);
     evaluationChanged();

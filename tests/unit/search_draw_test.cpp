@@ -19,6 +19,7 @@ int playLine(Position& p, const std::string& moves) {
     }
     return ply;
 }
+
 const char* KNIGHTS_OUT_AND_BACK = " g1f3 g8f6 f3g1 f6g8";
 TEST(Repetition, InsideTheSearchedLineOnceIsEnough) {
     TestPosition p(START_FEN);
@@ -30,11 +31,13 @@ TEST(Repetition, InsideTheSearchedLineOnceIsEnough) {
     EXPECT_FALSE(isRepetition(*p, 4));
     EXPECT_FALSE(isRepetition(*p, 1));
 }
+
 TEST(Repetition, GameHistoryNeedsTwoEarlierOccurrences) {
     TestPosition p(START_FEN);
     playLine(*p, std::string("e2e3 e7e6") + KNIGHTS_OUT_AND_BACK + KNIGHTS_OUT_AND_BACK);
     EXPECT_TRUE(isRepetition(*p, 1));
 }
+
 TEST(Repetition, AResetHalfmoveClockEndsTheScan) {
     TestPosition p(START_FEN);
     // The knights go out and back, but a pawn move in between resets the clock.
@@ -46,12 +49,14 @@ TEST(Repetition, AResetHalfmoveClockEndsTheScan) {
     playLine(*q, "g1f3 g8f6 f3g1");
     EXPECT_FALSE(isRepetition(*q, 3));  // fewer than four reversible plies
 }
+
 TEST(InsufficientMaterial, MinorPiecesAloneCannotWin) {
     for (const char* fen : {"8/8/4k3/8/8/3NK3/8/8 w - - 0 1", "8/8/4kb2/8/8/3NK3/8/8 w - - 0 1", "8/8/4k3/8/8/4K3/8/8 w - - 0 1"})
         EXPECT_TRUE(insufficientMaterial(*TestPosition(fen))) << fen;
     for (const char* fen : {"8/8/4k3/8/8/3RK3/8/8 w - - 0 1", "8/8/4k3/8/8/2NNK3/8/8 w - - 0 1", "8/8/4k3/8/8/4K3/4P3/8 w - - 0 1"})
         EXPECT_FALSE(insufficientMaterial(*TestPosition(fen))) << fen;
 }
+
 class FixedDepthSearch : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -69,10 +74,12 @@ protected:
     }
     int scoreOf(const std::string& fen, int depth) { return search(fen, depth).first; }
 };
+
 TEST_F(FixedDepthSearch, FiftyMoveRuleTurnsAWinIntoADraw) {
     EXPECT_GT(scoreOf("7k/8/8/8/8/8/8/K5Q1 w - - 0 80", 4), 800);
     EXPECT_EQ(scoreOf("7k/8/8/8/8/8/8/K5Q1 w - - 99 80", 4), 0);
 }
+
 TEST_F(FixedDepthSearch, FindsAMateInTwoAndScoresItFromTheRoot) {
     // The rooks mate on the back rank.
     EXPECT_EQ(scoreOf("6k1/5ppp/8/8/8/8/1R3PPP/1R4K1 w - - 0 1", 4), MATE - 1);  // mate in one: Rb8#

@@ -30,6 +30,7 @@ struct PickerBench {
         return seen;
     }
 };
+
 TEST(Picker, StagesComeInOrder) {
     // Nxc7 is a good capture; Nxd6 and Qxd6 lose material.
     PickerBench b("4k3/2p5/3p4/1N6/8/8/8/3QK3 w - - 0 1");
@@ -54,6 +55,7 @@ TEST(Picker, StagesComeInOrder) {
     Move* end = generateLegal(0, p);
     EXPECT_EQ(long(moves.size()), end - p.plyStates[0].moveStart);
 }
+
 TEST(Picker, KillerEqualToTheTtMoveIsNotRepeated) {
     PickerBench b("4k3/8/8/8/8/8/8/3QK3 w - - 0 1");
     Move tt = b.quiet("d1d4", WQUEEN);
@@ -62,6 +64,7 @@ TEST(Picker, KillerEqualToTheTtMoveIsNotRepeated) {
     EXPECT_EQ(std::count_if(seen.begin(), seen.end(), [](auto& s) { return s.rfind("d1d4", 0) == 0; }), 1);
     EXPECT_EQ(seen[0], "d1d4/0");
 }
+
 TEST(Picker, StaleKillersAreNotTried) {
     PickerBench b("4k3/8/8/8/8/8/8/3QK3 w - - 0 1");
     b.w.frames[1].killers[0] = withPiece(makeMove(3, 27), WROOK);  // the queen stands there, not a rook
@@ -69,6 +72,7 @@ TEST(Picker, StaleKillersAreNotTried) {
     EXPECT_EQ(std::find(seen.begin(), seen.end(), "d1d4/3"), seen.end());
     EXPECT_EQ(std::count_if(seen.begin(), seen.end(), [](auto& s) { return s.rfind("d1d4", 0) == 0; }), 1);  // a plain quiet
 }
+
 TEST(Picker, InCheckTheTtMoveLeadsTheEvasions) {
     PickerBench b("4k3/8/8/8/8/8/3q4/R3K3 w - - 0 1");
     Position& p = b.w.position;
@@ -77,6 +81,7 @@ TEST(Picker, InCheckTheTtMoveLeadsTheEvasions) {
     std::vector<std::string> seen = b.order(tt, true);
     EXPECT_EQ(seen, (std::vector<std::string>{"e1f1/99", "e1d2/99"}));
 }
+
 // Captures of Nc4: Nxb6 wins the exchange (the c7 pawn takes back), Nxd6 and Qxd6 lose material to the same pawn.
 constexpr const char* THREE_CAPTURES = "4k3/2p5/1r1p4/8/2N5/8/8/3QK3 w - - 0 1";
 std::vector<std::string> captureOrder(PickerBench& b, Move ttMove, int threshold) {
@@ -87,6 +92,7 @@ std::vector<std::string> captureOrder(PickerBench& b, Move ttMove, int threshold
         if (isLegal(p, 1, m)) seen.push_back(text(p, m));
     return seen;
 }
+
 TEST(CapturePicker, TheStoredCaptureLeadsOnceAndTheThresholdHoldsForAll) {
     PickerBench b(THREE_CAPTURES);
     Position& p = b.w.position;
@@ -100,6 +106,7 @@ TEST(CapturePicker, TheStoredCaptureLeadsOnceAndTheThresholdHoldsForAll) {
     ASSERT_EQ(seen.size(), 3u);
     EXPECT_EQ(seen[0], "c4b6");
 }
+
 TEST(CapturePicker, AnIgnoredCheckGetsCapturesAndAHeededOneGetsEvasions) {
     // The a1 rook checks; Rxh5 takes a knight but leaves the king in check.
     PickerBench b("4k3/8/8/7n/8/8/8/r3K2R w - - 0 1");
@@ -115,6 +122,7 @@ TEST(CapturePicker, AnIgnoredCheckGetsCapturesAndAHeededOneGetsEvasions) {
     std::sort(evasions.begin(), evasions.end());
     EXPECT_EQ(evasions, (std::vector<std::string>{"e1d2", "e1e2", "e1f2"}));
 }
+
 TEST(Picker, TheNextPlysListStartsAfterEveryMoveTheNodeHolds) {
     PickerBench b("r3k2r/ppp2ppp/2n2n2/3pp3/3PP3/2N2N2/PPP2PPP/R3K2R w KQkq - 0 1");
     worker& w = b.w;

@@ -19,6 +19,7 @@ TEST(StabilityScale, StaysWithinItsBoundsAndFollowsTheBestMove) {
         }
     }
 }
+
 TEST(InfoLine, CentipawnsMatesAndMoveText) {
     TestPosition p("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
     Move castle = moveFromText(*p, "e1g1");
@@ -31,6 +32,7 @@ TEST(InfoLine, CentipawnsMatesAndMoveText) {
     EXPECT_EQ(infoLine(-31996, 5, 6, 10, 1, 0, pv, *p).substr(0, 19), "info score mate -3 ");
     EXPECT_EQ(infoLine(31871, 5, 6, 10, 1, 0, pv, *p).substr(0, 22), "info score cp 31871 de");
 }
+
 TEST(InfoLine, PrincipalVariationIsWrittenMoveAfterMove) {
     TestPosition p("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
     Move ep = moveFromText(*p, "e5d6");
@@ -39,6 +41,7 @@ TEST(InfoLine, PrincipalVariationIsWrittenMoveAfterMove) {
     std::string line = infoLine(0, 2, 2, 1, 1, 0, pv, *p);
     EXPECT_EQ(line.substr(line.find(" pv ")), " pv e5d6 e8d7");
 }
+
 // Every thread's widening sequence grows step by step, so a re-search never narrows a window it has already widened.
 TEST(AspirationSteps, EveryRowWidensStepByStep) {
     for (int r = 0; r < 32; ++r) {

@@ -12,6 +12,7 @@ TEST_P(SeeTest, ExchangeReachesTheThresholdOrNot) {
     ASSERT_NE(m, NO_MOVE) << c.move;
     EXPECT_EQ(seeTest(*p, m, c.threshold), c.expected) << c.fen << " " << c.move << " threshold " << c.threshold;
 }
+
 INSTANTIATE_TEST_SUITE_P(Exchanges, SeeTest, ::testing::Values(
     // Pawn takes an undefended knight: wins 372.
     SeeCase{"4k3/8/8/3n4/4P3/8/8/4K3 w - - 0 1", "e4d5", 372, true},
@@ -61,6 +62,7 @@ TEST(GivesCheck, DirectDiscoveredAndSpecialMoves) {
         EXPECT_EQ(givesCheck(*p, m), c.check) << c.fen << " " << c.move;
     }
 }
+
 TEST(PseudoLegal, StoredMovesAreCheckedAgainstThePosition) {
     TestPosition p("r3k2r/8/8/3pP3/8/8/1P6/R3K2R w KQkq d6 0 1");
     (*p).plyStates[0].notPinned = ~0ull;

@@ -19,5 +19,6 @@ inline void initSearchTables() {
     resize(1);
     done = true;
 }
+
 // The legal move with this text at ply 0, or NO_MOVE.
 inline Move moveFromText(Position& p, const std::string& text) { return findLegalMove(p, 0, text); }

@@ -12,11 +12,13 @@ bool isSearching(worker& w) {
     std::lock_guard<std::mutex> lock(w.mutex);
     return w.searching;
 }
+
 class ThreadPool : public ::testing::Test {
 protected:
     void SetUp() override { initSearchTables(); }
     void TearDown() override { setThreadCount(0); }
 };
+
 TEST_F(ThreadPool, BuildsABossAndWorkersThatSleepUntilWoken) {
     setThreadCount(4);
     ASSERT_EQ(pool.size(), 4u);
@@ -28,6 +30,7 @@ TEST_F(ThreadPool, BuildsABossAndWorkersThatSleepUntilWoken) {
     setThreadCount(0);
     EXPECT_TRUE(pool.empty());
 }
+
 TEST_F(ThreadPool, EveryThreadSearchesAndAllAreIdleAfterwards) {
     setThreadCount(3);
     TestPosition p("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
@@ -39,6 +42,7 @@ TEST_F(ThreadPool, EveryThreadSearchesAndAllAreIdleAfterwards) {
     }
     EXPECT_TRUE(nodes == sum && stopFlag.get() && pool[0]->completedDepth >= 6) << nodes << " " << sum;
 }
+
 TEST_F(ThreadPool, ClearingTheTablesZeroesEveryHistory) {
     setThreadCount(2);
     TestPosition p(START_FEN);
@@ -53,6 +57,7 @@ TEST_F(ThreadPool, ClearingTheTablesZeroesEveryHistory) {
         for (auto& row : w->history->historyTable)
             for (int16_t h : row) EXPECT_EQ(h, 0);
 }
+
 TEST_F(ThreadPool, StopAndWaitEndsAnEndlessSearch) {
     setThreadCount(2);
     TestPosition p(START_FEN);
@@ -73,6 +78,7 @@ TEST_F(ThreadPool, StopAndWaitEndsAnEndlessSearch) {
     infiniteFlag.set(false);
     searchOutputEnabled = output;
 }
+
 // Threads fill the cores of the nodes first, then the hyper-threads round robin; threads beyond the logical processors,
 // and every thread of an unknown topology, stay unbound; a forced node wins over the table.
 TEST(ProcessorGroups, ThreadsAreSpreadOverTheNodes) {
@@ -88,6 +94,7 @@ TEST(ProcessorGroups, ThreadsAreSpreadOverTheNodes) {
     for (unsigned i : {0u, 5u, 16u, 40u}) EXPECT_EQ(nodeToBind(one, i, 2), 1) << i;
     EXPECT_EQ(nodeToBind(buildNodeTable({4, 16, 32}), 20, 4), 3);
 }
+
 TEST(ProcessorGroups, SystemTopologyIsPlausible) {
     ProcessorTopology t = systemTopology();
     if (t.logicalProcessors == 0) GTEST_SKIP() << "no topology information on this system";
@@ -95,6 +102,7 @@ TEST(ProcessorGroups, SystemTopologyIsPlausible) {
     EXPECT_EQ(nodeForThread(0), 0);
     bindThisThread(0);  // must not fail or hang
 }
+
 // Setting the forced node to its current value keeps the pool; another value
 // rebuilds it, which starts every thread's history afresh.
 TEST(ProcessorGroups, NumaNodeOptionRebuildsThePoolOnlyOnChange) {

@@ -13,12 +13,14 @@ protected:
     }
     void TearDown() override { resize(1); }
 };
+
 TEST_F(TranspositionTableTest, SizesToThePowerOfTwoAtOrAboveTheRequest) {
     for (auto [megabytes, buckets] : {std::pair{1, 16384u}, {2, 32768u}, {3, 65536u}, {5, 131072u}, {0, 16384u}}) {
         resize(megabytes);
         EXPECT_EQ(bucketCount(), buckets) << megabytes << " MiB asked for";
     }
 }
+
 TEST_F(TranspositionTableTest, ProbeFindsOnlyTheStoredKey) {
     Move m = makeMove(12, 28, FLAG_DOUBLE);
     store(0x1234567890abcdefull, m, -57, 9, EXACT, 3);
@@ -26,6 +28,7 @@ TEST_F(TranspositionTableTest, ProbeFindsOnlyTheStoredKey) {
     EXPECT_TRUE(entryMove(e) == m && entryScore(e) == -57 && entryDepth(e) == 9 && entryBound(e) == EXACT);
     EXPECT_EQ(probe(0x1234567890abcdefull ^ (1ull << 40)), 0u);  // same bucket, other key
 }
+
 TEST_F(TranspositionTableTest, SamePositionIsAlwaysOverwrittenEvenByAShallowerEntry) {
     uint64_t key = keyInBucketZero(7);
     store(key, makeMove(1, 2), 100, 40, EXACT, 0);
@@ -34,6 +37,7 @@ TEST_F(TranspositionTableTest, SamePositionIsAlwaysOverwrittenEvenByAShallowerEn
     EXPECT_TRUE(entryMove(e) == makeMove(3, 4) && entryDepth(e) == 1 && entryBound(e) == UPPER);
     EXPECT_EQ(std::count(tt.buckets[0].keys, tt.buckets[0].keys + 4, key), 1);
 }
+
 TEST_F(TranspositionTableTest, FullBucketLosesItsLeastValuableSlot) {
     // Depths 8, 3 (exact: 3 + 1), 3, 9: slot 2 has the smallest value.
     store(keyInBucketZero(0), 0, 0, 8, LOWER, 0);
@@ -46,11 +50,13 @@ TEST_F(TranspositionTableTest, FullBucketLosesItsLeastValuableSlot) {
     EXPECT_NE(probe(keyInBucketZero(4)), 0u);
     EXPECT_EQ(tt.buckets[0].keys[2], keyInBucketZero(4));
 }
+
 TEST_F(TranspositionTableTest, EqualValuesReplaceTheLowestSlot) {
     for (uint64_t i = 0; i < 4; ++i) store(keyInBucketZero(i), 0, 0, 5, LOWER, 0);
     store(keyInBucketZero(9), 0, 0, 5, LOWER, 0);
     EXPECT_EQ(tt.buckets[0].keys[0], keyInBucketZero(9));
 }
+
 TEST_F(TranspositionTableTest, OldDeepEntriesLoseToCurrentShallowOnes) {
     clear();
     newSearch();  // age 0
@@ -64,6 +70,7 @@ TEST_F(TranspositionTableTest, OldDeepEntriesLoseToCurrentShallowOnes) {
     EXPECT_NE(probe(keyInBucketZero(5)), 0u);
     EXPECT_EQ(entryAge(probe(keyInBucketZero(5))), 16);
 }
+
 TEST_F(TranspositionTableTest, AgeStartsAtZeroAfterAClearAndWrapsAtSixtyFour) {
     for (int i = 0; i < 70; ++i) newSearch();
     EXPECT_EQ(tt.age, (69 & 63));
@@ -71,6 +78,7 @@ TEST_F(TranspositionTableTest, AgeStartsAtZeroAfterAClearAndWrapsAtSixtyFour) {
     newSearch();
     EXPECT_EQ(tt.age, 0);
 }
+
 TEST_F(TranspositionTableTest, MateScoresAreStoredRelativeToTheNode) {
     uint64_t key = 0xfeedfacecafebeefull;
     store(key, 0, 31900, 4, EXACT, 5);
@@ -82,6 +90,7 @@ TEST_F(TranspositionTableTest, MateScoresAreStoredRelativeToTheNode) {
     store(key, 0, 31871, 4, EXACT, 5);  // not a mate score
     EXPECT_EQ(entryScore(probe(key)), 31871);
 }
+
 TEST_F(TranspositionTableTest, ParallelClearCoversEveryBucketOnce) {
     for (uint64_t count : {16384ull, 32768ull, 1ull << 20}) {
         for (int workers = 1; workers <= 7; ++workers) {
@@ -96,6 +105,7 @@ TEST_F(TranspositionTableTest, ParallelClearCoversEveryBucketOnce) {
         }
     }
 }
+
 TEST_F(TranspositionTableTest, ClearEmptiesEverySlotAndTheSpareBucket) {
     for (uint64_t i = 0; i <= tt.mask + 1; ++i) tt.buckets[i].entries[i & 3] = ~0ull;
     clear();
@@ -104,6 +114,7 @@ TEST_F(TranspositionTableTest, ClearEmptiesEverySlotAndTheSpareBucket) {
         for (int s = 0; s < 4; ++s) allZero &= tt.buckets[i].entries[s] == 0 && tt.buckets[i].keys[s] == 0;
     EXPECT_TRUE(allZero);
 }
+
 // The empty table's statistics are checked byte for byte in UciOptions.HashStatisticsOfAnEmptyTable.
 TEST_F(TranspositionTableTest, StatisticsCountBoundsAgesAndDepths) {
     clear();

@@ -17,6 +17,7 @@ struct TbProbe : ::testing::Test {
         ASSERT_TRUE(initTablebases(SYZYGY_DIR));
     }
 };
+
 // The best result over the legal moves, each child probed after the move is made as the search makes it.
 int bestChildWdl(Position& p) {
     std::vector<Move> moves(p.plyStates[0].moveStart, generateLegal(0, p));
@@ -29,6 +30,7 @@ int bestChildWdl(Position& p) {
     }
     return best;
 }
+
 // Random KPvKP positions in which Black has just double-stepped beside a white pawn on the fifth rank.
 std::vector<std::string> enPassantPositions(int wanted) {
     std::mt19937 rng(12345);
@@ -66,6 +68,7 @@ TEST_F(TbProbe, EnPassantIsTakenIntoAccount) {
     }
     EXPECT_GT(differ, 0);  // the capture changes the result somewhere
 }
+
 TEST_F(TbProbe, PositionAfterADoubleStepProbesLikeItsFen) {
     // Black's pawn can take the pawn that just passed it.
     TestPosition p("8/8/8/8/3p4/8/4P3/K6k w - - 0 1");
@@ -79,6 +82,7 @@ TEST_F(TbProbe, PositionAfterADoubleStepProbesLikeItsFen) {
     TestPosition noEp("8/8/8/8/3pP3/8/8/K6k b - - 0 1");
     EXPECT_NE(probeWdlValue(*fen), probeWdlValue(*noEp));
 }
+
 TEST_F(TbProbe, SeveralThreadsProbingAtOnceAgreeWithOne) {
     std::vector<ExpectedProbe> cases = readExpectedProbes();
     std::vector<int> wdl(cases.size()), dtz(cases.size());
@@ -111,11 +115,13 @@ TEST_F(TbProbe, SeveralThreadsProbingAtOnceAgreeWithOne) {
     for (std::thread& th : threads) th.join();
     for (int t = 0; t < THREADS; ++t) EXPECT_EQ(mismatches[t], 0) << "thread " << t;
 }
+
 // Every position of the reference list probes to the reference WDL and DTZ.
 namespace {
 bool isCheckmate(Position& p) {
     return p.plyStates[0].inCheck && generateLegal(0, p) == p.plyStates[0].moveStart;
 }
+
 // Every line of the reference list beside the tables of `dir`.
 void checkReferenceList(const std::string& dir, size_t expectedLines, int expectedMates) {
     initBoardTables();

@@ -17,6 +17,7 @@ void writeBytes(const fs::path& file, const std::string& bytes) {
     std::ofstream out(file, std::ios::binary | std::ios::trunc);
     out.write(bytes.data(), std::streamsize(bytes.size()));
 }
+
 // A scratch directory per test, removed afterwards.
 struct TbRegistry : ::testing::Test {
     fs::path root;
@@ -41,6 +42,7 @@ struct TbRegistry : ::testing::Test {
         writeBytes(to / file, fileBytes(fs::path(SYZYGY_DIR) / file));
     }
 };
+
 const char* KQVK_WIN = "8/8/8/1K6/4k3/8/8/2Q5 w - - 0 1";  // from the reference list: a win in 13 plies
 } // namespace
 TEST_F(TbRegistry, KeptTablesAreAllRegisteredAndHashedOnceOrTwice) {
@@ -62,6 +64,7 @@ TEST_F(TbRegistry, KeptTablesAreAllRegisteredAndHashedOnceOrTwice) {
     // The table layout of each file (pieces, pawns, the leading side) is checked by probing: TbExpected.
     EXPECT_EQ(lookup(materialKeyOfName("KQQvKQ", false)), nullptr);  // not among the shared files
 }
+
 TEST_F(TbRegistry, EmptyPathUnregistersEverything) {
     for (const char* path : {"<empty>", ""}) {
         ASSERT_TRUE(initTablebases(SYZYGY_DIR));
@@ -72,6 +75,7 @@ TEST_F(TbRegistry, EmptyPathUnregistersEverything) {
         EXPECT_EQ(probeWdl(*p), -1);
     }
 }
+
 TEST_F(TbRegistry, FileOnlyInTheSecondDirectoryIsFound) {
     fs::path first = dir("first"), second = dir("second");
     copyTable("KRvK.rtbw", first);
@@ -86,10 +90,12 @@ TEST_F(TbRegistry, FileOnlyInTheSecondDirectoryIsFound) {
     TestPosition p(KQVK_WIN);
     EXPECT_TRUE(probeWdlValue(*p) == 2 && probeDtzValue(*p) == 13);
 }
+
 TEST_F(TbRegistry, DirectoryWithoutTablesRegistersNothing) {
     ASSERT_TRUE(initTablebases(dir("nothing").string()));
     EXPECT_TRUE(largestTablebase() == 0 && registeredTableCount() == 0);
 }
+
 TEST_F(TbRegistry, TruncatedFilesAreReportedAndSkipped) {
     fs::path d = dir("tables");
     std::string wdl = fileBytes(fs::path(SYZYGY_DIR) / "KRvK.rtbw");
@@ -111,6 +117,7 @@ TEST_F(TbRegistry, TruncatedFilesAreReportedAndSkipped) {
     TestPosition p(KQVK_WIN);
     EXPECT_TRUE(probeWdlValue(*p) == 2 && probeDtzValue(*p) == TB_FAILED);  // no usable distance file
 }
+
 TEST_F(TbRegistry, WrongMagicIsReportedAtTheFirstProbeOnly) {
     fs::path d = dir("tables");
     std::string bytes = fileBytes(fs::path(SYZYGY_DIR) / "KQvK.rtbw");
@@ -133,6 +140,7 @@ TEST_F(TbRegistry, WrongMagicIsReportedAtTheFirstProbeOnly) {
     EXPECT_TRUE(probeWdl(*p) == 4 && probeDtzValue(*p) == TB_FAILED);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Corrupted table.\n");
 }
+
 TEST_F(TbRegistry, ReinitialisationDropsOldMappings) {
     fs::path d = dir("tables");
     std::string bytes = fileBytes(fs::path(SYZYGY_DIR) / "KQvK.rtbw");
@@ -148,6 +156,7 @@ TEST_F(TbRegistry, ReinitialisationDropsOldMappings) {
     ASSERT_TRUE(initTablebases(SYZYGY_DIR));
     EXPECT_EQ(probeWdl(*p), 4);  // and the failure is forgotten
 }
+
 TEST_F(TbRegistry, LargestCountsPieces) {
     fs::path d = dir("tables");
     copyTable("KPvK.rtbw", d);

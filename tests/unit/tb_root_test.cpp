@@ -14,16 +14,19 @@ struct TbRoot : ::testing::Test {
         ASSERT_TRUE(initTablebases(SYZYGY_DIR));
     }
 };
+
 bool isLegalRootMove(Position& p, Move m) {
     Move* end = generateLegal(0, p);
     for (Move* x = p.plyStates[0].moveStart; x < end; ++x)
         if (moveBase(*x) == moveBase(m)) return true;
     return false;
 }
+
 std::string withClock(const std::string& fen, int clock) {
     size_t end = fen.rfind(' '), field = fen.rfind(' ', end - 1);  // the half-move clock lies between
     return fen.substr(0, field + 1) + std::to_string(clock) + fen.substr(end);
 }
+
 // The lines of the reference list with these pieces and this result.
 std::vector<ExpectedProbe> linesOf(std::initializer_list<std::string> pieces, int wdl, const std::string& dir = SYZYGY_DIR) {
     std::vector<ExpectedProbe> out;
@@ -51,6 +54,7 @@ TEST_F(TbRoot, WinningMoveKeepsTheWinAndComesCloserToZeroing) {
     }
     EXPECT_GT(checked, 50);
 }
+
 TEST_F(TbRoot, DrawnMoveKeepsTheDraw) {
     int checked = 0;
     for (const ExpectedProbe& e : linesOf({"KKRR", "KKQQ", "KKNR", "KKPP", "KKBN"}, 0)) {
@@ -68,6 +72,7 @@ TEST_F(TbRoot, DrawnMoveKeepsTheDraw) {
     }
     EXPECT_GT(checked, 30);
 }
+
 TEST_F(TbRoot, LosingMoveResistsLongest) {
     int checked = 0;
     for (const ExpectedProbe& e : linesOf({"KKQR", "KKR", "KKNP"}, -2)) {
@@ -92,6 +97,7 @@ TEST_F(TbRoot, LosingMoveResistsLongest) {
     }
     EXPECT_GT(checked, 30);
 }
+
 TEST_F(TbRoot, FiftyMoveCounterTurnsATooDistantWinIntoADraw) {
     int checked = 0;
     for (const ExpectedProbe& e : linesOf({"KKQR"}, 2)) {
@@ -111,12 +117,14 @@ TEST_F(TbRoot, FiftyMoveCounterTurnsATooDistantWinIntoADraw) {
     }
     EXPECT_EQ(checked, 10);
 }
+
 TEST_F(TbRoot, MateInOneIsPlayed) {
     TestPosition p("8/3R4/8/k1K5/8/8/8/8 w - - 0 1");
     int score = 0;
     Move m = probeRoot(*p, &score);
     EXPECT_TRUE(moveFrom(m) == 51 && moveTo(m) == 48 && score == 31999) << score;  // Rd7-a7
 }
+
 TEST_F(TbRoot, PositionsOutsideTheTablesGiveNoMove) {
     int score = 5;
     TestPosition castling("r3k3/8/8/8/8/8/8/4K3 b q - 0 1");
@@ -129,6 +137,7 @@ TEST_F(TbRoot, PositionsOutsideTheTablesGiveNoMove) {
     TestPosition missing("4k3/8/8/8/8/8/8/QQ2K1qq w - - 0 1");  // KQQvKQQ is not among the files
     EXPECT_EQ(probeRoot(*missing, &score), NO_MOVE);
 }
+
 // KBBvKN, the one shared table with cursed wins and blessed losses, is 13 MB.
 TEST_F(TbRoot, CursedWinsAndBlessedLossesScoreAsDrawsButKeepTheirSide) {
     SKIP_WITHOUT_SHARED_DATA("syzygy/KBBvKN.rtbz");

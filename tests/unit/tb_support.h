@@ -26,6 +26,7 @@ inline int wdlOfWord(const std::string& w) {
         if (w == words[i]) return i - 2;
     return -1000;
 }
+
 // The reference list beside the tables of `dir`.
 inline std::vector<ExpectedProbe> readExpectedProbes(const std::string& dir = SYZYGY_DIR) {
     std::vector<ExpectedProbe> out;
@@ -39,6 +40,7 @@ inline std::vector<ExpectedProbe> readExpectedProbes(const std::string& dir = SY
     }
     return out;
 }
+
 // The pieces of a FEN's placement sorted, without colour: "KKQR" for KQvKR.
 inline std::string piecesOf(const std::string& fen) {
     std::string out;

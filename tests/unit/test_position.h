@@ -17,6 +17,7 @@ inline void initBoardTables() {
     initZobrist();
     done = true;
 }
+
 struct TestPosition {
     std::unique_ptr<Position> pos = std::make_unique<Position>();
     std::vector<Move> stack = std::vector<Move>(MOVE_STACK);

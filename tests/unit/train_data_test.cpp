@@ -15,16 +15,19 @@ namespace {
 std::string tempPath(const std::string& name) {
     return (std::filesystem::temp_directory_path() / ("quorvane_train_" + std::to_string(::getpid()) + "_" + name)).string();
 }
+
 bool lessRecord(const TrainingRecord& a, const TrainingRecord& b) {
     uint8_t x[TRAINING_RECORD_BYTES], y[TRAINING_RECORD_BYTES];
     encodeRecord(a, x);
     encodeRecord(b, y);
     return std::lexicographical_compare(x, x + TRAINING_RECORD_BYTES, y, y + TRAINING_RECORD_BYTES);
 }
+
 class TrainData : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
 };
+
 TEST_F(TrainData, RecordBytesRoundTrip) {
     std::vector<TrainingRecord> records = syntheticRecords(200, 3);
     records[0].score = -32767;
@@ -42,6 +45,7 @@ TEST_F(TrainData, RecordBytesRoundTrip) {
     EXPECT_EQ(bytes[0], uint8_t(r.occupancy));
     EXPECT_TRUE(bytes[24] == 0x01 && bytes[25] == 0x80);  // -32767 = 0x8001
 }
+
 TEST_F(TrainData, PlacementPacksAllThirtyTwoPieces) {
     TrainingRecord r;
     ASSERT_TRUE(recordFromFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1", 15, RESULT_WIN, r));
@@ -54,6 +58,7 @@ TEST_F(TrainData, PlacementPacksAllThirtyTwoPieces) {
     for (int sq = 0; sq < 33; ++sq) crowded[sq] = WKNIGHT;
     EXPECT_FALSE(packPlacement(crowded, r));
 }
+
 TEST_F(TrainData, FileRoundTripAndStreaming) {
     std::vector<TrainingRecord> records = syntheticRecords(10000, 5);
     std::string path = tempPath("roundtrip.bin");
@@ -76,6 +81,7 @@ TEST_F(TrainData, FileRoundTripAndStreaming) {
     EXPECT_EQ(back[99], records[99]);
     std::remove(path.c_str());
 }
+
 TEST_F(TrainData, ReaderRejectsOtherFiles) {
     std::string path = tempPath("notdata.bin");
     std::ofstream(path) << "this is not training data at all";
@@ -86,6 +92,7 @@ TEST_F(TrainData, ReaderRejectsOtherFiles) {
     EXPECT_FALSE(readAllRecords(tempPath("missing.bin"), out, &error));
     std::remove(path.c_str());
 }
+
 TEST_F(TrainData, ShufflesArePermutations) {
     std::vector<TrainingRecord> records = syntheticRecords(5000, 9), shuffled = records, again = records;
     shuffleRecords(shuffled, 1);
@@ -108,6 +115,7 @@ TEST_F(TrainData, ShufflesArePermutations) {
     std::remove(in.c_str());
     std::remove(out.c_str());
 }
+
 // Text lines give scores and results from a stated side; records keep them from
 // the mover's, and a tuning line written from a record gives back White's result.
 TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
@@ -133,6 +141,7 @@ TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
         EXPECT_FALSE(recordFromTextLine(bad, options, r, &error)) << bad;
     EXPECT_NE(error.find("bad FEN"), std::string::npos);
 }
+
 // The data folder's manifest: what survives a write and a read, and what a damaged line does.
 TEST(TrainManifest, EntriesSurviveAWriteAndARead) {
     std::vector<ManifestEntry> entries = {
@@ -156,6 +165,7 @@ TEST(TrainManifest, EntriesSurviveAWriteAndARead) {
     ASSERT_TRUE(readManifest(path, back, &error));
     EXPECT_TRUE(back.empty());
 }
+
 TEST(TrainManifest, AFileMadeAgainReplacesItsEntry) {
     std::vector<ManifestEntry> entries;
     putEntry(entries, {"a.bin", "data", 10, "n1", "c1", "d1", "x"});
@@ -164,6 +174,7 @@ TEST(TrainManifest, AFileMadeAgainReplacesItsEntry) {
     ASSERT_EQ(entries.size(), 2u);
     EXPECT_TRUE(entries[0].positions == 30u && entries[0].network == "n2" && entries[1].file == "b.bin");
 }
+
 TEST(TrainManifest, DamagedLinesAreRefusedWithTheirNumber) {
     ManifestEntry e;
     std::string error;

@@ -24,6 +24,7 @@ protected:
         return v;
     }
 };
+
 // Each perspective sees the board from its own side: the two lists swap with
 // the side to move, and differ from each other.
 TEST_F(TrainFeatures, SideToMoveComesFirst) {
@@ -35,11 +36,13 @@ TEST_F(TrainFeatures, SideToMoveComesFirst) {
     PositionFeatures black = of("4k3/8/8/3p4/8/8/8/4K3 b - - 0 1");
     EXPECT_TRUE(sorted(black, 0) == sorted(white, 1) && sorted(black, 1) == sorted(white, 0));
 }
+
 TEST_F(TrainFeatures, ColourMirrorGivesTheSameInput) {
     PositionFeatures a = of("r3k2r/pp1n1ppp/2p1b3/q7/3P4/2N2N2/PP2QPPP/R3K2R w KQkq - 0 1");
     PositionFeatures b = of("r3k2r/pp2qppp/2n2n2/3p4/Q7/2P1B3/PP1N1PPP/R3K2R b KQkq - 0 1");
     EXPECT_TRUE(sorted(a, 0) == sorted(b, 0) && sorted(a, 1) == sorted(b, 1));
 }
+
 // Reflecting a record left to right must give exactly the input of the reflected
 // position, kings included, for both perspectives.
 TEST_F(TrainFeatures, MirroredRecordIsTheReflectedPosition) {
@@ -60,6 +63,7 @@ TEST_F(TrainFeatures, MirroredRecordIsTheReflectedPosition) {
         }
     }
 }
+
 // The pawns and phase a record gives scale a raw output to the engine's own
 // centipawns, positions with promoted pieces (phase clamped) included.
 TEST_F(TrainFeatures, OutputScaleAgreesWithTheEngine) {
@@ -74,16 +78,19 @@ TEST_F(TrainFeatures, OutputScaleAgreesWithTheEngine) {
     EXPECT_EQ(of("4k3/8/8/8/8/8/8/4K3 w - - 0 1").phase, 0);
     EXPECT_EQ(scoreFromRaw(-1000, 16, 24), -scoreFromRaw(1000, 16, 24)) << "truncated toward zero";
 }
+
 // Which training positions are kept for the network: those its evaluation would be asked to score.
 class TrainFilter : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
 };
+
 TrainingRecord fromFen(const std::string& fen) {
     TrainingRecord r;
     EXPECT_TRUE(recordFromFen(fen, 0, RESULT_DRAW, r)) << fen;
     return r;
 }
+
 // The record's balance is the engine's, whichever side is to move and however
 // lopsided the material: checked against positions the engine sets up itself.
 TEST_F(TrainFilter, BalanceMatchesTheEnginesPathChoice) {
@@ -102,6 +109,7 @@ TEST_F(TrainFilter, BalanceMatchesTheEnginesPathChoice) {
         EXPECT_EQ(withinNetworkRange(r, 0), usesNetwork(materialBalance(*p))) << fen;
     }
 }
+
 TEST_F(TrainFilter, MarginWidensTheKeptRange) {
     TrainingRecord even = fromFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
     TrainingRecord queenUp = fromFen("rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
@@ -114,6 +122,7 @@ TEST_F(TrainFilter, MarginWidensTheKeptRange) {
     EXPECT_FALSE(withinNetworkRange(queenUp, edge - NETWORK_THRESHOLD));
     EXPECT_TRUE(withinNetworkRange(queenUp, edge - NETWORK_THRESHOLD + 1));
 }
+
 TEST_F(TrainFilter, KeepsOrderAndCountsWhatWent) {
     std::vector<TrainingRecord> records = syntheticRecords(2000, 9);
     std::vector<TrainingRecord> expected;

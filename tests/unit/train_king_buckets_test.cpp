@@ -18,6 +18,7 @@ class TrainKingBuckets : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
 };
+
 constexpr int BUCKET_COUNTS[] = {4, 8, 16, 32};
 // Openings and endgames from real games, the kings on every file.
 std::vector<TrainingRecord> gamePositions() {
@@ -31,6 +32,7 @@ std::vector<TrainingRecord> gamePositions() {
     }
     return out;
 }
+
 int kingFile(const TrainingRecord& r, int colour) {
     Bitboard occ = r.occupancy;
     for (int n = 0; occ; ++n) {
@@ -39,6 +41,7 @@ int kingFile(const TrainingRecord& r, int colour) {
     }
     return -1;
 }
+
 // A net whose every part carries weight: trained a little, with factor rows and bucket rows pushed away from where a
 // short run leaves them, so that a row read in the wrong place shows in the scores.
 void trainSomeSteps(Trainer& t, int kingBuckets) {
@@ -50,6 +53,7 @@ void trainSomeSteps(Trainer& t, int kingBuckets) {
     for (size_t i = FT_WEIGHTS; i < FT_BIAS; ++i)
         if (t.net.params[i] != 0.0f) t.net.params[i] += 0.05f * std::sin(0.37f * float(i));
 }
+
 TEST_F(TrainKingBuckets, MapsReflectTheBoardAndUseEveryBucket) {
     for (int buckets : BUCKET_COUNTS) {
         std::set<int> rows;
@@ -69,6 +73,7 @@ TEST_F(TrainKingBuckets, MapsReflectTheBoardAndUseEveryBucket) {
     for (int buckets : BUCKET_COUNTS) EXPECT_NE(transformerRowOf(buckets, e1), transformerRowOf(buckets, e8)) << buckets;
     EXPECT_EQ(transformerRowOf(FULL_KING_LAYOUT, 12345), 12345);
 }
+
 // The float model of a bucketed net scores a position and its reflection alike, whichever side of the board the kings
 // stand on; the file's own layout, with the same weights, does not.
 TEST_F(TrainKingBuckets, ReflectedPositionScoresTheSame) {
@@ -100,6 +105,7 @@ TEST_F(TrainKingBuckets, ReflectedPositionScoresTheSame) {
     EXPECT_GT(spread / double(records.size()), 50.0);
     EXPECT_GT(fullLayoutDifference / double(records.size()), 10.0);
 }
+
 // Export writes every bucket row into each king square it covers (reflected where it reflects), so the engine, reading
 // the file through its own accumulators and kernel, scores real positions as the float model does.
 TEST_F(TrainKingBuckets, ExportedFileScoresLikeTheFloatModel) {
@@ -131,6 +137,7 @@ TEST_F(TrainKingBuckets, ExportedFileScoresLikeTheFloatModel) {
         EXPECT_EQ(std::memcmp(q.get(), again.get(), sizeof(NnueNet)), 0) << buckets;
     }
 }
+
 // A checkpoint keeps the bucket count; one written before the count existed is read as the file's own layout.
 TEST_F(TrainKingBuckets, CheckpointsKeepTheBucketCount) {
     Trainer t;

@@ -13,6 +13,7 @@ class TrainQuantise : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
 };
+
 TEST_F(TrainQuantise, ScalesRoundingAndClipping) {
     FloatNet net;
     float* p = net.params.data();
@@ -32,6 +33,7 @@ TEST_F(TrainQuantise, ScalesRoundingAndClipping) {
                                 q->outputWeights[6], q->outputBias}),
               (std::vector<int>{13, -127, -48, 127, 2032 + 32, 32, 96, -32, 16256}));
 }
+
 TEST_F(TrainQuantise, ExportLoadsIntoTheEngineUnchanged) {
     FloatNet net;
     initRandomNet(net, 11);
@@ -54,6 +56,7 @@ TEST_F(TrainQuantise, ExportLoadsIntoTheEngineUnchanged) {
     quantiseNet(back, *again);
     EXPECT_EQ(std::memcmp(again.get(), q.get(), sizeof(NnueNet)), 0);
 }
+
 // With weights that the integer types hold exactly, the two inferences differ
 // only by the rounding of the hidden activations to steps of 1/127.
 TEST_F(TrainQuantise, IntegerInferenceFollowsTheFloatNet) {

@@ -16,6 +16,7 @@ class TrainSchedule : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
 };
+
 TEST_F(TrainSchedule, CosineRunsFromTheStartRateToItsEndShare) {
     TrainingSettings s{.learningRate = 0.002f, .finalRateFraction = 0.01f, .totalEpochs = 10};
     const double start = double(s.learningRate), end = start * double(s.finalRateFraction);
@@ -34,6 +35,7 @@ TEST_F(TrainSchedule, CosineRunsFromTheStartRateToItsEndShare) {
     EXPECT_NEAR(scheduledRate(s, 0.7), start, 1e-12);
     EXPECT_NEAR(scheduledRate(s, 3.2), start * std::pow(double(0.9f), 3), 1e-12);
 }
+
 // The score/result blend may move across training (a resumed run keeps moving it:
 // TrainTraining.ResumedTrainingMatchesUninterrupted).
 TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
@@ -57,6 +59,7 @@ TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
     held.epochsDone = 4;
     EXPECT_NE(trainBatch(moving, data, order, 0, data.size()), trainBatch(held, data, order, 0, data.size()));
 }
+
 // A factorised net, once trained, has factor rows of its own; the file the
 // engine reads must hold exactly the model with those rows folded in.
 TEST_F(TrainSchedule, FactorRowsFoldIntoTheExportedNet) {

@@ -17,12 +17,14 @@ class TrainTraining : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
 };
+
 double batchLoss(const FloatNet& net, const std::vector<Sample>& samples, float k) {
     Activations a;
     double sum = 0;
     for (const Sample& s : samples) sum += positionLoss(forward(net, s, a), s.target, k).loss;
     return sum / double(samples.size());
 }
+
 // Checks the analytic gradient of every block against central differences, for the plain net and for the factorised
 // one, where a factor row's gradient pools those of the 64 feature rows it is shared by, and for king buckets, where a
 // bucket row's pools those of every feature it stands for.
@@ -90,11 +92,13 @@ void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
     for (size_t p = factorStart; !factorised && p < FT_BIAS; ++p) ASSERT_EQ(analytic(p), 0.0);  // no part in factor rows
     for (size_t p = ownEnd; p < factorStart; ++p) ASSERT_EQ(analytic(p), 0.0);  // nor rows beyond the buckets
 }
+
 TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
     checkGradients(false);
     checkGradients(true);
     checkGradients(true, 8);
 }
+
 // A short run lowers the loss, follows its learning-rate schedule and logs every epoch.
 TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
     std::vector<TrainingRecord> all = syntheticRecords(1500, 17), train, validation;
@@ -117,6 +121,7 @@ TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
     EXPECT_EQ(svg.rfind("<svg", 0), 0u);
     for (const char* part : {"<polyline", "learning rate", "</svg>"}) EXPECT_NE(svg.find(part), std::string::npos) << part;
 }
+
 TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
     std::vector<TrainingRecord> data = syntheticRecords(300, 2);
     std::vector<uint32_t> order(data.size());
@@ -144,6 +149,7 @@ TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
         else ASSERT_EQ(moved, 0u) << "feature " << feature;
     }
 }
+
 // Adam's first step moves a weight by about the learning rate whatever its
 // gradient; the warm-up scales that down to a sliver and then lets it grow.
 TEST_F(TrainTraining, WarmupStartsWithSmallSteps) {
@@ -166,6 +172,7 @@ TEST_F(TrainTraining, WarmupStartsWithSmallSteps) {
     EXPECT_NEAR(largestMove(100, 1), lr / 100, 0.01 * lr / 100);
     EXPECT_GT(largestMove(100, 50), 20 * largestMove(100, 1));
 }
+
 // With mirroring on, each epoch reflects half the records and the next epoch the other half.
 TEST_F(TrainTraining, MirroringAlternatesBetweenEpochs) {
     Trainer t;
@@ -182,6 +189,7 @@ TEST_F(TrainTraining, MirroringAlternatesBetweenEpochs) {
     }
     EXPECT_EQ(reflected, 500);
 }
+
 TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
     std::vector<TrainingRecord> all = syntheticRecords(600, 8), train, validation;
     // Mirroring reflects the other half in the second epoch, and the blend moves on in it only if its end

@@ -30,6 +30,7 @@ struct CapturedStdout {
         std::remove(path.c_str());
     }
 };
+
 // A report half written by the command thread must not let a search line in
 // between its words: "... pv g1f3 g8f6Unknown command" was once seen.
 TEST(Output, ReportLinesLeaveWhole) {
@@ -43,6 +44,7 @@ TEST(Output, ReportLinesLeaveWhole) {
     EXPECT_EQ(capture.text(), "bestmove e2e4\nPerft results for depth: 5  20\n");
     out << "\n";
 }
+
 TEST(Output, LongInputIsShortenedInMessages) {
     EXPECT_EQ(excerpt("e2e4"), "'e2e4'");
     std::string huge(1 << 20, 'x');

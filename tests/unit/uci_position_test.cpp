@@ -16,23 +16,27 @@ protected:
         return positionCommand(in, error ? error : &dummy);
     }
 };
+
 TEST_F(PositionCommand, StartposWithMoves) {
     ASSERT_TRUE(run("startpos moves e2e4 e7e5"));
     EXPECT_TRUE(mainPosition.gamePly == 3 && gameClock.gameMoveCount == 2);
     EXPECT_EQ(getFen(mainPosition), "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
     EXPECT_EQ(mainPosition.plyStates[0].epSquare, 36);  // the root always stays at ply 0
 }
+
 TEST_F(PositionCommand, WordAfterStartposIsDropped) {
     ASSERT_TRUE(run("startpos e2e4"));
     EXPECT_EQ(getFen(mainPosition), START_FEN);
     EXPECT_EQ(gameClock.gameMoveCount, 0);
 }
+
 TEST_F(PositionCommand, FenGameMoveCount) {
     ASSERT_TRUE(run("fen 8/8/8/8/8/8/8/K1k5 w - - 0 40 moves a1a2"));
     EXPECT_TRUE(mainPosition.gamePly == 80 && gameClock.gameMoveCount == 81);
     ASSERT_TRUE(run("fen 8/8/8/8/8/8/8/K1k5 w - - 0 1"));
     EXPECT_EQ(gameClock.gameMoveCount, 1024);
 }
+
 TEST_F(PositionCommand, BadInputKeepsThePreviousPosition) {
     ASSERT_TRUE(run("startpos moves d2d4"));
     std::string before = getFen(mainPosition);
@@ -50,10 +54,12 @@ TEST_F(PositionCommand, BadInputKeepsThePreviousPosition) {
         EXPECT_TRUE(getFen(mainPosition) == before && mainPosition.key == key) << args;
     }
 }
+
 TEST_F(PositionCommand, RepetitionHistoryGrowsByOneKeyPerMove) {
     ASSERT_TRUE(run("startpos moves g1f3 g8f6 f3g1 f6g8"));
     EXPECT_TRUE(mainPosition.gamePly == 5 && mainPosition.keyHistory[4] == mainPosition.keyHistory[0] && mainPosition.fiftyMove == 4);
 }
+
 TEST_F(PositionCommand, VeryLongGamesDoNotOverflowTheHistory) {
     std::string moves = "startpos moves";
     for (int i = 0; i < 1200; ++i) moves += " g1f3 g8f6 f3g1 f6g8";
@@ -62,6 +68,7 @@ TEST_F(PositionCommand, VeryLongGamesDoNotOverflowTheHistory) {
     EXPECT_EQ(mainPosition.keyHistory[mainPosition.gamePly - 1], mainPosition.key);
     EXPECT_EQ(mainPosition.keyHistory[mainPosition.gamePly - 5], mainPosition.key);
 }
+
 TEST_F(PositionCommand, MoveTextStandard) {
     Chess960Scope off(false);
     ASSERT_TRUE(run("fen r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1"));
@@ -82,6 +89,7 @@ TEST_F(PositionCommand, MoveTextStandard) {
     ASSERT_TRUE(run("startpos moves e2e4 d7d5 e4e5 f7f5 e5f6"));
     EXPECT_TRUE(mainPosition.board[45] == WPAWN && mainPosition.board[37] == EMPTY);
 }
+
 // A promotion letter on a move that promotes nothing was once dropped quietly.
 TEST_F(PositionCommand, PromotionLetterOnlyOnAPromotion) {
     std::string error;
@@ -100,6 +108,7 @@ TEST_F(PositionCommand, PromotionLetterOnlyOnAPromotion) {
         EXPECT_EQ(moveToText(mainPosition, m), text);
     }
 }
+
 TEST_F(PositionCommand, MoveTextChess960) {
     Chess960Scope on(true);
     ASSERT_TRUE(run("fen r3k2r/8/8/8/8/8/8/RK5R w AHah - 0 1"));

@@ -34,6 +34,7 @@ TEST(TimeAllotment, NeverPlansPastTheClock) {
     in.time = 60000;
     EXPECT_EQ(allotWithMargin(in).hardLimit, allotTime(in).hardLimit);
 }
+
 TEST(TimeAllotment, MoreToSpendMeansLongerMoves) {
     AllotmentInput in;
     int previousSoft = 0, previousHard = 0;
@@ -67,6 +68,7 @@ TEST(TimeAllotment, MoreToSpendMeansLongerMoves) {
     in.gameMoveCount = 250;
     EXPECT_GT(allotWithMargin(in).softLimit, opening);
 }
+
 TEST(TimeAllotment, OddInputsGiveUsableLimits) {
     AllotmentInput in{.time = 100, .moveTime = 500};  // a fixed time per move is kept even against the clock
     EXPECT_EQ(allotWithMargin(in).hardLimit, 500);
@@ -86,6 +88,7 @@ TEST(TimeAllotment, OddInputsGiveUsableLimits) {
     in.movesToGo = 5, in.time = 60;
     EXPECT_LT(allotWithMargin(in).hardLimit, 40);
 }
+
 // The first "go" of a game works out how far the increment stretches the clock; later moves keep that figure.
 TEST(TimeAllotment, IncrementFactorIsKeptBetweenMovesOfAGame) {
     AllotmentInput in{.inc = 10000, .newGame = true};
@@ -95,6 +98,7 @@ TEST(TimeAllotment, IncrementFactorIsKeptBetweenMovesOfAGame) {
     in.newGame = false, in.incrementFactor = first;
     EXPECT_EQ(allotTime(in).incrementFactor, first);
 }
+
 TEST(TimeAllotment, ShortLimitsReadTheClockOften) {
     int previous = 1;
     for (int hard : {1, 50, 500, 999, 5000, 60000}) {
