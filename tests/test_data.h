@@ -1,25 +1,27 @@
-// Where the tests find their data. The small sets they always need are kept
-// in tests/data; larger optional data (whole opening books, 5-piece tables,
-// the full perft files) lives in one folder named by the environment variable
-// QUORVANE_SHARED_DIR, by default ../shared beside the repository. Tests that
-// need the optional data are skipped, with the path they looked for, when it
-// is absent.
+// Where the tests find their data. The small sets they always need are kept in tests/data; larger optional data (whole
+// opening books, 5-piece tables, the full perft files) lives in one folder named by the environment variable
+// QUORVANE_SHARED_DIR, by default ../shared beside the repository. Tests that need the optional data are skipped, with
+// the path they looked for, when it is absent.
 #pragma once
-
 #include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 inline std::string testDataPath(const std::string& relative) { return std::string(TEST_DATA_DIR) + "/" + relative; }
-
 inline std::string sharedDataDir() {
     const char* chosen = std::getenv("QUORVANE_SHARED_DIR");
     return chosen && *chosen ? std::string(chosen) : std::string(DEFAULT_SHARED_DIR);
 }
 
 inline std::string sharedDataPath(const std::string& relative) { return sharedDataDir() + "/" + relative; }
+// A whole file's bytes ("" when it cannot be read).
+inline std::string fileBytes(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
 
 // Skips the running test (from its body or SetUp) when a file or folder of the
 // optional data is missing; the skip message names it.

@@ -21,7 +21,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
 #include "board/attacks.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
@@ -30,33 +29,21 @@
 #include "uci/position_command.h"
 
 namespace {
-
 struct Script {
-    std::string score = "cp 0", bound;
+    std::string score = "cp 0", bound, fault, threadsDefault = "1", record;
     bool scoreFirst = false;
-    std::string fault;
     int faultAt = 0;
-    std::string threadsDefault = "1";
-    std::string record;
 };
 
-// Whether the side to move after `m` has no legal move, and whether it is in check.
-void outcomeAfter(Position& p, Move m, bool& noMoves, bool& check) {
-    makeMove(p, 0, m);
-    Move* start = p.plyStates[1].moveStart;
-    noMoves = generateLegal(1, p) == start;
-    check = p.plyStates[1].inCheck;
-    unmakeMove(p, 0, m);
-}
-
 Move chooseMove(Position& p) {
-    Move* start = p.plyStates[0].moveStart;
-    std::vector<Move> moves(start, generateLegal(0, p));
+    std::vector<Move> moves(p.plyStates[0].moveStart, generateLegal(0, p));
     if (moves.empty()) return NO_MOVE;
     Move stalemate = NO_MOVE;
     for (Move m : moves) {
-        bool noMoves, check;
-        outcomeAfter(p, m, noMoves, check);
+        makeMove(p, 0, m);
+        Move* start = p.plyStates[1].moveStart;
+        bool noMoves = generateLegal(1, p) == start, check = p.plyStates[1].inCheck;
+        unmakeMove(p, 0, m);
         if (noMoves && check) return m;
         if (noMoves && stalemate == NO_MOVE) stalemate = m;
     }
@@ -74,18 +61,13 @@ int clockMs(const std::vector<std::string>& go, const std::string& key) {
         if (go[i] == key) return std::atoi(go[i + 1].c_str());
     return 0;
 }
-
 } // namespace
-
 int main(int argc, char** argv) {
     Script script;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         auto next = [&]() -> std::string { return i + 1 < argc ? argv[++i] : ""; };
-        auto twoWords = [&] {
-            std::string kind = next();
-            return kind.append(" ").append(next());
-        };
+        auto twoWords = [&] { return next().append(" ").append(next()); };
         if (a == "--score") script.score = twoWords();
         else if (a == "--bound") script.bound = twoWords();
         else if (a == "--score-first") script.scoreFirst = true;

@@ -1,11 +1,8 @@
-// The engine as users start it: by absolute path from a folder that has
-// nothing of the project in it.
+// The engine as users start it: by absolute path from a folder that has nothing of the project in it.
 #include <gtest/gtest.h>
-
 #include <regex>
 #include <string>
 #include <vector>
-
 #include "engine_under_test.h"
 
 TEST(AnyFolder, PlaysAGameStartedFromAnUnrelatedFolder) {

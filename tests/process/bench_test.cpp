@@ -1,27 +1,18 @@
 // "bench" as engine-testing tools run it: the same node count on every run, in
 // every build, equal to the count the repository records as the search's signature.
 #include <gtest/gtest.h>
-
+#include <algorithm>
 #include <fstream>
 #include <regex>
 #include <string>
 #include <vector>
-
 #include "engine_under_test.h"
 
 namespace {
-
-std::vector<std::string> outputLines(const std::string& text) {
-    std::vector<std::string> out;
-    size_t start = 0;
-    for (size_t nl; (nl = text.find('\n', start)) != std::string::npos; start = nl + 1) out.push_back(text.substr(start, nl - start));
-    return out;
-}
-
 // The "N nodes M nps" line that closes a bench report, or -1 nodes.
 long long benchNodes(const std::string& output) {
     static const std::regex last("^([0-9]+) nodes ([0-9]+) nps$");
-    auto lines = outputLines(output);
+    auto lines = splitLines(output);
     std::smatch m;
     if (lines.empty() || !std::regex_match(lines.back(), m, last)) return -1;
     return std::stoll(m[1]);
@@ -34,9 +25,7 @@ long long recordedSignature() {
         if (!line.empty() && line[0] != '#') return std::stoll(line);
     return -1;
 }
-
 } // namespace
-
 // "quorvane bench [depth]": the benchmark tool's count, the same on every run,
 // closing with the line that engine-testing tools read; exit status 0.
 TEST(Bench, OnTheCommandLineMatchesTheBenchmarkTool) {
@@ -48,7 +37,6 @@ TEST(Bench, OnTheCommandLineMatchesTheBenchmarkTool) {
     ASSERT_GT(nodes, 0) << first;
     EXPECT_NE(first.find("Nodes searched : " + std::to_string(nodes) + "\n"), std::string::npos) << first;
     EXPECT_EQ(benchNodes(runEngine("", {"bench", "5"}, away.path, 120000)), nodes);
-
     // The tool reads the same network from its file.
     EngineProcess tool;
     ASSERT_TRUE(startProgram(tool, {BENCH_PATH, "5", std::string(TEST_DATA_DIR) + "/../../220321-307.nnue"}, away.path));
@@ -60,11 +48,9 @@ TEST(Bench, OnTheCommandLineMatchesTheBenchmarkTool) {
 
 TEST(Bench, AtTheConsoleKeepsTheEngineUsable) {
     std::string out = runEngine("bench 3\nbench x\nposition startpos moves e2e4\ngo depth 3\n", {}, "", 120000);
-    auto lines = outputLines(out);
-    std::vector<std::string> nodeLines;
-    for (const std::string& l : lines)
-        if (std::regex_match(l, std::regex("^[0-9]+ nodes [0-9]+ nps$"))) nodeLines.push_back(l);
-    EXPECT_EQ(nodeLines.size(), 1u) << out;
+    auto lines = splitLines(out);
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](auto& l) { return std::regex_match(l, std::regex("^[0-9]+ nodes [0-9]+ nps$")); }),
+              1) << out;
     EXPECT_NE(out.find("info string bench depth 'x' is not a number\n"), std::string::npos) << out;
     ASSERT_FALSE(lines.empty());
     EXPECT_TRUE(startsWith(lines.back(), "bestmove ")) << out;

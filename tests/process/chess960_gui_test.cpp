@@ -1,18 +1,13 @@
-// Chess960 as a UCI GUI plays it: the UCI_Chess960 option, start positions
-// with X-FEN castling letters, and castling sent and answered as the king
-// taking its own rook.
+// Chess960 as a UCI GUI plays it: the UCI_Chess960 option, start positions with X-FEN castling letters, and castling
+// sent and answered as the king taking its own rook.
 #include <gtest/gtest.h>
-
 #include <fstream>
 #include <regex>
-
 #include "search_session.h"
 #include "test_data.h"
 
 namespace {
-
 const std::regex BESTMOVE("^bestmove ([a-h][1-8][a-h][1-8][nbrq]?)( ponder [a-h][1-8][a-h][1-8][nbrq]?)?$");
-
 std::string bestMoveOf(EngineSession& s) {
     auto lines = s.untilBestMove();
     std::smatch m;
@@ -23,11 +18,8 @@ std::string bestMoveOf(EngineSession& s) {
 // Everything the engine prints in answer to `command`, up to its readyok.
 std::vector<std::string> answerTo(EngineSession& s, const std::string& command) {
     s.send(command);
-    s.send("isready");
-    bool found = false;
-    auto lines = readUntilLine(s.engine, "readyok", 10000, &found);
-    EXPECT_TRUE(found);
-    lines.pop_back();
+    auto lines = s.ready();
+    if (!lines.empty()) lines.pop_back();  // the readyok
     return lines;
 }
 
@@ -40,9 +32,7 @@ bool isKingTakesRook(const std::vector<std::string>& board, const std::string& m
     char from = at(move.substr(0, 2)), to = at(move.substr(2, 2));
     return (from == 'K' && to == 'R') || (from == 'k' && to == 'r');
 }
-
 } // namespace
-
 // Games from the Chess960 book: every move the engine answers is taken back
 // by the position command exactly as a GUI sends it, castling included.
 TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
@@ -76,17 +66,13 @@ TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
 // O-O mates here; the engine must say so in the form its mode expects.
 TEST(Chess960Gui, CastlingIsAnsweredAsKingTakesRookOnlyInChess960) {
     EngineSession s;
-    const std::string mate = "position fen 4rkr1/4p1p1/8/8/8/8/8/4K2R w K - 0 1";
-    s.send(mate);
-    s.send("go depth 3");
-    EXPECT_EQ(bestMoveOf(s), "e1g1");
-    answerTo(s, "setoption name UCI_Chess960 value true");
-    s.send(mate);
-    s.send("go depth 3");
-    EXPECT_EQ(bestMoveOf(s), "e1h1");
-    s.send("position fen 4rkr1/4p1p1/8/8/8/8/8/4K2R w H - 0 1");  // the same right in Shredder-FEN
-    s.send("go depth 3");
-    EXPECT_EQ(bestMoveOf(s), "e1h1");
+    // The last: the same right named by its rook's file.
+    for (auto [chess960, rights, expected] : {std::tuple{false, "K", "e1g1"}, {true, "K", "e1h1"}, {true, "H", "e1h1"}}) {
+        if (chess960) answerTo(s, "setoption name UCI_Chess960 value true");
+        s.send(std::string("position fen 4rkr1/4p1p1/8/8/8/8/8/4K2R w ") + rights + " - 0 1");
+        s.send("go depth 3");
+        EXPECT_EQ(bestMoveOf(s), expected) << rights << (chess960 ? " in Chess960" : "");
+    }
 }
 
 // X-FEN letters name the outermost rooks; castling either way, for both sides.

@@ -1,21 +1,16 @@
 #include "engine_under_test.h"
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-
 #include <unistd.h>
 
 namespace {
-
 std::vector<std::string> engineCommand(const std::vector<std::string>& args) {
     std::vector<std::string> argv{ENGINE_PATH};
     argv.insert(argv.end(), args.begin(), args.end());
     return argv;
 }
-
 } // namespace
-
 bool startEngine(EngineProcess& e, const std::vector<std::string>& args, const std::string& workdir) {
     return startProgram(e, engineCommand(args), workdir);
 }

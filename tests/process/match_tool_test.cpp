@@ -1,24 +1,19 @@
-// The match runner against scripted engines: every way a game can end is
-// scored for the right engine, with either engine as White and with either
-// engine named first.
+// The match runner against scripted engines: every way a game can end is scored for the right engine, with either
+// engine as White and with either engine named first.
 #include <gtest/gtest.h>
-
 #include <fstream>
 #include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
-
 #include "engine_under_test.h"
+#include "test_data.h"
 
 namespace {
-
 const std::string FAKE = FAKE_ENGINE_PATH;
-
 struct MatchRun {
     std::string output;
-    std::vector<std::string> pgnResults;  // the Result tag of each game, in order
-    std::vector<std::string> pgnWhites;
+    std::vector<std::string> pgnResults, pgnWhites;  // the Result and White tags of each game, in order
 };
 
 std::vector<std::string> tagValues(const std::string& pgn, const std::string& tag) {
@@ -33,11 +28,9 @@ MatchRun runMatch(const std::string& first, const std::string& second, const std
                   std::vector<std::string> extra = {}, int games = 0, const std::string& tc = "2+0") {
     TempDir dir("match_tool_");
     std::string book = dir.path + "/book.epd", pgn = dir.path + "/games.pgn";
-    std::ofstream(book) << [&] {
-        std::string text;
-        for (const auto& o : openings) text += o + "\n";
-        return text;
-    }();
+    std::ofstream bookFile(book);
+    for (const auto& o : openings) bookFile << o << "\n";
+    bookFile.close();
     std::vector<std::string> argv{MATCH_PATH, "--engine", first, "--engine", second, "--name", "first", "--name",
                                   "second", "--book", book, "--book-order", "sequential", "--tc", tc,
                                   "--games", std::to_string(games ? games : int(2 * openings.size())), "--pgn", pgn};
@@ -47,23 +40,16 @@ MatchRun runMatch(const std::string& first, const std::string& second, const std
     if (!startProgram(e, argv)) return run;
     for (std::string line; readLine(e, line, 60000);) run.output += line + "\n";
     waitExit(e, 5000);
-    std::ifstream in(pgn);
-    std::stringstream text;
-    text << in.rdbuf();
-    run.pgnResults = tagValues(text.str(), "Result");
-    run.pgnWhites = tagValues(text.str(), "White");
+    run.pgnResults = tagValues(fileBytes(pgn), "Result");
+    run.pgnWhites = tagValues(fileBytes(pgn), "White");
     return run;
 }
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 const std::string START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 const std::string MIDDLE_GAME_BLACK = "r1bq1rk1/ppp2ppp/2n2n2/3pp3/1b1PP3/2N2N2/PPP1BPPP/R1BQK2R b KQ - 3 6";
-
 TEST(MatchTool, RuleBreakerLosesWithEitherColourAndEitherSeat) {
-    struct Case {
-        std::string fault, counted;
-    };
+    struct Case { std::string fault, counted; };
     for (const Case& c : {Case{"illegal", "illegal"}, Case{"crash", "crash"}, Case{"quit", "crash"}, Case{"flag", "time"}}) {
         std::string bad = FAKE + " --fault " + c.fault + " --at 2";
         // A short clock keeps the flagging games short.
@@ -83,8 +69,7 @@ TEST(MatchTool, RuleBreakerLosesWithEitherColourAndEitherSeat) {
 }
 
 TEST(MatchTool, MarginForgivesEachOverrunButNotALongerOne) {
-    // Three moves in a row 60 ms past the clock: inside a 150 ms margin each
-    // time, though together they are 180 ms.
+    // Three moves in a row 60 ms past the clock: inside a 150 ms margin each time, though together they are 180 ms.
     std::string late = FAKE + " --fault overrun --at 1";
     MatchRun forgiven = runMatch(late, FAKE, {START}, {"--margin", "150"}, 0, "0.3+0");
     EXPECT_TRUE(contains(forgiven.output, "Faults: none")) << forgiven.output;
@@ -95,16 +80,14 @@ TEST(MatchTool, MarginForgivesEachOverrunButNotALongerOne) {
 }
 
 TEST(MatchTool, AgreedScoresAdjudicateForTheSideBothEnginesSee) {
-    // The loser admits it in centipawns or as a mate against it; the winner
-    // reports in the other field order.
+    // The loser admits it in centipawns or as a mate against it; the winner reports in the other field order.
     for (const auto& [losing, winning] : {std::pair<std::string, std::string>{"cp -1500", "cp 1200"},
                                           {"mate -3", "mate 4"}}) {
         std::string loser = FAKE + " --score " + losing, winner = FAKE + " --score-first --score " + winning;
         MatchRun a = runMatch(loser, winner, {START, MIDDLE_GAME_BLACK});
         EXPECT_TRUE(contains(a.output, "Score of first vs second: 0 - 4 - 0")) << losing << "\n" << a.output;
         EXPECT_EQ(a.pgnResults, (std::vector<std::string>{"0-1", "1-0", "0-1", "1-0"})) << losing;
-        EXPECT_TRUE(contains(a.output, "(adjudicated)"));
-        EXPECT_TRUE(contains(a.output, "Faults: none"));
+        EXPECT_TRUE(contains(a.output, "(adjudicated)") && contains(a.output, "Faults: none")) << a.output;
     }
 }
 
@@ -130,8 +113,7 @@ TEST(MatchTool, RulesOfChessEndGamesForTheRightSide) {
                              "k7/2K5/8/1P6/8/8/8/8 w - - 0 1"});
     EXPECT_EQ(run.pgnResults, (std::vector<std::string>{"1-0", "1-0", "0-1", "0-1", "1/2-1/2", "1/2-1/2"}));
     EXPECT_TRUE(contains(run.output, "Score of first vs second: 2 - 2 - 2")) << run.output;
-    EXPECT_TRUE(contains(run.output, "(checkmate)"));
-    EXPECT_TRUE(contains(run.output, "(stalemate)"));
+    EXPECT_TRUE(contains(run.output, "(checkmate)") && contains(run.output, "(stalemate)"));
 }
 
 TEST(MatchTool, EnginesGetOneThreadAndNoPonderUnlessTold) {
@@ -139,13 +121,8 @@ TEST(MatchTool, EnginesGetOneThreadAndNoPonderUnlessTold) {
     std::string log1 = dir.path + "/one.txt", log2 = dir.path + "/two.txt";
     MatchRun run = runMatch(FAKE + " --threads-default 4 --record " + log1, FAKE + " --threads-default 4 --record " + log2,
                             {START}, {"--option", "2:Threads=3", "--option", "2:Bogus=7"}, 1);
-    auto read = [](const std::string& path) {
-        std::stringstream text;
-        text << std::ifstream(path).rdbuf();
-        return text.str();
-    };
-    EXPECT_EQ(read(log1), "setoption name Threads value 1\nsetoption name Ponder value false\n");
-    EXPECT_EQ(read(log2), "setoption name Ponder value false\nsetoption name Threads value 3\nsetoption name Bogus value 7\n");
+    EXPECT_EQ(fileBytes(log1), "setoption name Threads value 1\nsetoption name Ponder value false\n");
+    EXPECT_EQ(fileBytes(log2), "setoption name Ponder value false\nsetoption name Threads value 3\nsetoption name Bogus value 7\n");
     EXPECT_TRUE(contains(run.output, "first (Fake): sent Threads=1 [default 4] Ponder=false [default true]; left at default: Hash=16"))
         << run.output;
     EXPECT_TRUE(contains(run.output, "Bogus=7 [not offered]")) << run.output;
@@ -158,10 +135,8 @@ TEST(MatchTool, SequentialTestStopsWhenItDecides) {
                                 {"--sprt", "0", "10"}, 200);
         EXPECT_TRUE(contains(run.output, firstStronger ? "H1 accepted" : "H0 accepted")) << run.output;
         // Every pair is won outright, yet no verdict comes before ten pairs; then the match stops.
-        EXPECT_GE(run.pgnResults.size(), 20u);
-        EXPECT_LT(run.pgnResults.size(), 30u);
+        EXPECT_TRUE(run.pgnResults.size() >= 20u && run.pgnResults.size() < 30u) << run.pgnResults.size();
         EXPECT_TRUE(std::regex_search(run.output, std::regex("LLR -?[0-9.]+ \\[-2.94, 2.94\\]")));
     }
 }
-
 } // namespace

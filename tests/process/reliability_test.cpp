@@ -1,14 +1,10 @@
-// Commands that arrive while a search runs, limits of the system, and odd
-// values a GUI or a person may send.
+// Commands that arrive while a search runs, limits of the system, and odd values a GUI or a person may send.
 #include <gtest/gtest.h>
-
 #include <algorithm>
 #include <fstream>
-
 #include "search_session.h"
 
 namespace {
-
 bool anyStartsWith(const std::vector<std::string>& lines, const std::string& prefix) {
     return std::any_of(lines.begin(), lines.end(), [&](const std::string& l) { return startsWith(l, prefix); });
 }
@@ -16,10 +12,7 @@ bool anyStartsWith(const std::vector<std::string>& lines, const std::string& pre
 // "rtest" resizes the table for every line; a search still probing it once crashed the engine.
 TEST(Reliability, PerftChecksDuringASearchStopItFirst) {
     EngineSession s;
-    {
-        std::ofstream file(s.dir + "/perftFRC.txt");
-        file << "4k3/8/8/8/8/8/8/4K3 w - - 0 1;3;170\n4k3/8/8/8/8/8/8/4K3 w - - 0 1;2;25\n";
-    }
+    std::ofstream(s.dir + "/perftFRC.txt") << "4k3/8/8/8/8/8/8/4K3 w - - 0 1;3;170\n4k3/8/8/8/8/8/8/4K3 w - - 0 1;2;25\n";
     s.send("setoption name Threads value 2");
     for (const char* go : {"go infinite", "go depth 30", "go ponder", "go infinite", "go ponder"}) {
         s.send(go);
@@ -30,10 +23,7 @@ TEST(Reliability, PerftChecksDuringASearchStopItFirst) {
         // The search answered before the check began.
         EXPECT_TRUE(anyStartsWith(lines, "bestmove")) << go;
     }
-    s.send("isready");
-    bool ready = false;
-    readUntilLine(s.engine, "readyok", 10000, &ready);
-    EXPECT_TRUE(ready);
+    s.ready();
 }
 
 TEST(Reliability, HashstatsAndEvilDuringASearch) {
@@ -51,8 +41,7 @@ TEST(Reliability, HashstatsAndEvilDuringASearch) {
     EXPECT_GE(std::count_if(lines.begin(), lines.end(), [](const std::string& l) { return startsWith(l, "Evaluation : "); }), 3);
 }
 
-// A memory limit leaves room for a few dozen threads only: the engine takes
-// what it gets, says so, and goes on playing.
+// A memory limit leaves room for a few dozen threads only: the engine takes what it gets, says so, and goes on playing.
 TEST(Reliability, RefusedThreadsFallBackToFewer) {
 #ifdef QUORVANE_SANITIZED
     GTEST_SKIP() << "sanitizer builds reserve more address space than the limit allows";
@@ -67,13 +56,11 @@ TEST(Reliability, RefusedThreadsFallBackToFewer) {
     auto lines = readUntil(e, [](const std::string& l) { return startsWith(l, "info string Number of threads set to : "); }, 30000, &found);
     ASSERT_TRUE(found);
     EXPECT_TRUE(anyStartsWith(lines, "info string Only ")) << lines.back();
-    send(e, "go depth 3");
-    readUntil(e, [](const std::string& l) { return startsWith(l, "bestmove"); }, 30000, &found);
-    EXPECT_TRUE(found);
-    send(e, "ucinewgame");
-    send(e, "go depth 2");
-    readUntil(e, [](const std::string& l) { return startsWith(l, "bestmove"); }, 30000, &found);
-    EXPECT_TRUE(found);
+    for (const char* go : {"go depth 3", "ucinewgame\ngo depth 2"}) {
+        send(e, go);
+        readUntil(e, [](const std::string& l) { return startsWith(l, "bestmove"); }, 30000, &found);
+        EXPECT_TRUE(found) << go;
+    }
     send(e, "quit");
     EXPECT_EQ(waitExit(e, 30000), 0);
 }
@@ -81,12 +68,7 @@ TEST(Reliability, RefusedThreadsFallBackToFewer) {
 // Each odd value gets a short note and a search a GUI author would expect.
 TEST(Reliability, OddGoValuesAreReportedAndAnswered) {
     EngineSession s;
-    struct Case {
-        const char* go;
-        const char* note;  // "" when none is expected
-        long maxMs;
-    };
-    const Case cases[] = {
+    struct Case { const char *go, *note; long maxMs; } cases[] = {  // note "": none expected
         {"go depth 0", "info string go: depth 0 is searched as depth 1", 3000},
         {"go movetime 0", "info string go: movetime 0 is searched as 1 ms", 3000},
         {"go movetime -20", "info string go: movetime -20 is searched as 1 ms", 3000},
@@ -138,22 +120,16 @@ TEST(Reliability, RepliesNameWhatWasDoneAndStayShort) {
     ASSERT_TRUE(found);
     // Where memory ran short the reply names the size obtained, as the warning before it does.
     std::string got = lines.back().substr(std::string("info string Size of Hashtable set to : ").size());
-    if (got != "262144") {
-        EXPECT_EQ(lines[lines.size() - 2], "info string Not enough memory, hash table has " + got + " MB");
-    }
+    if (got != "262144") { EXPECT_EQ(lines[lines.size() - 2], "info string Not enough memory, hash table has " + got + " MB"); }
     s.send("setoption name Hash value 16");
 #endif
-
     s.send("position startpos moves e2e4 " + std::string(1 << 20, 'x'));
     s.send("position fen 4k3/8/8/8/8/8/8/4K2R w KQkq - 0 1");
-    s.send("isready");
-    lines = readUntilLine(s.engine, "readyok", 60000, &found);
-    ASSERT_TRUE(found);
+    lines = s.ready(60000);
     auto notes = withPrefix(lines, "info string");
     ASSERT_GE(notes.size(), 2u);
     for (const auto& l : notes) EXPECT_LT(l.size(), 200u);
     EXPECT_TRUE(std::find(lines.begin(), lines.end(), "info string castling rights kQq dropped: no king and rook stand ready for them")
                 != lines.end());
 }
-
 } // namespace

@@ -1,14 +1,11 @@
 #include <thread>
-
+#include "search/timeman.h"
 #include "search_session.h"
 
 namespace {
-
 TEST(SearchGo, DepthLimitAndInfoLineForm) {
     EngineSession s;
-    s.send("position startpos");
-    std::vector<std::string> lines;
-    s.millisUntilBestMove("go depth 5", &lines);
+    std::vector<std::string> lines = s.search("startpos", "go depth 5");
     auto infos = withPrefix(lines, "info score");
     ASSERT_GE(infos.size(), 2u);
     // One line per completed iteration (the last one at depth 4), then the final summary.
@@ -26,19 +23,44 @@ TEST(SearchGo, MoveTimeIsKept) {
     EngineSession s;
     s.send("position startpos moves e2e4 e7e5");
     long ms = s.millisUntilBestMove("go movetime 400");
-    EXPECT_GE(ms, 350);
-    EXPECT_LE(ms, 1500);
+    EXPECT_TRUE(ms >= 350 && ms <= 1500) << ms;
 }
 
-TEST(SearchGo, ClockWithMovesToGoStaysInsideTheTime) {
-    EngineSession s;
+// The limits the engine works out for this "go", as the search receives them.
+Allotment allotmentFor(int time, int movesToGo, int gameMoveCount) {
+    AllotmentInput in{.time = time, .movesToGo = movesToGo, .movesToGoGiven = movesToGo > 0, .gameMoveCount = gameMoveCount, .newGame = true};
+    return withSafetyMargin(allotTime(in), in);
+}
+
+// On the clock a search ends between its soft limit, shortened at most to 0.6 of it by a settled best move, and its
+// hard limit. The bounds are wide, for a busy machine: a quarter of the soft limit, the hard limit and a second.
+TEST(SearchGo, ClockSearchSpendsItsAllotmentAndNoMore) {
+    EngineSession s(false);  // the built-in network: a search of real positions
+    struct Case { const char* go; int time, movesToGo; };
+    for (const Case& c : {Case{"go wtime 60000 btime 60000", 60000, 0},
+                          Case{"go wtime 3000 btime 3000 movestogo 1", 3000, 1}}) {
+        Allotment a = allotmentFor(c.time, c.movesToGo, 1);
+        s.send("ucinewgame");
+        s.send("position startpos moves e2e4");
+        long ms = s.millisUntilBestMove(c.go);
+        EXPECT_GE(ms, a.softLimit / 4) << c.go << ": soft limit " << a.softLimit;
+        EXPECT_LE(ms, a.hardLimit + 1000) << c.go << ": hard limit " << a.hardLimit;
+        EXPECT_LT(ms, c.time) << c.go << ": the flag fell";
+    }
+}
+
+// With next to nothing on the clock the hard limit is a millisecond or so:
+// the answer comes at once, even with a large increment to come.
+TEST(SearchGo, TinyClocksAreAnsweredAtOnce) {
+    EngineSession s(false);
     s.send("position startpos moves d2d4");
-    // Black has 600 ms for one move: the hard limit is 500 ms (600 minus the overhead).
-    long ms = s.millisUntilBestMove("go wtime 600 btime 600 winc 0 binc 0 movestogo 1");
-    EXPECT_LE(ms, 1200);
-    // With an increment and no moves-to-go the engine spends only a part of its clock.
-    ms = s.millisUntilBestMove("go wtime 2000 btime 2000 winc 100 binc 100");
-    EXPECT_LE(ms, 1500);
+    for (const char* go : {"go wtime 50 btime 50", "go wtime 150 btime 150 winc 3000 binc 3000",
+                           "go wtime 120 btime 120 movestogo 1"}) {
+        std::vector<std::string> lines;
+        long ms = s.millisUntilBestMove(go, &lines);
+        EXPECT_LT(ms, 1000) << go;
+        EXPECT_TRUE(std::regex_match(lines.back(), std::regex("bestmove [a-h][1-8][a-h][1-8].*"))) << go;
+    }
 }
 
 TEST(SearchGo, InfiniteWaitsForStopAndAnswersIsReady) {
@@ -48,10 +70,7 @@ TEST(SearchGo, InfiniteWaitsForStopAndAnswersIsReady) {
     auto early = readFor(s.engine, 600);
     EXPECT_TRUE(withPrefix(early, "bestmove").empty());
     auto start = std::chrono::steady_clock::now();
-    s.send("isready");
-    bool ready = false;
-    auto lines = readUntilLine(s.engine, "readyok", 2000, &ready);
-    EXPECT_TRUE(ready);
+    auto lines = s.ready(2000);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
     EXPECT_TRUE(withPrefix(lines, "bestmove").empty());
     s.send("stop");
@@ -80,10 +99,7 @@ TEST(SearchGo, StopAndQuitWithSeveralThreads) {
     s.send("position startpos");
     s.send("go infinite");
     readFor(s.engine, 300);
-    s.send("isready");
-    bool ready = false;
-    readUntilLine(s.engine, "readyok", 1000, &ready);
-    EXPECT_TRUE(ready);
+    s.ready(1000);
     s.send("stop");
     s.untilBestMove(3000);
     s.send("go infinite");
@@ -108,9 +124,8 @@ TEST(SearchGo, GoWhileSearchingStartsAfreshWithoutHanging) {
     s.send("go infinite");
     readFor(s.engine, 200);
     s.send("go depth 3");
-    auto first = s.untilBestMove(3000);
-    auto second = s.untilBestMove(5000);
-    EXPECT_TRUE(startsWith(second.back(), "bestmove"));
+    s.untilBestMove(3000);
+    s.untilBestMove(5000);  // both searches answer
 }
 
 TEST(SearchGo, NodesLimitStopsTheSearch) {
@@ -124,11 +139,48 @@ TEST(SearchGo, MateLimitStopsAtTheMate) {
     EngineSession s;
     s.send("position fen k7/8/2K5/8/8/8/8/7R w - - 0 1");
     std::vector<std::string> lines;
-    long ms = s.millisUntilBestMove("go mate 2", &lines);
-    EXPECT_LT(ms, 3000);
+    EXPECT_LT(s.millisUntilBestMove("go mate 2", &lines), 3000);
     auto mates = withPrefix(lines, "info score mate 2 ");
     ASSERT_FALSE(mates.empty());
     for (const auto& l : mates) EXPECT_TRUE(std::regex_match(l, infoPattern())) << l;
 }
 
+TEST(SearchRoot, MatedSideSeesANegativeMate) {
+    EngineSession s;
+    // Kb8 is forced, then Rh8 mates.
+    auto infos = withPrefix(s.search("fen k7/8/1K6/8/8/8/8/7R b - - 0 1", "go depth 6"), "info score");
+    ASSERT_FALSE(infos.empty());
+    EXPECT_TRUE(startsWith(infos.back(), "info score mate -")) << infos.back();
+}
+
+// Checkmate and stalemate at the root: one info line and no move.
+TEST(SearchRoot, NoLegalMoveAtTheRoot) {
+    EngineSession s;
+    auto mated = s.search("startpos moves f2f3 e7e5 g2g4 d8h4", "go wtime 10000 btime 10000", 3000);
+    ASSERT_GE(mated.size(), 2u);
+    EXPECT_EQ(std::vector(mated.end() - 2, mated.end()), (std::vector<std::string>{"info score mate 0", "bestmove (none)"}));
+    auto stalemate = s.search("fen 7k/8/8/8/8/8/5q2/7K w - - 0 1", "go depth 5", 3000);
+    ASSERT_GE(stalemate.size(), 2u);
+    EXPECT_TRUE(startsWith(stalemate[stalemate.size() - 2], "info score cp 0 depth 0") && stalemate.back() == "bestmove (none)")
+        << stalemate[stalemate.size() - 2];
+}
+
+TEST(SearchRoot, SingleLegalMoveStopsAfterDepthThree) {
+    EngineSession s;
+    s.send("position fen k7/8/8/8/8/8/1q6/K7 w - - 0 1");
+    std::vector<std::string> lines;
+    long ms = s.millisUntilBestMove("go wtime 600000 btime 600000", &lines);
+    EXPECT_TRUE(ms < 2000 && lines.back() == "bestmove a1b2") << ms << " " << lines.back();
+    for (const auto& l : withPrefix(lines, "info score")) EXPECT_LE(fieldOf(l, "depth"), 3) << l;
+}
+
+TEST(SearchRoot, GameHistoryRepetitionIsADraw) {
+    EngineSession s;
+    // Black, a rook down, can repeat the position a third time with Qe1+.
+    auto infos = withPrefix(
+        s.search("fen 6k1/5ppp/8/8/8/8/q4PPP/1R4K1 b - - 0 1 moves a2e2 g1h1 e2e1 h1h2 e1e2 h2h1 e2e1 h1h2 e1e2 h2h1", "go depth 6"),
+        "info score");
+    ASSERT_FALSE(infos.empty());
+    EXPECT_LE(std::abs(fieldOf(infos.back(), "cp")), 1) << infos.back();
+}
 } // namespace

@@ -1,30 +1,23 @@
 // An engine started in a fresh directory holding an all-zero network, so
 // that it agrees to search; removed again with the directory at the end.
 #pragma once
-
 #include <gtest/gtest.h>
-
 #include <chrono>
 #include <filesystem>
 #include <regex>
 #include <string>
 #include <vector>
-
 #include "engine_under_test.h"
 
 struct EngineSession {
     TempDir temp{"quorvane-search-"};
     const std::string& dir = temp.path;
     EngineProcess engine;
-
     // Without the zero network the engine starts on the network built into it.
     explicit EngineSession(bool withNetwork = true) {
         if (withNetwork) writeZeroNetwork(dir + "/220321-307.nnue");
         EXPECT_TRUE(startEngine(engine, {}, dir));
-        bool ready = false;
-        send("isready");
-        readUntilLine(engine, "readyok", 20000, &ready);
-        EXPECT_TRUE(ready) << "engine did not start";
+        ready(20000);
     }
     ~EngineSession() {
         if (engine.pid > 0) {
@@ -32,9 +25,15 @@ struct EngineSession {
             waitExit(engine, 10000);
         }
     }
-
     void send(const std::string& line) { ::send(engine, line); }
-
+    // Sends "isready"; returns the lines up to the "readyok", which must come within timeoutMs.
+    std::vector<std::string> ready(int timeoutMs = 10000) {
+        send("isready");
+        bool found = false;
+        auto lines = readUntilLine(engine, "readyok", timeoutMs, &found);
+        EXPECT_TRUE(found) << "no readyok within " << timeoutMs << " ms";
+        return lines;
+    }
     // Lines up to and including the first one starting with `prefix`; *found tells whether it came.
     std::vector<std::string> until(const std::string& prefix, int timeoutMs, bool* found = nullptr) {
         return readUntil(engine, [&](const std::string& l) { return startsWith(l, prefix); }, timeoutMs, found);

@@ -1,16 +1,12 @@
 // Endings played out by the engine against itself with the shared tables: won
 // positions end in mate by the tables' moves, drawn ones stay drawn.
 #include <gtest/gtest.h>
-
 #include <regex>
-
 #include "search_session.h"
 #include "test_data.h"
 
 namespace {
-
 const std::string SYZYGY = testDataPath("syzygy");
-
 struct Outcome {
     bool mated = false;  // the side to move at the end is checkmated
     int plies = 0;
@@ -79,5 +75,4 @@ TEST(TablebasePlay, WithoutTablesTheSearchRuns) {
     auto lines = s.untilBestMove(20000);
     for (const auto& l : lines) EXPECT_EQ(l.find("depth 127"), std::string::npos) << l;
 }
-
 } // namespace

@@ -1,9 +1,7 @@
 #include <sstream>
-
 #include "search_session.h"
 
 namespace {
-
 // Sends a setoption line and returns the next line the engine prints.
 std::string reply(EngineSession& s, const std::string& line) {
     s.send(line);
@@ -13,7 +11,6 @@ std::string reply(EngineSession& s, const std::string& line) {
 }
 
 std::string lastWord(const std::string& line) { return line.substr(line.find_last_of(" :") + 1); }
-
 // What a GUI reads from an "option" line.
 struct Declared {
     std::string name, type, defaultValue;
@@ -34,9 +31,8 @@ Declared parseDeclaration(const std::string& line) {
     return d;
 }
 
-// The engine holds to what it declares: the nine options in the order of the
-// "uci" answer, each spin option's default inside its range and values beyond
-// the range brought back to its ends, the check options off by default.
+// The engine holds to what it declares: the nine options in the order of the "uci" answer, each spin option's default
+// inside its range and values beyond the range brought back to its ends, the check options off by default.
 TEST(UciOptions, DeclarationsAreWhatSetoptionEnforces) {
     EngineSession s;
     s.send("uci");
@@ -44,9 +40,8 @@ TEST(UciOptions, DeclarationsAreWhatSetoptionEnforces) {
     auto lines = readUntilLine(s.engine, "uciok", 5000, &found);
     ASSERT_TRUE(found);
     std::vector<Declared> declared;
-    for (const auto& line : withPrefix(lines, "option ")) declared.push_back(parseDeclaration(line));
     std::vector<std::string> names;
-    for (const auto& d : declared) names.push_back(d.name);
+    for (const auto& line : withPrefix(lines, "option ")) names.push_back(declared.emplace_back(parseDeclaration(line)).name);
     EXPECT_EQ(names, (std::vector<std::string>{"Threads", "Hash", "Ponder", "MoveOverhead", "SyzygyPath", "SyzygyProbeDepth",
                                                "WindowsNumaNode", "NetFile", "UCI_Chess960"}));
     for (const auto& d : declared) {
@@ -98,10 +93,7 @@ TEST(UciOptions, ThreadsAreClampedToTwoHundredFiftySix) {
     auto lines = s.until("info string", 120000);
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(), "info string Number of threads set to : 256");
-    // All of them search and stop again.
-    s.send("position startpos");
-    s.send("go depth 3");
-    s.untilBestMove();
+    s.search("startpos", "go depth 3");  // all of them search and stop again
 }
 
 TEST(UciOptions, NetFileLoadsOrRefuses) {
@@ -126,13 +118,9 @@ TEST(UciOptions, NoNetworkNoSearch) {
     EngineSession s(false);
     EXPECT_EQ(reply(s, "setoption name NetFile value 220321-307.nnue"),
               "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for a position.");
-    s.send("go depth 3");
-    std::string line;
-    ASSERT_TRUE(readLine(s.engine, line, 5000));
-    EXPECT_EQ(line, "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for the position.");
-    s.send("isready");
-    ASSERT_TRUE(readLine(s.engine, line, 5000));
-    EXPECT_EQ(line, "readyok");
+    EXPECT_EQ(reply(s, "go depth 3"),
+              "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for the position.");
+    EXPECT_EQ(reply(s, "isready"), "readyok");
 }
 
 TEST(UciOptions, HashStatisticsOfAnEmptyTable) {
@@ -142,15 +130,11 @@ TEST(UciOptions, HashStatisticsOfAnEmptyTable) {
     bool found = false;
     auto lines = s.until("Depth distribution", 10000, &found);
     ASSERT_TRUE(found);
-    auto has = [&](const std::string& l) { return std::find(lines.begin(), lines.end(), l) != lines.end(); };
-    EXPECT_TRUE(has("Number of entries 98304"));
-    EXPECT_TRUE(has("Used entries 1"));
-    EXPECT_TRUE(has("Type of entries UPPER - LOWER - EXACT 0\t - 0\t - 0\t - 0"));
-    EXPECT_TRUE(has("Percentage of entries UPPER - LOWER - EXACT 0\t - 0\t - 0"));
-    EXPECT_TRUE(has("Number of Hashmoves 0"));
+    for (const char* line : {"Number of entries 98304", "Used entries 1", "Type of entries UPPER - LOWER - EXACT 0\t - 0\t - 0\t - 0",
+                             "Percentage of entries UPPER - LOWER - EXACT 0\t - 0\t - 0", "Number of Hashmoves 0"})
+        EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << line;
     auto ages = readFor(s.engine, 300);
     ASSERT_GE(ages.size(), 128u);
     for (size_t i = 0; i < 128; ++i) EXPECT_EQ(ages[i], "  0 - 0 - 0");
 }
-
 } // namespace

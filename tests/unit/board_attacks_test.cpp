@@ -1,37 +1,12 @@
 #include <gtest/gtest.h>
-
 #include <random>
-
 #include "board_test_util.h"
 
 namespace {
-
-int sq(const char* name) { return (name[1] - '1') * 8 + (name[0] - 'a'); }
-
 class AttackTables : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initBoardTables(); }
 };
-
-TEST_F(AttackTables, MaskWidthsAndStoreLayout) {
-    EXPECT_EQ(popcount(rookMagics[sq("a1")].mask), 12);
-    EXPECT_EQ(popcount(rookMagics[sq("d4")].mask), 10);
-    EXPECT_EQ(popcount(bishopMagics[sq("a1")].mask), 6);
-    EXPECT_EQ(popcount(bishopMagics[sq("d4")].mask), 9);
-    size_t rookEntries = 0, bishopEntries = 0;
-    for (int s = 0; s < 64; ++s) {
-        rookEntries += size_t(1) << popcount(rookMagics[s].mask);
-        bishopEntries += size_t(1) << popcount(bishopMagics[s].mask);
-        EXPECT_EQ(rookMagics[s].shift, 64 - popcount(rookMagics[s].mask));
-        if (s < 63) {
-            EXPECT_EQ(rookMagics[s + 1].attacks - rookMagics[s].attacks, 1 << popcount(rookMagics[s].mask));
-            EXPECT_EQ(bishopMagics[s + 1].attacks - bishopMagics[s].attacks, 1 << popcount(bishopMagics[s].mask));
-        }
-    }
-    EXPECT_EQ(rookEntries, 102400u);
-    EXPECT_EQ(bishopEntries, 5248u);
-    EXPECT_EQ(bishopMagics[0].attacks - rookMagics[0].attacks, 102400);
-}
 
 TEST_F(AttackTables, MagicLookupsMatchRayWalksOnRandomOccupancies) {
     std::mt19937_64 rng(7);
@@ -43,8 +18,7 @@ TEST_F(AttackTables, MagicLookupsMatchRayWalksOnRandomOccupancies) {
         }
 }
 
-// The trial search finds nine-bit multipliers that map every occupancy subset
-// without a harmful collision.
+// The trial search finds nine-bit multipliers that map every occupancy subset without a harmful collision.
 TEST_F(AttackTables, MagicSearchFindsValidMultipliers) {
     for (int s : {0, 27, 63}) {
         for (bool rook : {true, false}) {
@@ -75,10 +49,9 @@ TEST_F(AttackTables, LeapersStayOnTheBoard) {
 TEST_F(AttackTables, PawnAttackersAreFilledFromTheThirdRank) {
     EXPECT_EQ(pawnAttackers[WHITE][sq("e4")], bit(sq("d3")) | bit(sq("f3")));
     EXPECT_EQ(pawnAttackers[WHITE][sq("a4")], bit(sq("b3")));
-    EXPECT_EQ(pawnAttackers[WHITE][sq("c2")], 0u);
     EXPECT_EQ(pawnAttackers[BLACK][sq("e5")], bit(sq("d6")) | bit(sq("f6")));
     EXPECT_EQ(pawnAttackers[BLACK][sq("h3")], bit(sq("g4")));
-    EXPECT_EQ(pawnAttackers[BLACK][sq("c7")], 0u);
+    EXPECT_EQ(pawnAttackers[WHITE][sq("c2")] | pawnAttackers[BLACK][sq("c7")], 0u);
     // Pawn attacks work on every rank, also where pawnAttackers is left empty.
     EXPECT_EQ(pawnAttacks(BLACK, sq("g2")), bit(sq("f1")) | bit(sq("h1")));
     EXPECT_EQ(pawnAttacks(WHITE, sq("a7")), bit(sq("b8")));
@@ -91,13 +64,11 @@ TEST_F(AttackTables, SquareRelations) {
     Bitboard diagonal = 0;
     for (const char* s : {"b2", "c3", "d4", "e5", "f6", "g7"}) diagonal |= bit(sq(s));
     EXPECT_EQ(betweenSquares[sq("a1")][sq("h8")], diagonal);
-    EXPECT_EQ(betweenSquares[sq("a1")][sq("b3")], 0u);
-    EXPECT_EQ(betweenSquares[sq("a1")][sq("a2")], 0u);
+    EXPECT_EQ(betweenSquares[sq("a1")][sq("b3")] | betweenSquares[sq("a1")][sq("a2")], 0u);
     EXPECT_EQ(betweenSquares[sq("e1")][sq("e8")], fileMask[4] & ~bit(sq("e1")) & ~bit(sq("e8")));
     EXPECT_EQ(lineThrough[sq("c3")][sq("e5")], diagonal | bit(sq("a1")) | bit(sq("h8")));
     EXPECT_EQ(lineThrough[sq("a1")][sq("b3")], 0u);
-    EXPECT_EQ(squareDistance[sq("a1")][sq("h8")], 7);
-    EXPECT_EQ(squareDistance[sq("e4")][sq("f6")], 2);
+    EXPECT_TRUE(squareDistance[sq("a1")][sq("h8")] == 7 && squareDistance[sq("e4")][sq("f6")] == 2);
 }
 
 TEST_F(AttackTables, EvaluationMasks) {
@@ -110,20 +81,8 @@ TEST_F(AttackTables, EvaluationMasks) {
     EXPECT_EQ(ranksUpward[sq("c7")], 0xffffull << 48);
     EXPECT_EQ(ranksDownward[sq("c2")], 0xffffull);
     // A king on g1 guards f..h on ranks 1 to 4; on a8 (Black) files a..c on ranks 8 down to 5.
-    Bitboard fgh = fileMask[5] | fileMask[6] | fileMask[7];
-    EXPECT_EQ(kingZone[WHITE][sq("g1")], fgh & 0xffffffffull);
-    Bitboard abc = fileMask[0] | fileMask[1] | fileMask[2];
-    EXPECT_EQ(kingZone[BLACK][sq("a8")], abc & (0xffffffffull << 32));
+    EXPECT_EQ(kingZone[WHITE][sq("g1")], (fileMask[5] | fileMask[6] | fileMask[7]) & 0xffffffffull);
+    EXPECT_EQ(kingZone[BLACK][sq("a8")], (fileMask[0] | fileMask[1] | fileMask[2]) & (0xffffffffull << 32));
     EXPECT_EQ(popcount(kingZone[WHITE][sq("d4")]), 12);
 }
-
-TEST_F(AttackTables, ReductionTable) {
-    EXPECT_EQ(lmrTable[0][3], 1);
-    EXPECT_EQ(lmrTable[10][4], 1);
-    EXPECT_EQ(lmrTable[50][2], 0);
-    EXPECT_EQ(lmrTable[0][40], 0);
-    EXPECT_EQ(lmrTable[127][255], 59);  // floor(sqrt(127 * 253 / 9)) = floor(sqrt(3570))
-    EXPECT_EQ(lmrTable[9][11], 3);
-}
-
 } // namespace

@@ -1,43 +1,33 @@
 #include <gtest/gtest.h>
-
 #include <fstream>
-
 #include "board_test_util.h"
 
 namespace {
-
 class Fen : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initBoardTables(); }
 };
 
+// The castling rooks' squares: white short, white long, black short, black long.
+std::vector<int> rooks(const Position& p) {
+    return {p.castlingRook[CR_WHITE_SHORT], p.castlingRook[CR_WHITE_LONG], p.castlingRook[CR_BLACK_SHORT], p.castlingRook[CR_BLACK_LONG]};
+}
+
 TEST_F(Fen, StartPosition) {
     TestPosition t(START_FEN);
     Position& p = *t;
     EXPECT_EQ(p.plyStates[0].castling, 15);
-    EXPECT_EQ(p.castlingRook[CR_WHITE_SHORT], 7);
-    EXPECT_EQ(p.castlingRook[CR_BLACK_SHORT], 63);
-    EXPECT_EQ(p.castlingRook[CR_WHITE_LONG], 0);
-    EXPECT_EQ(p.castlingRook[CR_BLACK_LONG], 56);
-    EXPECT_EQ(p.sideToMove, WHITE);
-    EXPECT_EQ(p.gamePly, 1);
-    EXPECT_EQ(p.keyHistory[0], p.key);
-    EXPECT_EQ(p.phase, 24);
-    EXPECT_EQ(p.material[WHITE], p.material[BLACK]);
-    EXPECT_EQ(p.board[4], WKING);
-    EXPECT_EQ(p.board[59], BQUEEN);
-    EXPECT_EQ(popcount(occupancy(p)), 32);
-    EXPECT_FALSE(p.plyStates[0].inCheck);
+    EXPECT_EQ(rooks(p), (std::vector<int>{7, 0, 63, 56}));
+    EXPECT_TRUE(p.sideToMove == WHITE && p.gamePly == 1 && p.keyHistory[0] == p.key && p.phase == 24);
+    EXPECT_TRUE(p.material[WHITE] == p.material[BLACK] && p.board[4] == WKING && p.board[59] == BQUEEN);
+    EXPECT_TRUE(popcount(occupancy(p)) == 32 && !p.plyStates[0].inCheck);
     EXPECT_EQ(getFen(p), START_FEN);
 }
 
 TEST_F(Fen, MissingFieldsArePadded) {
     TestPosition t;
     ASSERT_TRUE(t.set("4k3/8/8/8/8/8/8/4K3 w"));
-    EXPECT_EQ(t->plyStates[0].castling, 0);
-    EXPECT_EQ(t->plyStates[0].epSquare, 0);
-    EXPECT_EQ(t->fiftyMove, 0);
-    EXPECT_EQ(t->gamePly, 1);
+    EXPECT_TRUE(t->plyStates[0].castling == 0 && t->plyStates[0].epSquare == 0 && t->fiftyMove == 0 && t->gamePly == 1);
     EXPECT_EQ(getFen(*t), "4k3/8/8/8/8/8/8/4K3 w - - 0 1");
 }
 
@@ -63,21 +53,13 @@ TEST_F(Fen, Chess960CastlingLetters) {
     Chess960Scope on(true);
     TestPosition t("r3k2r/8/8/8/8/8/8/R3K2R w HAha - 0 1");
     EXPECT_EQ(t->plyStates[0].castling, 15);
-    EXPECT_EQ(t->castlingRook[CR_WHITE_SHORT], 7);
-    EXPECT_EQ(t->castlingRook[CR_WHITE_LONG], 0);
-    EXPECT_EQ(t->castlingRook[CR_BLACK_SHORT], 63);
-    EXPECT_EQ(t->castlingRook[CR_BLACK_LONG], 56);
-    // X-FEN letters take the outermost rooks.
+    EXPECT_EQ(rooks(*t), (std::vector<int>{7, 0, 63, 56}));
     TestPosition x("1r2k1rr/8/8/8/8/8/8/RR2K1R1 w KQkq - 0 1");
-    EXPECT_EQ(x->castlingRook[CR_WHITE_SHORT], 6);
-    EXPECT_EQ(x->castlingRook[CR_WHITE_LONG], 0);
-    EXPECT_EQ(x->castlingRook[CR_BLACK_SHORT], 63);
-    EXPECT_EQ(x->castlingRook[CR_BLACK_LONG], 57);
+    EXPECT_EQ(rooks(*x), (std::vector<int>{6, 0, 63, 57}));  // X-FEN letters take the outermost rooks
     // An inner rook named by its file.
     TestPosition inner("1r2k1rr/8/8/8/8/8/8/RR2K1R1 w Bg - 0 1");
     EXPECT_EQ(inner->plyStates[0].castling, WHITE_LONG | BLACK_SHORT);
-    EXPECT_EQ(inner->castlingRook[CR_WHITE_LONG], 1);
-    EXPECT_EQ(inner->castlingRook[CR_BLACK_SHORT], 62);
+    EXPECT_TRUE(inner->castlingRook[CR_WHITE_LONG] == 1 && inner->castlingRook[CR_BLACK_SHORT] == 62);
 }
 
 TEST_F(Fen, CastlingRightsWithoutTheirRookAreDropped) {
@@ -90,7 +72,7 @@ TEST_F(Fen, CastlingRightsWithoutTheirRookAreDropped) {
 
 TEST_F(Fen, MalformedTextIsRefusedWithAReason) {
     const char* bad[] = {
-        "",
+        "", "4k3/8/8/8/8/8/8/4K3",                        // empty, no side to move
         "8/8/8/8/8/8/8/8 w - - 0 1",                      // no kings
         "4k3/8/8/8/8/8/8/4KK2 w - - 0 1",                 // two white kings
         "4k3/8/8/8/8/8/8/9 w - - 0 1",                    // rank digit 9
@@ -100,7 +82,6 @@ TEST_F(Fen, MalformedTextIsRefusedWithAReason) {
         "4k3/8/8/8/8/8/8/4KX2 w - - 0 1",                 // unknown piece letter
         "4k2P/8/8/8/8/8/8/4K3 w - - 0 1",                 // pawn on the last rank
         "4k3/8/8/8/8/8/8/4K3 x - - 0 1",                  // side to move
-        "4k3/8/8/8/8/8/8/4K3",                            // no side to move
         "4k3/4R3/8/8/8/8/8/4K3 w - - 0 1",                // side not to move in check
         "4k3/8/8/8/8/8/8/4K3 w - z9 0 1",                 // en-passant text
         "4k3/8/8/8/8/8/8/4K3 w X - 0 1",                  // castling letter
@@ -136,26 +117,21 @@ TEST_F(Fen, BookPositionsRoundTrip) {
 }
 
 TEST_F(Fen, KeysSeparateSideCastlingAndEnPassant) {
-    TestPosition a("4k3/8/8/8/8/8/8/4K2R w K - 0 1");
-    TestPosition b("4k3/8/8/8/8/8/8/4K2R b K - 0 1");
-    TestPosition c("4k3/8/8/8/8/8/8/4K2R w - - 0 1");
+    TestPosition a("4k3/8/8/8/8/8/8/4K2R w K - 0 1"), b("4k3/8/8/8/8/8/8/4K2R b K - 0 1"), c("4k3/8/8/8/8/8/8/4K2R w - - 0 1");
     EXPECT_NE(a->key, b->key);
     EXPECT_NE(a->key, c->key);
     EXPECT_EQ(a->pawnKey, c->pawnKey);
-    TestPosition d("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
-    TestPosition e("4k3/8/8/3pP3/8/8/8/4K3 w - - 0 1");
+    TestPosition d("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1"), e("4k3/8/8/3pP3/8/8/8/4K3 w - - 0 1");
     EXPECT_NE(d->key, e->key);
 }
 
 TEST_F(Fen, BoardPicture) {
     TestPosition t("4k3/8/8/8/8/8/8/R3K3 w Q - 0 1");
-    std::string picture = boardPicture(*t);
     std::string line = "+---+---+---+---+---+---+---+---+\n";
     std::string empty = "|   |   |   |   |   |   |   |   |\n";
     std::string expected = line + "|   |   |   |   | k |   |   |   |\n" + line;
     for (int i = 0; i < 6; ++i) expected += empty + line;
     expected += "| R |   |   |   | K |   |   |   |\n" + line;
-    EXPECT_EQ(picture, expected);
+    EXPECT_EQ(boardPicture(*t), expected);
 }
-
 } // namespace

@@ -1,16 +1,11 @@
 #include <gtest/gtest.h>
-
 #include <cstring>
 #include <fstream>
 #include <random>
-
 #include "board_test_util.h"
 #include "uci/movetext.h"
 
 namespace {
-
-int sq(const char* name) { return (name[1] - '1') * 8 + (name[0] - 'a'); }
-
 class MakeMove : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initBoardTables(); }
@@ -74,7 +69,6 @@ void playRandomLines(const std::string& book, bool frc, int positions) {
 
 TEST_F(MakeMove, RandomLinesStayConsistent) { playRandomLines("books/UHO_4060_v3.epd", false, 150); }
 TEST_F(MakeMove, RandomChess960LinesStayConsistent) { playRandomLines("books/FRC_openings.epd", true, 150); }
-
 TEST_F(MakeMove, CapturingARookOnItsSquareRemovesTheRight) {
     TestPosition t("r3k2r/8/8/8/8/8/6B1/R3K2R w KQkq - 0 1");
     Position& p = *t;
@@ -138,5 +132,4 @@ TEST_F(MakeMove, NullMoveFlipsSideAndKey) {
     unmakeNullMove(p, 0);
     EXPECT_TRUE(Snapshot(p) == before);
 }
-
 } // namespace

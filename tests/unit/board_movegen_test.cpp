@@ -1,17 +1,11 @@
 #include <gtest/gtest.h>
-
 #include <algorithm>
 #include <fstream>
-#include <random>
 #include <set>
-
 #include "board_test_util.h"
 #include "uci/movetext.h"
 
 namespace {
-
-int sq(const char* name) { return (name[1] - '1') * 8 + (name[0] - 'a'); }
-
 class MoveGen : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initBoardTables(); }
@@ -21,6 +15,13 @@ std::vector<Move> captures(Position& p) {
     Move* start = p.plyStates[0].moveStart;
     Move* end = generateCaptures(0, start, p);
     return std::vector<Move>(start, end);
+}
+
+// How often `m` is among the legal moves of `fen`.
+long legalCount(const char* fen, Move m) {
+    TestPosition t(fen);
+    auto legal = legalMoves(*t, 0);
+    return std::count(legal.begin(), legal.end(), m);
 }
 
 std::vector<Move> quiets(Position& p) {
@@ -38,24 +39,27 @@ TEST_F(MoveGen, StartPosition) {
     EXPECT_EQ(std::count_if(q.begin(), q.end(), [](Move m) { return moveFlag(m) == FLAG_DOUBLE; }), 8);
 }
 
+// Captures are ordered by victim first, then by the cheaper attacker.
 TEST_F(MoveGen, CaptureScoresFollowVictimAndMover) {
-    // White pawn, knight and queen can all take the black rook on d5.
-    TestPosition t("4k3/8/8/3r4/4P3/2N5/8/3QK3 w - - 0 1");
+    // White pawn, knight and queen can all take the black rook on d5; the queen can take the pawn on h5.
+    TestPosition t("4k3/8/8/3r3p/4P3/2N5/8/3QK2Q w - - 0 1");
     auto c = captures(*t);
-    ASSERT_EQ(c.size(), 3u);
-    for (Move m : c) {
-        int mover = typeOf(t->board[moveFrom(m)]);
-        int term = mover == PAWN ? 2 : mover == KNIGHT ? 4 : 10;
-        EXPECT_EQ(moveScore(m), BROOK * 8 - term);
-    }
-    EXPECT_EQ(typeOf(t->board[moveFrom(c[0])]), PAWN);  // pawns first
-    // A capture-promotion writes four moves, queen first, scored victim*8-14.
+    ASSERT_EQ(c.size(), 5u);  // the d1 queen takes on h5 too
+    auto scoreOf = [&](const char* from, const char* to) {
+        for (Move m : c)
+            if (moveFrom(m) == sq(from) && moveTo(m) == sq(to)) return moveScore(m);
+        ADD_FAILURE() << from << to;
+        return 0;
+    };
+    EXPECT_GT(scoreOf("e4", "d5"), scoreOf("c3", "d5"));
+    EXPECT_GT(scoreOf("c3", "d5"), scoreOf("d1", "d5"));
+    EXPECT_GT(scoreOf("d1", "d5"), scoreOf("h1", "h5"));
+    // A capture-promotion writes four moves, queen first.
     TestPosition promo("1n2k3/P7/8/8/8/8/8/4K3 w - - 0 1");
     auto pc = captures(*promo);
     ASSERT_EQ(pc.size(), 4u);
     EXPECT_EQ(moveFlag(pc[0]), FLAG_PROMO_Q);
     EXPECT_EQ(moveFlag(pc[3]), FLAG_PROMO_N);
-    EXPECT_EQ(moveScore(pc[0]), BKNIGHT * 8 - 14);
 }
 
 TEST_F(MoveGen, PinnedPieces) {
@@ -65,9 +69,8 @@ TEST_F(MoveGen, PinnedPieces) {
     for (Move m : quiets(*knight)) EXPECT_NE(moveFrom(m), sq("e2"));
     // A rook pinned on the diagonal b4-e1 still writes its capture; the legality test rejects it.
     TestPosition pin("6k1/8/8/8/1b6/8/3R4/3nK3 w - - 0 1");
-    auto pinCaptures = captures(*pin);
     bool found = false;
-    for (Move m : pinCaptures)
+    for (Move m : captures(*pin))
         if (moveFrom(m) == sq("d2") && moveTo(m) == sq("d1")) {
             found = true;
             EXPECT_FALSE(isLegal(*pin, 0, m));
@@ -86,29 +89,15 @@ TEST_F(MoveGen, DoubleCheckAllowsOnlyKingMoves) {
     auto moves = legalMoves(*t, 0);
     ASSERT_FALSE(moves.empty());
     for (Move m : moves) EXPECT_EQ(moveFrom(m), sq("e1"));
-    EXPECT_EQ(t->plyStates[0].genMarker, 'c');
 }
 
-TEST_F(MoveGen, EvasionsAreLegalAndScored) {
-    // Rook check from e8: block with the bishop, take with the knight, or step aside.
+TEST_F(MoveGen, EvasionsMeetTheCheck) {
+    // Rook check from e8: block with the knight or step aside.
     TestPosition check("4r1k1/8/8/8/8/2N5/8/B3K3 w - - 0 1");
-    auto moves = legalMoves(*check, 0);
     std::set<std::string> texts;
-    for (Move m : moves) texts.insert(moveToText(*check, m));
-    EXPECT_TRUE(texts.count("c3e4"));  // knight blocks
-    EXPECT_TRUE(texts.count("e1d2"));
-    EXPECT_FALSE(texts.count("e1e2"));  // still on the file
-    EXPECT_FALSE(texts.count("a1b2"));  // does not meet the check
-    Move* start = check->plyStates[0].moveStart;
-    Move* end = generateCaptures(0, start, *check);
-    for (Move* m = start; m < end; ++m) {
-        int from = moveFrom(*m);
-        if (check->board[from] == WKNIGHT) {
-            EXPECT_EQ(moveScore(*m), 206);
-        } else if (check->board[from] == WKING) {
-            EXPECT_EQ(moveScore(*m), 202);
-        }
-    }
+    for (Move m : legalMoves(*check, 0)) texts.insert(moveToText(*check, m));
+    EXPECT_TRUE(texts.count("c3e4") && texts.count("e1d2"));    // the knight blocks, the king steps aside
+    EXPECT_FALSE(texts.count("e1e2") || texts.count("a1b2"));  // still on the file; does not meet the check
 }
 
 TEST_F(MoveGen, EnPassantMoveNamesTheTakenPawn) {
@@ -124,10 +113,7 @@ TEST_F(MoveGen, EnPassantMoveNamesTheTakenPawn) {
     }
     auto c = captures(p);
     ASSERT_EQ(c.size(), 1u);
-    EXPECT_EQ(moveFrom(c[0]), sq("e5"));
-    EXPECT_EQ(moveTo(c[0]), sq("f5"));
-    EXPECT_EQ(moveFlag(c[0]), FLAG_EP);
-    EXPECT_EQ(moveScore(c[0]), 14);
+    EXPECT_TRUE(moveFrom(c[0]) == sq("e5") && moveTo(c[0]) == sq("f5") && moveFlag(c[0]) == FLAG_EP);
     EXPECT_EQ(moveToText(p, c[0]), "e5f6");
 }
 
@@ -147,68 +133,33 @@ TEST_F(MoveGen, CastlingThroughAttackedSquares) {
     auto q = quiets(*clear);
     EXPECT_EQ(std::count_if(q.begin(), q.end(), [](Move m) { return isCastling(m); }), 2);
     // A black rook on f8 covers f1: no short castling; long stays.
-    TestPosition attacked("r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1");
-    auto legal = legalMoves(*attacked, 0);
-    EXPECT_EQ(std::count(legal.begin(), legal.end(), makeMove(4, 6, FLAG_SHORT)), 0);
-    EXPECT_EQ(std::count(legal.begin(), legal.end(), makeMove(4, 2, FLAG_LONG)), 1);
+    EXPECT_EQ(legalCount("r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", makeMove(4, 6, FLAG_SHORT)), 0);
+    EXPECT_EQ(legalCount("r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", makeMove(4, 2, FLAG_LONG)), 1);
     // An attacked b1 does not stop long castling; an attacked destination does.
-    TestPosition b1("1r2k3/8/8/8/8/8/8/R3K3 w Q - 0 1");
-    legal = legalMoves(*b1, 0);
-    EXPECT_EQ(std::count(legal.begin(), legal.end(), makeMove(4, 2, FLAG_LONG)), 1);
-    TestPosition c1("2r1k3/8/8/8/8/8/8/R3K3 w Q - 0 1");
-    legal = legalMoves(*c1, 0);
-    EXPECT_EQ(std::count(legal.begin(), legal.end(), makeMove(4, 2, FLAG_LONG)), 0);
+    EXPECT_EQ(legalCount("1r2k3/8/8/8/8/8/8/R3K3 w Q - 0 1", makeMove(4, 2, FLAG_LONG)), 1);
+    EXPECT_EQ(legalCount("2r1k3/8/8/8/8/8/8/R3K3 w Q - 0 1", makeMove(4, 2, FLAG_LONG)), 0);
     // No castling out of check.
-    TestPosition inCheck("4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1");
-    legal = legalMoves(*inCheck, 0);
-    EXPECT_EQ(std::count_if(legal.begin(), legal.end(), [](Move m) { return isCastling(m); }), 0);
+    EXPECT_EQ(legalCount("4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", makeMove(4, 6, FLAG_SHORT)), 0);
+    EXPECT_EQ(legalCount("4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", makeMove(4, 2, FLAG_LONG)), 0);
 }
 
 TEST_F(MoveGen, Chess960CastlingWithKingAndRookOnTheirTargets) {
     Chess960Scope on(true);
     // King b1, rook a1: long castling goes b1 -> c1, needing only c1 and d1 empty.
-    TestPosition t("r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1");
-    auto legal = legalMoves(*t, 0);
-    EXPECT_EQ(std::count(legal.begin(), legal.end(), makeMove(sq("b1"), sq("c1"), FLAG_LONG)), 1);
-    EXPECT_EQ(std::count(legal.begin(), legal.end(), makeMove(sq("b1"), sq("g1"), FLAG_SHORT)), 1);
-    // With d1 occupied, long castling is gone.
-    TestPosition blocked("r3k2r/8/8/8/8/8/8/RK1N3R w AH - 0 1");
-    legal = legalMoves(*blocked, 0);
-    EXPECT_EQ(std::count(legal.begin(), legal.end(), makeMove(sq("b1"), sq("c1"), FLAG_LONG)), 0);
+    EXPECT_EQ(legalCount("r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", makeMove(sq("b1"), sq("c1"), FLAG_LONG)), 1);
+    EXPECT_EQ(legalCount("r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", makeMove(sq("b1"), sq("g1"), FLAG_SHORT)), 1);
+    EXPECT_EQ(legalCount("r3k2r/8/8/8/8/8/8/RK1N3R w AH - 0 1", makeMove(sq("b1"), sq("c1"), FLAG_LONG)), 0);  // d1 taken
+    // A rook on the far side behind the castling rook gives check after the rook leaves.
+    EXPECT_EQ(legalCount("4k3/8/8/8/8/8/8/r1RK4 w C - 0 1", makeMove(sq("d1"), sq("c1"), FLAG_LONG)), 0);
     // King f1 and rook g1: after castling short the king is on g1 and the rook on f1.
-    TestPosition fg("4k3/8/8/8/8/8/8/5KR1 w G - 0 1");
-    legal = legalMoves(*fg, 0);
+    const char* fen = "4k3/8/8/8/8/8/8/5KR1 w G - 0 1";
     Move castle = makeMove(sq("f1"), sq("g1"), FLAG_SHORT);
-    ASSERT_EQ(std::count(legal.begin(), legal.end(), castle), 1);
+    ASSERT_EQ(legalCount(fen, castle), 1);
+    TestPosition fg(fen);
     makeMove(*fg, 0, castle);
-    EXPECT_EQ(fg->board[sq("g1")], WKING);
-    EXPECT_EQ(fg->board[sq("f1")], WROOK);
-    EXPECT_EQ(popcount(occupancy(*fg)), 3);
+    EXPECT_TRUE(fg->board[sq("g1")] == WKING && fg->board[sq("f1")] == WROOK && popcount(occupancy(*fg)) == 3);
     EXPECT_TRUE(positionIsConsistent(*fg, 1));
     unmakeMove(*fg, 0, castle);
-    EXPECT_EQ(fg->board[sq("f1")], WKING);
-    EXPECT_EQ(fg->board[sq("g1")], WROOK);
-    // A rook on the far side behind the castling rook gives check after the rook leaves.
-    TestPosition exposed("4k3/8/8/8/8/8/8/r1RK4 w C - 0 1");
-    legal = legalMoves(*exposed, 0);
-    EXPECT_EQ(std::count(legal.begin(), legal.end(), makeMove(sq("d1"), sq("c1"), FLAG_LONG)), 0);
+    EXPECT_TRUE(fg->board[sq("f1")] == WKING && fg->board[sq("g1")] == WROOK);
 }
-
-// The bulk counter used at perft leaves must agree with the generators.
-TEST_F(MoveGen, CountMatchesGenerationOnGamePositions) {
-    std::mt19937 rng(11);
-    TestPosition t;
-    for (int game = 0; game < 60; ++game) {
-        ASSERT_TRUE(t.set(START_FEN));
-        Position& p = *t;
-        for (int ply = 0; ply < 100; ++ply) {
-            auto moves = legalMoves(p, ply);
-            ASSERT_EQ(countLegalMoves(ply, p), int(moves.size())) << getFen(p);
-            if (moves.empty()) break;
-            makeMove(p, ply, moves[rng() % moves.size()]);
-            if (ply + 2 >= PLY_STACK) break;
-        }
-    }
-}
-
 } // namespace

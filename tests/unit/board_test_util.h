@@ -1,11 +1,9 @@
 // Shared helpers for the board tests.
 #pragma once
-
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
-
 #include "board/attacks.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
@@ -14,6 +12,8 @@
 #include "test_data.h"
 #include "test_position.h"
 
+// The square of a name such as "e4".
+inline int sq(const char* name) { return (name[1] - '1') * 8 + (name[0] - 'a'); }
 inline std::vector<Move> legalMoves(Position& p, int ply) {
     Move* start = p.plyStates[ply].moveStart;
     Move* end = generateLegal(ply, p);
@@ -28,4 +28,3 @@ struct Chess960Scope {
     explicit Chess960Scope(bool on) { chess960 = on; }
     ~Chess960Scope() { chess960 = saved; }
 };
-

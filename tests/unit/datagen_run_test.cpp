@@ -1,15 +1,16 @@
 #include "datagen_support.h"
-
 #include <atomic>
 #include <cstdio>
 #include <sstream>
-
 #include "eval/texel.h"
+#include "search/control.h"
+#include "search/search.h"
+#include "search/threads.h"
+#include "selfplay.h"
 
 using namespace datagen;
 
 namespace {
-
 class DatagenRun : public DatagenTest {
 protected:
     void SetUp() override {
@@ -38,61 +39,25 @@ protected:
         EXPECT_NE(log.str().find("positions " + std::to_string(summary.positions)), std::string::npos) << log.str();
         return summary;
     }
-    static std::string bytesOf(const std::string& path) {
-        std::ifstream in(path, std::ios::binary);
-        std::ostringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
-
     std::unique_ptr<TempBook> book;
     GeneratorSettings settings;
     std::vector<std::string> written;
 };
 
-TEST_F(DatagenRun, WritesReadableRecordsOfLegalQuietPositions) {
-    GeneratorSummary summary = run("plain");
-    EXPECT_EQ(summary.games, 2u);
-    std::vector<TrainingRecord> records;
-    std::string error;
-    ASSERT_TRUE(readAllRecords(settings.dataPath, records, &error)) << error;
-    ASSERT_EQ(records.size(), summary.positions);
-    ASSERT_GT(records.size(), 20u);
-    int results[3] = {};
-    for (const TrainingRecord& r : records) {
-        bool inCheck = true;
-        ASSERT_TRUE(recordIsLegal(r, &inCheck)) << recordFen(r);
-        EXPECT_FALSE(inCheck) << recordFen(r);
-        EXPECT_LT(std::abs(r.score), MATE_BOUND);
-        ASSERT_LE(r.result, 2);
-        ++results[r.result];
-    }
-    // Two games give at most two results from White's view.
-    uint64_t decisive = summary.whiteResults[RESULT_WIN] + summary.whiteResults[RESULT_LOSS];
-    if (decisive == 0) {
-        EXPECT_EQ(results[RESULT_DRAW], int(records.size()));
-    }
-    if (summary.whiteResults[RESULT_DRAW] == 0) {
-        EXPECT_EQ(results[RESULT_DRAW], 0);
-    }
-}
-
 TEST_F(DatagenRun, TheSameSeedGivesTheSameFileWhateverTheThreadCount) {
     settings.seed = 7;
     run("one_thread");
-    std::string first = bytesOf(settings.dataPath);
+    std::string first = fileBytes(settings.dataPath);
     settings.threads = 2;
     run("two_threads");
-    EXPECT_EQ(bytesOf(settings.dataPath), first);
+    EXPECT_EQ(fileBytes(settings.dataPath), first);
     settings.seed = 8;
     run("other_seed");
-    EXPECT_NE(bytesOf(settings.dataPath), first);
+    EXPECT_NE(fileBytes(settings.dataPath), first);
 }
 
 TEST_F(DatagenRun, PositionTargetsEndAfterTheGameThatReachesThem) {
-    settings.games = 0;
-    settings.positions = 30;
-    settings.threads = 2;
+    settings.games = 0, settings.positions = 30, settings.threads = 2;
     GeneratorSummary summary = run("target");
     EXPECT_GE(summary.positions, 30u);
     std::vector<TrainingRecord> records;
@@ -104,8 +69,10 @@ TEST_F(DatagenRun, TuningLinesSplitIntoTheRecordedPositionAndWhitesResult) {
     settings.chess960Share = 0.5;  // one game from the Chess960 book, whose castling letters must read back too
     GeneratorSummary summary = run("tuning", true);
     EXPECT_FALSE(chess960) << "the process-wide flag is restored";
+    EXPECT_EQ(summary.games, 2u);
     std::vector<TrainingRecord> records;
     ASSERT_TRUE(readAllRecords(settings.dataPath, records));
+    ASSERT_GT(records.size(), 10u);  // what each record holds: DatagenGames.RecordsCarryTheGameResultFromTheMoversView
     std::ifstream in(settings.tuningPath);
     std::string line, fen, result;
     size_t n = 0;
@@ -116,14 +83,12 @@ TEST_F(DatagenRun, TuningLinesSplitIntoTheRecordedPositionAndWhitesResult) {
         TrainingRecord fromLine;
         std::string error;
         ASSERT_TRUE(recordFromFen(fen, records[n].score, RESULT_DRAW, fromLine, &error)) << line << ": " << error;
-        EXPECT_EQ(fromLine.occupancy, records[n].occupancy);
-        EXPECT_EQ(fromLine.sideToMove, records[n].sideToMove);
+        EXPECT_TRUE(fromLine.occupancy == records[n].occupancy && fromLine.sideToMove == records[n].sideToMove) << line;
         GameResult white = result == "1-0" ? RESULT_WIN : result == "0-1" ? RESULT_LOSS : RESULT_DRAW;
         EXPECT_EQ(records[n].result, moverResult(white, records[n].sideToMove)) << line;
         ++n;
     }
-    EXPECT_EQ(n, records.size());
-    EXPECT_EQ(n, summary.positions);
+    EXPECT_TRUE(n == records.size() && n == summary.positions) << n;
     EXPECT_EQ(tuningLine("8/8/8/4k3/8/8/3QK3/8 b - - 0 1", RESULT_DRAW), "8/8/8/4k3/8/8/3QK3/8 b - - 0 1 c9 \"1/2-1/2\";");
 }
 
@@ -135,18 +100,15 @@ public:
         if (str().find(trigger_) != std::string::npos) flag_ = true;
         return 0;
     }
-
 private:
     std::atomic<bool>& flag_;
     std::string trigger_;
 };
 
 TEST_F(DatagenRun, AStopRequestEndsWithACompleteFileOfTheGamesWritten) {
-    settings.seed = 11;
-    settings.games = 1000;
-    settings.reportSeconds = 0;  // a progress line after every game
     std::atomic<bool> stop{false};
-    settings.stopRequest = &stop;
+    settings.seed = 11, settings.games = 1000, settings.stopRequest = &stop;
+    settings.reportSeconds = 0;  // a progress line after every game
     StopAfterGames buffer(stop, 3);
     std::ostream log(&buffer);
     settings.dataPath = datagenTempPath("stopped.bin");
@@ -154,17 +116,12 @@ TEST_F(DatagenRun, AStopRequestEndsWithACompleteFileOfTheGamesWritten) {
     GeneratorSummary stopped;
     std::string error;
     ASSERT_TRUE(runGenerator(settings, log, stopped, &error)) << error;
-    EXPECT_TRUE(stop.load());
-    EXPECT_EQ(stopped.games, 3u);
-    std::string interrupted = bytesOf(settings.dataPath);
-
+    EXPECT_TRUE(stop.load() && stopped.games == 3u) << stopped.games;
+    std::string interrupted = fileBytes(settings.dataPath);
     // The same three games asked for outright: the same bytes, header count included.
-    settings.stopRequest = nullptr;
-    settings.games = 3;
+    settings.stopRequest = nullptr, settings.games = 3;
     GeneratorSummary asked = run("asked");
-    EXPECT_EQ(asked.positions, stopped.positions);
-    EXPECT_EQ(bytesOf(settings.dataPath), interrupted);
-
+    EXPECT_TRUE(asked.positions == stopped.positions && fileBytes(settings.dataPath) == interrupted);
     // A request standing before the start writes an empty but valid file.
     settings.stopRequest = &stop;
     GeneratorSummary none = run("none");
@@ -184,4 +141,50 @@ TEST_F(DatagenRun, RefusesAMissingBook) {
     EXPECT_NE(error.find("book"), std::string::npos);
 }
 
+// The search entry the generator's game threads use: on the calling thread, with its own stop flag, table and budget.
+class DatagenSearch : public DatagenSearcherTest {
+protected:
+    uint64_t usedBuckets() const {
+        uint64_t used = 0;
+        for (uint64_t i = 0; i <= searcher.table.mask; ++i) used += searcher.table.buckets[i].keys[0] != 0;
+        return used;
+    }
+};
+
+TEST_F(DatagenSearch, StopsAtItsOwnBudgetAndLeavesTheSharedFlagsAlone) {
+    TestPosition root("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
+    stopFlag.set();  // a stop meant for the pool's search does not end this one
+    timeUpFlag.set(false);
+    for (uint64_t budget : {1000u, 3000u, 12000u}) {
+        SoloSearchResult r = searchToNodes(*searcher.searcher, *root, budget);
+        EXPECT_TRUE(r.move != NO_MOVE && r.depth >= 1 && std::abs(r.score) < 300) << budget;
+        EXPECT_GE(r.nodes, budget);
+        EXPECT_LT(r.nodes, budget + budget / 20 + 50) << "the budget is checked where it runs out";
+    }
+    EXPECT_TRUE(stopFlag.get() && !timeUpFlag.get()) << "the pool's flags untouched, no clock read";
+    stopFlag.set(false);
+    EXPECT_GT(usedBuckets(), 100u) << "the search stored into the thread's own table";
+}
+
+TEST_F(DatagenSearch, FindsTheMateAndReportsNoMoveWithoutOne) {
+    TestPosition mateInOne("6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1");
+    SoloSearchResult r = searchToNodes(*searcher.searcher, *mateInOne, 2000);
+    EXPECT_TRUE(moveTo(r.move) == 59 && r.score == MATE - 1);  // Rd8#
+    TestPosition mated("3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 1 1");
+    EXPECT_EQ(searchToNodes(*searcher.searcher, *mated, 2000).move, NO_MOVE);
+}
+
+// Far below the horizon a check is no longer answered with evasions, but the node keeps its check flag: a re-search of
+// the same node must see the check again, or its captures could leave the king attacked.
+TEST_F(DatagenSearch, QuiescenceKeepsTheCheckFlagOfAnIgnoredCheck) {
+    TestPosition root("4k3/8/8/3p4/8/2N5/4r3/4K3 w - - 0 1");
+    ASSERT_TRUE(root->plyStates[0].inCheck);
+    worker& w = *searcher.searcher;
+    copyRootPosition(w.position, *root);
+    w.pos = &w.position;
+    int first = qsearch(w, 0, -14, -INFINITE_SCORE, INFINITE_SCORE);
+    EXPECT_TRUE(w.position.plyStates[0].inCheck);
+    EXPECT_EQ(first, qsearch(w, 0, -14, -INFINITE_SCORE, INFINITE_SCORE));
+    EXPECT_TRUE(positionIsConsistent(w.position, 0));
+}
 } // namespace

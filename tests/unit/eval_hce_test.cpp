@@ -1,11 +1,9 @@
 // The handcrafted terms: colour symmetry, pawn structure, and the endgame
 // knowledge that converts (or does not overrate) a material edge.
 #include <gtest/gtest.h>
-
 #include <algorithm>
 #include <set>
 #include <vector>
-
 #include "eval/caches.h"
 #include "eval/hce.h"
 #include "eval/hce_params.h"
@@ -13,12 +11,6 @@
 #include "eval_helpers.h"
 
 namespace {
-
-int scoreOf(const std::string& fen) {
-    TestPosition p(fen);
-    return evaluate(0, *p);
-}
-
 // White's point of view, handcrafted path regardless of the balance.
 int handcrafted(const std::string& fen) {
     TestPosition p(fen);
@@ -75,23 +67,20 @@ TEST(EvalPawns, TableEntryIsReused) {
     EXPECT_EQ(X(1234, 1234), probePawns(*p).score);  // a hit is not recomputed
 }
 
-TEST(EvalEndgames, BareKingIsDrivenToTheEdge) {
-    // KQ v K, king in the centre against king in the corner, same queen and own king.
-    int centre = handcrafted("8/8/8/3k4/8/8/7Q/4K3 w - - 0 1");
-    int corner = handcrafted("k7/8/8/8/8/8/7Q/4K3 w - - 0 1");
-    EXPECT_GT(corner, centre + 40);
-    // The strong king approaching helps too.
-    int far = handcrafted("k7/8/8/8/8/8/7Q/7K w - - 0 1");
-    int near = handcrafted("k7/8/2K5/8/8/8/7Q/8 w - - 0 1");
-    EXPECT_GT(near, far);
-    EXPECT_GT(scoreOf("8/8/8/3k4/8/8/8/R3K3 w - - 0 1"), 400);
-}
-
-TEST(EvalEndgames, BishopAndKnightAimForTheBishopsCorner) {
-    // Dark-squared bishop (c1): a1 and h8 are the mating corners.
-    int right = handcrafted("7k/8/8/8/8/8/8/2B1KN2 w - - 0 1");
-    int wrong = handcrafted("k7/8/8/8/8/8/8/2B1KN2 w - - 0 1");
-    EXPECT_GT(right, wrong + 50);
+// The first position of each pair is better for White than the second by more than the margin.
+TEST(EvalEndgames, KnowledgePointsTheRightWay) {
+    struct Case { const char *what, *better, *worse; int margin; } cases[] = {
+        {"bare king driven to the edge", "k7/8/8/8/8/8/7Q/4K3 w - - 0 1", "8/8/8/3k4/8/8/7Q/4K3 w - - 0 1", 40},
+        {"strong king approaching", "k7/8/2K5/8/8/8/7Q/8 w - - 0 1", "k7/8/8/8/8/8/7Q/7K w - - 0 1", 0},
+        {"bishop and knight: the bishop's corner", "7k/8/8/8/8/8/8/2B1KN2 w - - 0 1", "k7/8/8/8/8/8/8/2B1KN2 w - - 0 1", 50},
+        {"passer the king cannot catch", "7k/8/8/8/P7/8/8/4K3 w - - 0 1", "1k6/8/8/8/P7/8/8/4K3 w - - 0 1", 150},
+        {"opposite bishops halve a pawn edge, same-coloured do not", "4k3/2b5/8/8/8/8/PPP5/2B1K3 w - - 0 1",
+         "4k3/3b4/8/8/8/8/PPP5/2B1K3 w - - 0 1", 0},
+        {"knight in the centre, not on the rim", "4k3/pp6/8/8/3N4/8/PP6/4K3 w - - 0 1", "4k3/pp6/8/8/8/8/PP6/N3K3 w - - 0 1", 0},
+        {"attackers near the king", "6k1/5ppp/8/6N1/8/8/5PPP/3Q2K1 w - - 0 1", "6k1/5ppp/8/8/8/8/5PPP/1N1Q2K1 w - - 0 1", 0}};
+    for (const Case& c : cases) EXPECT_GT(handcrafted(c.better), handcrafted(c.worse) + c.margin) << c.what;
+    TestPosition rook("8/8/8/3k4/8/8/8/R3K3 w - - 0 1");
+    EXPECT_GT(evaluate(0, *rook), 400);
 }
 
 TEST(EvalEndgames, DrawishMaterialIsNotOverrated) {
@@ -99,30 +88,8 @@ TEST(EvalEndgames, DrawishMaterialIsNotOverrated) {
     EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/4KB2 w - - 0 1")), 40);      // one bishop
     EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/4KN2 b - - 0 1")), 40);      // one knight
     int rookVsBishop = handcrafted("8/8/3kb3/8/8/8/8/R3K3 w - - 0 1");
-    EXPECT_GT(rookVsBishop, 0);
-    EXPECT_LT(rookVsBishop, 150);
-    // Opposite bishops halve a pawn edge; same-coloured ones do not.
-    int same = handcrafted("4k3/2b5/8/8/8/8/PPP5/2B1K3 w - - 0 1");
-    int opposite = handcrafted("4k3/3b4/8/8/8/8/PPP5/2B1K3 w - - 0 1");
-    EXPECT_LT(opposite, same);
-    // Mirrored material gives the mirrored verdict.
+    EXPECT_TRUE(rookVsBishop > 0 && rookVsBishop < 150) << rookVsBishop;
     EXPECT_EQ(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1"), -handcrafted(mirrorFen("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")));
-}
-
-TEST(EvalEndgames, UnstoppablePasserAgainstABareKingSide) {
-    // The black king catches the pawn only when it is to move first... it is too far either way here.
-    int far = handcrafted("7k/8/8/8/P7/8/8/4K3 w - - 0 1");
-    int caught = handcrafted("1k6/8/8/8/P7/8/8/4K3 w - - 0 1");
-    EXPECT_GT(far, caught + 150);
-}
-
-TEST(EvalTerms, MobilityAndKingSafetyPointTheRightWay) {
-    // A knight on the rim against one in the centre.
-    EXPECT_GT(handcrafted("4k3/pp6/8/8/3N4/8/PP6/4K3 w - - 0 1"), handcrafted("4k3/pp6/8/8/8/8/PP6/N3K3 w - - 0 1"));
-    // The same attackers near the black king score more than far from it.
-    int attacking = handcrafted("6k1/5ppp/8/6N1/8/8/5PPP/3Q2K1 w - - 0 1") -
-                    handcrafted("6k1/5ppp/8/8/8/8/5PPP/1N1Q2K1 w - - 0 1");
-    EXPECT_GT(attacking, 0);
 }
 
 TEST(EvalParams, EveryTableIsRegisteredOnce) {
@@ -139,40 +106,9 @@ TEST(EvalParams, EveryTableIsRegisteredOnce) {
     EXPECT_GT(entries, 6 + 384 + 9 + 14 + 15 + 28 + 64);
 }
 
-} // namespace
-
-namespace {
-
-TEST(EvalEndgames, TradingPiecesHelpsTheSideAhead) {
-    // White is a knight up; the same position with a pair of rooks off (the
-    // rooks stand mirrored, so their own terms cancel).
-    const char* withRooks = "r3k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/R3K3 w - - 0 1";
-    const char* without = "4k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/4K3 w - - 0 1";
-    int gain = handcrafted(without) - handcrafted(withRooks);
-    EXPECT_EQ(-gain, handcrafted(mirrorFen(without)) - handcrafted(mirrorFen(withRooks)));
-    // Part of the gain is the taper alone; the trade-down term adds to it.
-    combEval saved[25];
-    std::copy(tradeDown, tradeDown + 25, saved);
-    std::fill(tradeDown, tradeDown + 25, 0);
-    int taperOnly = handcrafted(without) - handcrafted(withRooks);
-    std::copy(saved, saved + 25, tradeDown);
-    EXPECT_GT(gain, taperOnly + 10);
-}
-
-} // namespace
-
-namespace {
-
-// Each pair differs in one feature; the first position has it for White. The terms
-// named for a pair must widen the gap between the two: the piece-square tables move
-// with tuning, so the pair is compared with and without those terms.
-struct TermPair {
-    const char* feature;
-    const char* with;
-    const char* without;
-    std::vector<std::pair<combEval*, int>> terms;
-};
-
+// Each pair differs in one feature; the first position has it for White. The terms named for a pair must widen the gap
+// between the two: the piece-square tables move with tuning, so the pair is compared with and without those terms.
+struct TermPair { const char *feature, *with, *without; std::vector<std::pair<combEval*, int>> terms; };
 // White's lead in the first position over the second, or Black's in their mirror images.
 int gap(const TermPair& t, bool mirrored) {
     if (mirrored) return handcrafted(mirrorFen(t.with)) - handcrafted(mirrorFen(t.without));
@@ -188,6 +124,15 @@ int gapWithoutTerms(const TermPair& t, bool mirrored) {
     int result = gap(t, mirrored);
     for (size_t i = 0; i < saved.size(); ++i) std::copy(saved[i].begin(), saved[i].end(), t.terms[i].first);
     return result;
+}
+
+TEST(EvalEndgames, TradingPiecesHelpsTheSideAhead) {
+    // White is a knight up, and then a pair of rooks off (standing mirrored, their own terms cancel). Part of the gain
+    // is the taper alone; the trade-down term adds to it.
+    const TermPair t{"trade", "4k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/4K3 w - - 0 1",
+                     "r3k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/R3K3 w - - 0 1", {{tradeDown, 25}}};
+    EXPECT_EQ(gap(t, false), -gap(t, true));
+    EXPECT_GT(gap(t, false), gapWithoutTerms(t, false) + 10);
 }
 
 TEST(EvalTerms, EachTermPointsTheRightWay) {
@@ -213,5 +158,4 @@ TEST(EvalTerms, EachTermPointsTheRightWay) {
         EXPECT_EQ(gap(t, false), -gap(t, true)) << t.feature;
     }
 }
-
 } // namespace

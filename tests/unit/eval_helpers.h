@@ -1,12 +1,11 @@
 // Shared fixtures of the evaluation and network tests.
 #pragma once
-
 #include <cctype>
 #include <cstdint>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
-
 #include "board/attacks.h"
 #include "board/position.h"
 #include "board/zobrist.h"
@@ -54,39 +53,18 @@ struct EngineNetwork {
 
 // The same position with colours exchanged and the board turned upside down.
 inline std::string mirrorFen(const std::string& fen) {
-    std::vector<std::string> parts;
-    size_t start = 0;
-    while (start < fen.size()) {
-        size_t end = fen.find(' ', start);
-        if (end == std::string::npos) end = fen.size();
-        if (end > start) parts.push_back(fen.substr(start, end - start));
-        start = end + 1;
-    }
-    std::vector<std::string> ranks;
-    start = 0;
-    const std::string& board = parts[0];
-    while (true) {
-        size_t end = board.find('/', start);
-        ranks.push_back(board.substr(start, end == std::string::npos ? std::string::npos : end - start));
-        if (end == std::string::npos) break;
-        start = end + 1;
-    }
-    std::string out;
-    for (int i = int(ranks.size()) - 1; i >= 0; --i) {
-        for (char c : ranks[i]) out += std::isalpha(c) ? char(std::isupper(c) ? std::tolower(c) : std::toupper(c)) : c;
-        if (i) out += '/';
-    }
-    out += parts.size() > 1 && parts[1] == "w" ? " b " : " w ";
-    std::string castling = parts.size() > 2 ? parts[2] : "-";
-    if (castling != "-") {
-        std::string swapped;
-        for (char c : castling) swapped += std::isupper(c) ? char(std::tolower(c)) : char(std::toupper(c));
-        castling = swapped;
-    }
-    out += castling;
-    std::string ep = parts.size() > 3 ? parts[3] : "-";
+    auto swapCase = [](std::string s) {
+        for (char& c : s) c = std::isupper(c) ? char(std::tolower(c)) : char(std::toupper(c));
+        return s;
+    };
+    std::istringstream in(fen), ranks;
+    std::string board, side, castling = "-", ep = "-", out, rest;
+    in >> board >> side >> castling >> ep;
+    ranks.str(board);
+    for (std::string rank; std::getline(ranks, rank, '/');) out = out.empty() ? rank : rank + "/" + out;
+    out = swapCase(out) + (side == "w" ? " b " : " w ") + (castling == "-" ? castling : swapCase(castling));
     if (ep != "-") ep[1] = char('1' + ('8' - ep[1]));
     out += " " + ep;
-    for (size_t i = 4; i < parts.size(); ++i) out += " " + parts[i];
+    while (in >> rest) out += " " + rest;
     return out;
 }

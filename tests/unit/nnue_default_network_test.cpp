@@ -1,20 +1,16 @@
 // Where the default network is found at start-up: the working directory, then
 // the executable's folder, then the copy built into the engine.
 #include <gtest/gtest.h>
-
 #include <unistd.h>
-
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-
 #include "eval/default_network.h"
 #include "eval/network.h"
 #include "eval_helpers.h"
 
 namespace {
-
 namespace fs = std::filesystem;
 
 struct DefaultNetwork : ::testing::Test {
@@ -43,13 +39,10 @@ struct DefaultNetwork : ::testing::Test {
 };
 
 TEST_F(DefaultNetwork, TheExecutablesFolderComesBeforeTheBuiltInCopy) {
-    std::string inFolder = netBytes(81);
-    writeFile(dir / "beside.nnue", inFolder);
-    std::string builtIn = netBytes(82);
-    std::string printed;
+    writeFile(dir / "beside.nnue", netBytes(81));
+    std::string builtIn = netBytes(82), printed;
     DefaultNetworkSource source = load("beside.nnue", dir.string() + "/", builtIn, &printed);
-    EXPECT_TRUE(netLoaded);
-    EXPECT_FALSE(source.builtIn);
+    EXPECT_TRUE(netLoaded && !source.builtIn);
     EXPECT_EQ(source.path, dir.string() + "/beside.nnue");
     EXPECT_EQ(printed, "Net read\n");  // the failed look in the working directory prints nothing
     fillRandomNet(*written, 81);
@@ -63,27 +56,21 @@ TEST_F(DefaultNetwork, AnInstalledEngineFindsItsNetworkInTheShareFolder) {
     fs::create_directories(dir / "bin");
     fs::create_directories(dir / "share" / "quorvane");
     writeFile(dir / "share" / "quorvane" / "installed.nnue", netBytes(84));
-    std::string builtIn = netBytes(85);
-    std::string printed;
-    std::string exeDir = (dir / "bin").string() + "/";
+    std::string builtIn = netBytes(85), printed, exeDir = (dir / "bin").string() + "/";
     DefaultNetworkSource source = load("installed.nnue", exeDir, builtIn, &printed);
-    EXPECT_TRUE(netLoaded);
-    EXPECT_FALSE(source.builtIn);
+    EXPECT_TRUE(netLoaded && !source.builtIn);
     EXPECT_EQ(source.path, exeDir + "../share/quorvane/installed.nnue");
     fillRandomNet(*written, 84);
     EXPECT_EQ(0, std::memcmp(&nnue, written.get(), sizeof nnue));
-
     writeFile(dir / "bin" / "installed.nnue", netBytes(86));
     source = load("installed.nnue", exeDir, builtIn, &printed);
     EXPECT_EQ(source.path, exeDir + "installed.nnue");
 }
 
 TEST_F(DefaultNetwork, TheBuiltInCopyIsTheLastResort) {
-    std::string builtIn = netBytes(83);
-    std::string printed;
+    std::string builtIn = netBytes(83), printed;
     DefaultNetworkSource source = load("absent.nnue", dir.string() + "/", builtIn, &printed);
-    EXPECT_TRUE(netLoaded);
-    EXPECT_TRUE(source.builtIn);
+    EXPECT_TRUE(netLoaded && source.builtIn);
     EXPECT_EQ(printed, "Net read\n");
     EXPECT_EQ(0, std::memcmp(&nnue, written.get(), sizeof nnue));
     EXPECT_EQ(defaultNetworkLine("absent.nnue", source),
@@ -105,9 +92,7 @@ TEST_F(DefaultNetwork, WithNothingAnywhereTheFailureLineIsPrinted) {
 TEST_F(DefaultNetwork, TheExecutablesFolderIsAbsoluteAndHoldsTheTestProgram) {
     std::string folder = executableDirectory();
     ASSERT_FALSE(folder.empty());
-    EXPECT_EQ(folder.back(), '/');
-    EXPECT_TRUE(fs::path(folder).is_absolute());
+    EXPECT_TRUE(folder.back() == '/' && fs::path(folder).is_absolute()) << folder;
     EXPECT_TRUE(fs::exists(fs::path(folder) / "unit_tests"));
 }
-
 } // namespace

@@ -1,23 +1,18 @@
 // Reading network files: any description length, truncated and missing files.
 #include <gtest/gtest.h>
-
 #include <unistd.h>
-
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-
 #include "eval/network.h"
 #include "eval_helpers.h"
 
 namespace {
-
 namespace fs = std::filesystem;
 
 constexpr uintmax_t NET_BYTES = 25184056;
-
 struct TempDir {
     fs::path path = fs::temp_directory_path() / ("quorvane_net_" + std::to_string(::getpid()));
     TempDir() { fs::create_directories(path); }
@@ -42,15 +37,14 @@ void expectRead(const fs::path& file) {
     std::memset(&nnue, 0, sizeof nnue);
     bool opened = false;
     EXPECT_EQ("Net read\n", loadCapturingOutput(file.string(), &opened));
-    EXPECT_TRUE(opened);
-    EXPECT_TRUE(netLoaded);
+    EXPECT_TRUE(opened && netLoaded);
 }
 
 TEST(NetFile, AnyDescriptionLengthLoads) {
     TempDir dir;
     auto written = std::make_unique<NnueNet>();
     uint64_t seed = 50;
-    for (size_t length : {size_t(0), size_t(1), size_t(3), size_t(4), size_t(255), size_t(4099)}) {
+    for (size_t length : {0u, 1u, 3u, 4u, 255u, 4099u}) {
         std::string description(length, 'd');
         if (length) description[0] = '\0';  // the text is skipped, whatever it holds
         fs::path file = writeRandomNet(dir.path / "net.nnue", ++seed, description, *written);
@@ -92,9 +86,7 @@ TEST(NetFile, MissingFileIsReported) {
     std::string path = (dir.path / "absent.nnue").string();
     bool opened = true;
     std::string out = loadCapturingOutput(path, &opened);
-    EXPECT_FALSE(opened);
-    EXPECT_FALSE(netLoaded);
-    EXPECT_EQ("", out);
+    EXPECT_TRUE(!opened && !netLoaded && out.empty()) << out;
     EXPECT_EQ("info string NetFile not found/correct: " + path + ". Unable to calculate the best move for a position.",
               netMissingLine(path, false));
     EXPECT_EQ(0u, netMissingLine(path, true).find("info string NetFile not found/correct: " + path));
@@ -104,8 +96,7 @@ TEST(NetFile, LoadingForgetsCachedScores) {
     TempDir dir;
     auto written = std::make_unique<NnueNet>();
     TestPosition p("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
-    fs::path first = writeRandomNet(dir.path / "a.nnue", 70, "", *written);
-    fs::path second = writeRandomNet(dir.path / "b.nnue", 71, "", *written);
+    fs::path first = writeRandomNet(dir.path / "a.nnue", 70, "", *written), second = writeRandomNet(dir.path / "b.nnue", 71, "", *written);
     bool opened;
     loadCapturingOutput(first.string(), &opened);
     int before = evaluate(0, *p);
@@ -117,5 +108,4 @@ TEST(NetFile, LoadingForgetsCachedScores) {
     EXPECT_NE(before, after);
     EXPECT_EQ(before, evaluate(0, *p));
 }
-
 } // namespace

@@ -1,13 +1,12 @@
-// The three kernels agree bit for bit, and the reference follows the stated
-// saturations.
+// The three kernels agree bit for bit, and the reference follows the stated saturations.
 #include <gtest/gtest.h>
-
 #include <cstring>
-
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "eval/evaluate.h"
 #include "eval/net_layout.h"
 #include "eval/nnue.h"
+#include "eval/tables.h"
 #include "eval_helpers.h"
 #include "search/bench.h"
 #include "search/threads.h"
@@ -15,7 +14,6 @@
 #include "search_support.h"
 
 namespace {
-
 std::vector<const NnueKernel*> vectorKernels() {
     std::vector<const NnueKernel*> out;
     for (const NnueKernel* k : {&ssse3Kernel, &avx2Kernel, &avx512Kernel})
@@ -23,15 +21,20 @@ std::vector<const NnueKernel*> vectorKernels() {
     return out;
 }
 
-TEST(NnueKernels, ThisMachineRunsAllThree) {
-    // The build machine has AVX2; a silently skipped kernel would hide a fault.
-    EXPECT_TRUE(kernelSupported(ssse3Kernel));
-    EXPECT_TRUE(kernelSupported(avx2Kernel));
+// Every vector kernel's output against the reference's, which it returns.
+int32_t compareKernels(const int16_t* mover, const int16_t* other, const std::string& what) {
+    int32_t reference = scalarKernel.propagate(mover, other);
+    for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(reference, k->propagate(mover, other)) << k->name << " " << what;
+    return reference;
 }
 
-// The comparisons below cover every kernel the processor can run; this one
-// says so when the widest is left out, and checks its fused multiply-add on
-// inputs at the top of their range, where a missing saturation would show.
+TEST(NnueKernels, ThisMachineRunsAllThree) {
+    // The build machine has AVX2; a silently skipped kernel would hide a fault.
+    EXPECT_TRUE(kernelSupported(ssse3Kernel) && kernelSupported(avx2Kernel));
+}
+
+// The comparisons below cover every kernel the processor can run; this one says so when the widest is left out, and
+// checks its fused multiply-add on inputs at the top of their range, where a missing saturation would show.
 TEST(NnueKernels, Avx512VnniAgreesOnSaturatedInputs) {
     if (!kernelSupported(avx512Kernel)) GTEST_SKIP() << "no AVX-512 VNNI on this processor: that kernel is not compared";
     alignas(64) int16_t high[NNUE_HIDDEN], mixed[NNUE_HIDDEN];
@@ -56,6 +59,7 @@ TEST(NnueKernels, DefaultBuildRunsTheWidestKernelThisMachineHas) {
     EXPECT_EQ(widest, &engineKernel()) << engineKernel().name;
     EXPECT_EQ(widest, &widestSupportedKernel());
 }
+
 #endif
 
 TEST(NnueKernels, SameOutputOnRandomPositions) {
@@ -97,7 +101,6 @@ TEST(NnueKernels, SameOutputOnRandomPositions) {
 
 // Accumulators over the whole 16-bit range push every layer into its saturations.
 TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
-    auto kernels = vectorKernels();
     TestRng rng{0xfeed};
     alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
     for (uint64_t seed : {31, 32}) {
@@ -108,30 +111,22 @@ TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
                 mover[i] = int16_t(int(rng.next() % uint64_t(spread)) - spread / 2);
                 other[i] = int16_t(int(rng.next() % uint64_t(spread)) - spread / 2);
             }
-            int32_t reference = scalarKernel.propagate(mover, other);
-            for (const NnueKernel* k : kernels) EXPECT_EQ(reference, k->propagate(mover, other)) << k->name;
+            compareKernels(mover, other, "round " + std::to_string(round));
         }
     }
 }
 
-// The vector kernels list the non-zero input chunks before the first layer:
-// the ends of that list (nothing active, everything active, one chunk at
-// either end of the input) are where an off-by-one would show.
+// The vector kernels list the non-zero input chunks before the first layer: the ends of that list (nothing active,
+// everything active, one chunk at either end of the input) are where an off-by-one would show.
 TEST(NnueKernels, SameOutputFromNoneToEveryInputActive) {
-    auto kernels = vectorKernels();
     alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
     useRandomNet(51);
-    auto compare = [&](const char* what) {
-        int32_t reference = scalarKernel.propagate(mover, other);
-        for (const NnueKernel* k : kernels) EXPECT_EQ(reference, k->propagate(mover, other)) << k->name << " " << what;
-        return reference;
-    };
+    auto compare = [&](const char* what) { return compareKernels(mover, other, what); };
     for (int i = 0; i < NNUE_HIDDEN; ++i) mover[i] = other[i] = -3;
     int32_t none = compare("no input active");
     mover[0] = 90;
     EXPECT_NE(none, compare("first input only"));
-    mover[0] = -3;
-    other[NNUE_HIDDEN - 1] = 90;
+    mover[0] = -3, other[NNUE_HIDDEN - 1] = 90;
     EXPECT_NE(none, compare("last input only"));
     for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = int16_t(1 + i % 127); other[i] = int16_t(127 - i % 100); }
     compare("every input active");
@@ -161,8 +156,7 @@ TEST(NnueKernels, SameAccumulatorUpdates) {
 TEST(NnueKernels, ReferenceSaturations) {
     std::memset(&nnue, 0, sizeof nnue);
     alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
-    for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = 1000; other[i] = -5; }  // clip to 127 and 0
-    std::memset(nnue.l1Weights, 1, sizeof nnue.l1Weights);
+    for (int i = 0; i < NNUE_HIDDEN; ++i) mover[i] = 1000, other[i] = -5;  // clip to 127 and 0
     // Layer 1: 256 * 127 = 32512, + bias 300 -> saturates at 32767, >> 6 = 511 -> 127.
     for (int j = 0; j < 32; ++j) nnue.l1Bias[j] = 300;
     // Layer 2: 32 inputs of 127 with weight 2: 8128 - 8128 + ... use weight 1 -> 4064 >> 6 = 63.
@@ -170,24 +164,19 @@ TEST(NnueKernels, ReferenceSaturations) {
     nnue.l2Bias[0] = -5000;  // 4064 - 5000 < 0 -> clipped to 0
     std::memset(nnue.outputWeights, 3, sizeof nnue.outputWeights);
     nnue.outputBias = -7;
-    prepareNetwork();
-    // Output: 31 neurons of 63 and one of 0, times 3, minus 7.
-    int32_t expected = 31 * 63 * 3 - 7;
-    EXPECT_EQ(expected, scalarKernel.propagate(mover, other));
-    for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(expected, k->propagate(mover, other)) << k->name;
-    // The other perspective feeds the second half of the inputs: swapping them
-    // gives 256 * 127 again (weights are uniform), so the same result.
-    EXPECT_EQ(expected, scalarKernel.propagate(other, mover));
+    // Output: 31 neurons of 63 and one of 0, times 3, minus 7. The other perspective feeds the second
+    // half of the inputs: swapped, they give 256 * 127 again (weights are uniform), so the same result.
     // With negative layer-1 weights the sum saturates below and the neurons clip to 0.
-    std::memset(nnue.l1Weights, 0xff, sizeof nnue.l1Weights);
-    prepareNetwork();
-    EXPECT_EQ(-7, scalarKernel.propagate(mover, other));
-    for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(-7, k->propagate(mover, other)) << k->name;
+    for (auto [l1, expected] : {std::pair{1, 31 * 63 * 3 - 7}, {0xff, -7}}) {
+        std::memset(nnue.l1Weights, l1, sizeof nnue.l1Weights);
+        prepareNetwork();
+        EXPECT_EQ(expected, compareKernels(mover, other, "uniform weights"));
+        EXPECT_EQ(expected, scalarKernel.propagate(other, mover));
+    }
 }
 
-// The bench node count is the search's signature; it must not depend on which
-// kernel the processor picks. Every kernel searches the benchmark with the
-// shipped network, the reference kernel included.
+// The bench node count is the search's signature; it must not depend on which kernel the processor picks. Every kernel
+// searches the benchmark with the shipped network, the reference kernel included.
 TEST(NnueKernels, BenchSearchesTheSameNodesUnderEveryKernel) {
     initSearchTables();
     EngineNetwork restore(nnue);
@@ -210,4 +199,53 @@ TEST(NnueKernels, BenchSearchesTheSameNodesUnderEveryKernel) {
     for (size_t i = 1; i < counts.size(); ++i) EXPECT_EQ(counts[i], counts[0]) << kernels[i]->name;
 }
 
+// The hand-made material network reproduces its material and placement sum.
+// Blended material and placement lead of the side to move, as the net encodes it.
+int blendedLead(const Position& p) {
+    int lead = 0;
+    for (int sq = 0; sq < 64; ++sq) {
+        int code = p.board[sq];
+        if (!code) continue;
+        combEval v = psqOf(code, sq) + (typeOf(code) == KING ? 0 : materialOf(code));
+        int value = (3 * mgOf(v) + 2 * egOf(v)) / 5;
+        lead += colourOf(code) == p.sideToMove ? value : -value;
+    }
+    return lead;
+}
+
+TEST(MaterialNet, OutputIsEighteenTimesTheLead) {
+    fillMaterialNet(nnue);
+    evaluationChanged();
+    TestRng rng{3};
+    int checked = 0, nonZero = 0;
+    for (const char* fen : {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
+                            "r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/1PPBBPPP/R3K2R w KQkq - 0 1"}) {
+        TestPosition p(fen);
+        for (int ply = 0; ply < 60; ++ply) {
+            int lead = blendedLead(*p);
+            if (lead > -2000 && lead < 2000) {
+                EXPECT_EQ(18 * lead, nnueEvaluate(*p, ply)) << getFen(*p);
+                ++checked;
+                nonZero += lead != 0;
+            }
+            Move* end = generateLegal(ply, *p);
+            int n = int(end - p->plyStates[ply].moveStart);
+            if (!n) break;
+            makeMove(*p, ply, p->plyStates[ply].moveStart[rng.below(n)]);
+        }
+    }
+    EXPECT_TRUE(checked > 60 && nonZero > 30) << checked << " " << nonZero;
+}
+
+TEST(MaterialNet, ScoresArePlausibleCentipawns) {
+    fillMaterialNet(nnue);
+    evaluationChanged();
+    EXPECT_EQ(0, [] { TestPosition p("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"); return evaluate(0, *p); }());
+    // A knight up with the full board: near the knight's value, from either side.
+    TestPosition up("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    int score = evaluate(0, *up);
+    EXPECT_TRUE(score > 250 && score < 450) << score;
+    TestPosition down("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1");
+    EXPECT_EQ(-score, evaluate(0, *down));
+}
 } // namespace

@@ -1,13 +1,11 @@
 #include <sstream>
 #include <string>
-
 #include "board/makemove.h"
 #include "search/search.h"
 #include "search/threads.h"
 #include "search_support.h"
 
 namespace {
-
 // Plays the moves from the start position as search plies 0, 1, 2, ...
 int playLine(Position& p, const std::string& moves) {
     std::istringstream in(moves);
@@ -23,7 +21,6 @@ int playLine(Position& p, const std::string& moves) {
 }
 
 const char* KNIGHTS_OUT_AND_BACK = " g1f3 g8f6 f3g1 f6g8";
-
 TEST(Repetition, InsideTheSearchedLineOnceIsEnough) {
     TestPosition p(START_FEN);
     int plies = playLine(*p, std::string("e2e3 e7e6") + KNIGHTS_OUT_AND_BACK);
@@ -54,12 +51,10 @@ TEST(Repetition, AResetHalfmoveClockEndsTheScan) {
 }
 
 TEST(InsufficientMaterial, MinorPiecesAloneCannotWin) {
-    EXPECT_TRUE(insufficientMaterial(*TestPosition("8/8/4k3/8/8/3NK3/8/8 w - - 0 1")));
-    EXPECT_TRUE(insufficientMaterial(*TestPosition("8/8/4kb2/8/8/3NK3/8/8 w - - 0 1")));
-    EXPECT_TRUE(insufficientMaterial(*TestPosition("8/8/4k3/8/8/4K3/8/8 w - - 0 1")));
-    EXPECT_FALSE(insufficientMaterial(*TestPosition("8/8/4k3/8/8/3RK3/8/8 w - - 0 1")));
-    EXPECT_FALSE(insufficientMaterial(*TestPosition("8/8/4k3/8/8/2NNK3/8/8 w - - 0 1")));
-    EXPECT_FALSE(insufficientMaterial(*TestPosition("8/8/4k3/8/8/4K3/4P3/8 w - - 0 1")));
+    for (const char* fen : {"8/8/4k3/8/8/3NK3/8/8 w - - 0 1", "8/8/4kb2/8/8/3NK3/8/8 w - - 0 1", "8/8/4k3/8/8/4K3/8/8 w - - 0 1"})
+        EXPECT_TRUE(insufficientMaterial(*TestPosition(fen))) << fen;
+    for (const char* fen : {"8/8/4k3/8/8/3RK3/8/8 w - - 0 1", "8/8/4k3/8/8/2NNK3/8/8 w - - 0 1", "8/8/4k3/8/8/4K3/4P3/8 w - - 0 1"})
+        EXPECT_FALSE(insufficientMaterial(*TestPosition(fen))) << fen;
 }
 
 class FixedDepthSearch : public ::testing::Test {
@@ -69,40 +64,27 @@ protected:
         setThreadCount(1);
     }
     static void TearDownTestSuite() { setThreadCount(0); }
-    int scoreOf(const std::string& fen, int depth) {
+    // The root's score and best move after a search of `depth` from fresh tables.
+    std::pair<int, std::string> search(const std::string& fen, int depth) {
         TestPosition p(fen);
         clear();
         clearSearchTables();
         searchFixedDepth(*p, depth);
-        return pool[0]->rootBestScore;
+        return {pool[0]->rootBestScore, moveToText(*p, pool[0]->rootBestMove)};
     }
-    std::string bestOf(const std::string& fen, int depth) {
-        TestPosition p(fen);
-        clear();
-        clearSearchTables();
-        searchFixedDepth(*p, depth);
-        return moveToText(*p, pool[0]->rootBestMove);
-    }
+    int scoreOf(const std::string& fen, int depth) { return search(fen, depth).first; }
 };
 
 TEST_F(FixedDepthSearch, FiftyMoveRuleTurnsAWinIntoADraw) {
-    const char* queenUp = "7k/8/8/8/8/8/8/K5Q1 w - - %d 80";
-    char fen[64];
-    std::snprintf(fen, sizeof fen, queenUp, 0);
-    EXPECT_GT(scoreOf(fen, 4), 800);
-    std::snprintf(fen, sizeof fen, queenUp, 99);
-    EXPECT_EQ(scoreOf(fen, 4), 0);
+    EXPECT_GT(scoreOf("7k/8/8/8/8/8/8/K5Q1 w - - 0 80", 4), 800);
+    EXPECT_EQ(scoreOf("7k/8/8/8/8/8/8/K5Q1 w - - 99 80", 4), 0);
 }
 
 TEST_F(FixedDepthSearch, FindsAMateInTwoAndScoresItFromTheRoot) {
     // The rooks mate on the back rank.
-    const char* fen = "6k1/5ppp/8/8/8/8/1R3PPP/1R4K1 w - - 0 1";
-    EXPECT_EQ(scoreOf(fen, 4), MATE - 1);  // mate in one: Rb8#
+    EXPECT_EQ(scoreOf("6k1/5ppp/8/8/8/8/1R3PPP/1R4K1 w - - 0 1", 4), MATE - 1);  // mate in one: Rb8#
     // King and rook against king: no mate in one, but mate in two.
-    const char* twoMoves = "k7/8/2K5/8/8/8/8/7R w - - 0 1";
-    EXPECT_EQ(scoreOf(twoMoves, 5), MATE - 3);
-    EXPECT_EQ(scoreOf("k7/8/1K6/8/8/8/8/7R w - - 0 1", 5), MATE - 1);
-    EXPECT_EQ(bestOf("k7/8/1K6/8/8/8/8/7R w - - 0 1", 5), "h1h8");
+    EXPECT_EQ(scoreOf("k7/8/2K5/8/8/8/8/7R w - - 0 1", 5), MATE - 3);
+    EXPECT_EQ(search("k7/8/1K6/8/8/8/8/7R w - - 0 1", 5), std::pair(MATE - 1, std::string("h1h8")));
 }
-
 } // namespace

@@ -3,16 +3,21 @@
 #include "search_support.h"
 
 namespace {
-
-TEST(StabilityScale, ShrinksOnOneChangeAndGrowsOnMany) {
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.7, 4, 3), 1.0);  // shallow iterations reset it
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.0, 5, 1), 0.9);
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.0, 5, 0), 1.0);  // no change resets to 1.0...
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.5, 5, 0), 1.2);  // ...or decays from above
-    EXPECT_DOUBLE_EQ(nextStabilityScale(0.9, 5, 2), 1.4);
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.5, 5, 2), 1.6);
-    EXPECT_DOUBLE_EQ(nextStabilityScale(1.9, 9, 5), 2.0);  // clamped above
-    EXPECT_DOUBLE_EQ(nextStabilityScale(0.62, 9, 1), 0.6); // and below
+// However the best move behaves, the soft limit is stretched at most to twice
+// its size and shrunk at most to 0.6 of it; shallow iterations say nothing yet.
+TEST(StabilityScale, StaysWithinItsBoundsAndFollowsTheBestMove) {
+    for (int changes : {0, 1, 2, 5, 30}) {
+        double scale = 1.0;
+        for (int depth = 1; depth < 40; ++depth) {
+            double next = nextStabilityScale(scale, depth, changes);
+            ASSERT_GE(next, 0.6) << changes;
+            ASSERT_LE(next, 2.0) << changes;
+            EXPECT_TRUE(depth > 4 || next == 1.0) << depth;
+            EXPECT_TRUE(depth <= 4 || changes != 1 || next <= scale) << depth;
+            EXPECT_TRUE(depth <= 4 || changes < 2 || next > 1.0) << depth << " " << changes;
+            scale = next;
+        }
+    }
 }
 
 TEST(InfoLine, CentipawnsMatesAndMoveText) {
@@ -37,13 +42,11 @@ TEST(InfoLine, PrincipalVariationIsWrittenMoveAfterMove) {
     EXPECT_EQ(line.substr(line.find(" pv ")), " pv e5d6 e8d7");
 }
 
-// Every thread's widening sequence grows step by step, so a re-search never
-// narrows a window it has already widened.
+// Every thread's widening sequence grows step by step, so a re-search never narrows a window it has already widened.
 TEST(AspirationSteps, EveryRowWidensStepByStep) {
     for (int r = 0; r < 32; ++r) {
         EXPECT_GT(ASPIRATION_STEPS[r][0], 0) << "row " << r;
         for (int k = 1; k < 5; ++k) EXPECT_GT(ASPIRATION_STEPS[r][k], ASPIRATION_STEPS[r][k - 1]) << "row " << r;
     }
 }
-
 } // namespace

@@ -1,12 +1,9 @@
 // Shared set-up for the search tests: tables built once, positions with their
 // own move stacks, and moves found by their text.
 #pragma once
-
 #include <gtest/gtest.h>
-
 #include <memory>
 #include <string>
-
 #include "board/attacks.h"
 #include "board/movegen.h"
 #include "board/position.h"

@@ -1,19 +1,16 @@
-// Probing details beyond the reference list: en passant, which the tables do
-// not hold, positions reached by moves during a search, and several threads
-// mapping and probing at once.
+// Probing details beyond the reference list: en passant, which the tables do not hold, positions reached by moves
+// during a search, and several threads mapping and probing at once.
 #include <gtest/gtest.h>
-
 #include <atomic>
+#include <cstdlib>
 #include <random>
 #include <thread>
-
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "tablebase/probe.h"
 #include "tb_support.h"
 
 namespace {
-
 struct TbProbe : ::testing::Test {
     void SetUp() override {
         initBoardTables();
@@ -21,11 +18,9 @@ struct TbProbe : ::testing::Test {
     }
 };
 
-// The best result over the legal moves, each child probed after the move is
-// made as the search makes it.
+// The best result over the legal moves, each child probed after the move is made as the search makes it.
 int bestChildWdl(Position& p) {
-    Move* end = generateLegal(0, p);
-    std::vector<Move> moves(p.plyStates[0].moveStart, end);
+    std::vector<Move> moves(p.plyStates[0].moveStart, generateLegal(0, p));
     int best = -3;
     for (Move m : moves) {
         makeMove(p, 0, m);
@@ -36,46 +31,29 @@ int bestChildWdl(Position& p) {
     return best;
 }
 
-// Random KPvKP positions in which Black has just double-stepped beside a
-// white pawn on the fifth rank.
+// Random KPvKP positions in which Black has just double-stepped beside a white pawn on the fifth rank.
 std::vector<std::string> enPassantPositions(int wanted) {
     std::mt19937 rng(12345);
     std::vector<std::string> out;
     while (int(out.size()) < wanted) {
-        int file = int(rng() % 8), side = rng() % 2 ? 1 : -1;
-        int black = file + side;
+        int file = int(rng() % 8), black = file + (rng() % 2 ? 1 : -1);
         if (black < 0 || black > 7) continue;
-        char board[64];
-        std::fill(board, board + 64, '.');
+        std::string board(64, '1');  // a digit per empty square, as the FEN reader allows
         board[32 + file] = 'P';
         board[32 + black] = 'p';
         int wk = int(rng() % 64), bk = int(rng() % 64);
-        if (board[wk] != '.' || board[bk] != '.' || wk == bk) continue;
+        if (board[wk] != '1' || board[bk] != '1' || wk == bk) continue;
         if (wk == 40 + black || bk == 40 + black || wk == 48 + black || bk == 48 + black) continue;
         board[wk] = 'K';
         board[bk] = 'k';
         std::string fen;
-        for (int rank = 7; rank >= 0; --rank) {
-            int empty = 0;
-            for (int f = 0; f < 8; ++f) {
-                char c = board[rank * 8 + f];
-                if (c == '.') { ++empty; continue; }
-                if (empty) fen += char('0' + empty);
-                empty = 0;
-                fen += c;
-            }
-            if (empty) fen += char('0' + empty);
-            if (rank) fen += '/';
-        }
-        fen += std::string(" w - ") + char('a' + black) + "6 0 1";
-        TestPosition p(fen, TestPosition::MayFail{});
-        if (p.ok && p.pos->plyStates[0].epSquare) out.push_back(fen);
+        for (int rank = 7; rank >= 0; --rank) fen += board.substr(size_t(rank) * 8, 8) + (rank ? "/" : "");
+        TestPosition p(fen + " w - " + char('a' + black) + "6 0 1", TestPosition::MayFail{});
+        if (p.ok && p.pos->plyStates[0].epSquare) out.push_back(getFen(*p));
     }
     return out;
 }
-
 } // namespace
-
 TEST_F(TbProbe, EnPassantIsTakenIntoAccount) {
     int differ = 0;
     for (const std::string& fen : enPassantPositions(150)) {
@@ -84,10 +62,8 @@ TEST_F(TbProbe, EnPassantIsTakenIntoAccount) {
         ASSERT_NE(wdl, TB_FAILED) << fen;
         EXPECT_EQ(wdl, bestChildWdl(*p)) << fen;
         int dtz = probeDtzValue(*p);
-        EXPECT_EQ(wdl > 0, dtz > 0) << fen;
-        EXPECT_EQ(wdl < 0, dtz < 0) << fen;
-        std::string withoutEp = fen.substr(0, fen.find(" w ")) + " w - - 0 1";
-        TestPosition plain(withoutEp);
+        EXPECT_TRUE((wdl > 0) == (dtz > 0) && (wdl < 0) == (dtz < 0)) << fen << " " << wdl << " " << dtz;
+        TestPosition plain(fen.substr(0, fen.find(" w ")) + " w - - 0 1");
         differ += probeWdlValue(*plain) != wdl;
     }
     EXPECT_GT(differ, 0);  // the capture changes the result somewhere
@@ -96,15 +72,13 @@ TEST_F(TbProbe, EnPassantIsTakenIntoAccount) {
 TEST_F(TbProbe, PositionAfterADoubleStepProbesLikeItsFen) {
     // Black's pawn can take the pawn that just passed it.
     TestPosition p("8/8/8/8/3p4/8/4P3/K6k w - - 0 1");
-    Move* end = generateLegal(0, *p);
     Move push = NO_MOVE;
-    for (Move* m = p.pos->plyStates[0].moveStart; m < end; ++m)
+    for (Move* m = p.pos->plyStates[0].moveStart, *end = generateLegal(0, *p); m < end; ++m)
         if (moveFlag(*m) == FLAG_DOUBLE) push = *m;
     ASSERT_NE(push, NO_MOVE);
     makeMove(*p, 0, push);
     TestPosition fen("8/8/8/8/3pP3/8/8/K6k b - e3 0 1");
-    EXPECT_EQ(probeWdlValue(*p), probeWdlValue(*fen));
-    EXPECT_EQ(probeDtzValue(*p), probeDtzValue(*fen));
+    EXPECT_TRUE(probeWdlValue(*p) == probeWdlValue(*fen) && probeDtzValue(*p) == probeDtzValue(*fen));
     TestPosition noEp("8/8/8/8/3pP3/8/8/K6k b - - 0 1");
     EXPECT_NE(probeWdlValue(*fen), probeWdlValue(*noEp));
 }
@@ -140,4 +114,50 @@ TEST_F(TbProbe, SeveralThreadsProbingAtOnceAgreeWithOne) {
         });
     for (std::thread& th : threads) th.join();
     for (int t = 0; t < THREADS; ++t) EXPECT_EQ(mismatches[t], 0) << "thread " << t;
+}
+
+// Every position of the reference list probes to the reference WDL and DTZ.
+namespace {
+bool isCheckmate(Position& p) {
+    return p.plyStates[0].inCheck && generateLegal(0, p) == p.plyStates[0].moveStart;
+}
+
+// Every line of the reference list beside the tables of `dir`.
+void checkReferenceList(const std::string& dir, size_t expectedLines, int expectedMates) {
+    initBoardTables();
+    ASSERT_TRUE(initTablebases(dir));
+    std::vector<ExpectedProbe> cases = readExpectedProbes(dir);
+    ASSERT_EQ(cases.size(), expectedLines);
+    int wrongWdl = 0, wrongDtz = 0, mates = 0;
+    for (const ExpectedProbe& e : cases) {
+        TestPosition p(e.fen);
+        ASSERT_TRUE(p.ok) << e.fen;
+        int wdl = probeWdlValue(*p), dtz = probeDtzValue(*p);
+        // The list calls a checkmated side to move a "Win" at distance 0; it has lost, and the probe must say so.
+        if (isCheckmate(*p)) {
+            EXPECT_TRUE(wdl == -2 && dtz == 0) << e.fen << ": " << wdl << " " << dtz;
+            ++mates;
+            continue;
+        }
+        if (wdl != e.wdl) {
+            ++wrongWdl;
+            ADD_FAILURE() << e.fen << " wdl " << wdl << " expected " << e.wdl;
+        }
+        if (dtz == TB_FAILED || std::abs(dtz) != e.dtz) {
+            ++wrongDtz;
+            ADD_FAILURE() << e.fen << " dtz " << dtz << " expected " << e.dtz;
+        }
+        if (wrongWdl + wrongDtz > 40) break;
+        // The search's code is the same value shifted.
+        EXPECT_EQ(probeWdl(*p), e.wdl + 2);
+    }
+    EXPECT_TRUE(mates == expectedMates && wrongWdl == 0 && wrongDtz == 0) << mates << " " << wrongWdl << " " << wrongDtz;
+    initTablebases("");
+}
+} // namespace
+TEST(TbExpected, EveryKeptReferencePositionMatches) { checkReferenceList(SYZYGY_DIR, 2100, 1); }
+// The whole list, with the 5-piece tables.
+TEST(TbExpected, EverySharedReferencePositionMatches) {
+    SKIP_WITHOUT_SHARED_DATA("syzygy/expected.txt");
+    checkReferenceList(sharedSyzygyDir(), 2500, 3);
 }

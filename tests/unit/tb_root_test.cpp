@@ -1,16 +1,13 @@
 // The root move from the tables: it keeps the result, makes progress towards
 // zeroing, resists longest when lost and respects the fifty-move counter.
 #include <gtest/gtest.h>
-
 #include <cstdlib>
-
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "tablebase/probe.h"
 #include "tb_support.h"
 
 namespace {
-
 struct TbRoot : ::testing::Test {
     static void SetUpTestSuite() {
         initBoardTables();
@@ -26,113 +23,95 @@ bool isLegalRootMove(Position& p, Move m) {
 }
 
 std::string withClock(const std::string& fen, int clock) {
-    std::string out = fen;
-    size_t field = out.rfind(' ', out.rfind(' ') - 1);  // before the half-move clock
-    size_t end = out.rfind(' ');
-    return out.substr(0, field + 1) + std::to_string(clock) + out.substr(end);
+    size_t end = fen.rfind(' '), field = fen.rfind(' ', end - 1);  // the half-move clock lies between
+    return fen.substr(0, field + 1) + std::to_string(clock) + fen.substr(end);
 }
 
-std::vector<ExpectedProbe> linesOf(const std::string& pieces, int wdl, const std::string& dir = SYZYGY_DIR) {
+// The lines of the reference list with these pieces and this result.
+std::vector<ExpectedProbe> linesOf(std::initializer_list<std::string> pieces, int wdl, const std::string& dir = SYZYGY_DIR) {
     std::vector<ExpectedProbe> out;
     for (const ExpectedProbe& e : readExpectedProbes(dir))
-        if (piecesOf(e.fen) == pieces && e.wdl == wdl) out.push_back(e);
+        if (e.wdl == wdl && std::find(pieces.begin(), pieces.end(), piecesOf(e.fen)) != pieces.end()) out.push_back(e);
     return out;
 }
-
 } // namespace
-
 TEST_F(TbRoot, WinningMoveKeepsTheWinAndComesCloserToZeroing) {
     int checked = 0;
-    for (const char* pieces : {"KKQR", "KKR", "KKQ", "KKPR"}) {
-        for (const ExpectedProbe& e : linesOf(pieces, 2)) {
-            TestPosition p(e.fen);
-            if (p.pos->plyStates[0].inCheck && generateLegal(0, *p) == p.pos->plyStates[0].moveStart) continue;
-            int score = 0;
-            Move m = probeRoot(*p, &score);
-            ASSERT_NE(m, NO_MOVE) << e.fen;
-            ASSERT_TRUE(isLegalRootMove(*p, m)) << e.fen;
-            EXPECT_GE(score, 31872 - 100) << e.fen;
-            makeMove(*p, 0, m);
-            EXPECT_EQ(probeWdlValue(*p), -2) << e.fen;
-            // Distances kept in moves are rounded, so the child may show the
-            // root's own distance, never more.
-            if (p.pos->fiftyMove != 0) {
-                int after = std::abs(probeDtzValue(*p));
-                EXPECT_LE(after, e.dtz) << e.fen;
-                if (e.dtz > 2) {
-                    EXPECT_LT(after, e.dtz) << e.fen;
-                }
-            }
-            ++checked;
-        }
+    for (const ExpectedProbe& e : linesOf({"KKQR", "KKR", "KKQ", "KKPR"}, 2)) {
+        TestPosition p(e.fen);
+        if (p.pos->plyStates[0].inCheck && generateLegal(0, *p) == p.pos->plyStates[0].moveStart) continue;
+        int score = 0;
+        Move m = probeRoot(*p, &score);
+        ASSERT_NE(m, NO_MOVE) << e.fen;
+        ASSERT_TRUE(isLegalRootMove(*p, m)) << e.fen;
+        EXPECT_GE(score, 31872 - 100) << e.fen;
+        makeMove(*p, 0, m);
+        EXPECT_EQ(probeWdlValue(*p), -2) << e.fen;
+        // Distances kept in moves are rounded, so the child may show the root's own distance, never more.
+        int after = std::abs(probeDtzValue(*p));
+        EXPECT_TRUE(p.pos->fiftyMove == 0 || (after <= e.dtz && (e.dtz <= 2 || after < e.dtz))) << e.fen << " " << after;
+        ++checked;
     }
     EXPECT_GT(checked, 50);
 }
 
 TEST_F(TbRoot, DrawnMoveKeepsTheDraw) {
     int checked = 0;
-    for (const char* pieces : {"KKRR", "KKQQ", "KKNR", "KKPP", "KKBN"}) {
-        for (const ExpectedProbe& e : linesOf(pieces, 0)) {
-            TestPosition p(e.fen);
-            int score = 1;
-            Move m = probeRoot(*p, &score);
-            if (m == NO_MOVE) {  // stalemate: nothing to play
-                EXPECT_EQ(generateLegal(0, *p), p.pos->plyStates[0].moveStart) << e.fen;
-                continue;
-            }
-            EXPECT_EQ(score, 0) << e.fen;
-            makeMove(*p, 0, m);
-            EXPECT_EQ(probeWdlValue(*p), 0) << e.fen;
-            ++checked;
+    for (const ExpectedProbe& e : linesOf({"KKRR", "KKQQ", "KKNR", "KKPP", "KKBN"}, 0)) {
+        TestPosition p(e.fen);
+        int score = 1;
+        Move m = probeRoot(*p, &score);
+        if (m == NO_MOVE) {  // stalemate: nothing to play
+            EXPECT_EQ(generateLegal(0, *p), p.pos->plyStates[0].moveStart) << e.fen;
+            continue;
         }
+        EXPECT_EQ(score, 0) << e.fen;
+        makeMove(*p, 0, m);
+        EXPECT_EQ(probeWdlValue(*p), 0) << e.fen;
+        ++checked;
     }
     EXPECT_GT(checked, 30);
 }
 
 TEST_F(TbRoot, LosingMoveResistsLongest) {
     int checked = 0;
-    for (const char* pieces : {"KKQR", "KKR", "KKNP"}) {
-        for (const ExpectedProbe& e : linesOf(pieces, -2)) {
-            TestPosition p(e.fen);
-            int score = 0;
-            Move chosen = probeRoot(*p, &score);
-            if (chosen == NO_MOVE) continue;  // mated
-            EXPECT_LT(score, 0) << e.fen;
-            EXPECT_GE(score, -31872) << e.fen;
-            // Plies until the opponent's next zeroing move after each reply.
-            auto resistance = [&](Move m) {
-                makeMove(*p, 0, m);
-                int plies = p.pos->fiftyMove == 0 ? 0 : std::abs(probeDtzValue(*p));
-                unmakeMove(*p, 0, m);
-                return plies;
-            };
-            int best = resistance(chosen);
-            Move* end = generateLegal(0, *p);
-            std::vector<Move> moves(p.pos->plyStates[0].moveStart, end);
-            for (Move m : moves) EXPECT_LE(resistance(m), best) << e.fen;
-            EXPECT_EQ(score, -31872 + best + 1) << e.fen;
-            ++checked;
-        }
+    for (const ExpectedProbe& e : linesOf({"KKQR", "KKR", "KKNP"}, -2)) {
+        TestPosition p(e.fen);
+        int score = 0;
+        Move chosen = probeRoot(*p, &score);
+        if (chosen == NO_MOVE) continue;  // mated
+        EXPECT_TRUE(score < 0 && score >= -31872) << e.fen;
+        // Plies until the opponent's next zeroing move after each reply.
+        auto resistance = [&](Move m) {
+            makeMove(*p, 0, m);
+            int plies = p.pos->fiftyMove == 0 ? 0 : std::abs(probeDtzValue(*p));
+            unmakeMove(*p, 0, m);
+            return plies;
+        };
+        int best = resistance(chosen);
+        Move* end = generateLegal(0, *p);
+        std::vector<Move> moves(p.pos->plyStates[0].moveStart, end);
+        for (Move m : moves) EXPECT_LE(resistance(m), best) << e.fen;
+        EXPECT_EQ(score, -31872 + best + 1) << e.fen;
+        ++checked;
     }
     EXPECT_GT(checked, 30);
 }
 
 TEST_F(TbRoot, FiftyMoveCounterTurnsATooDistantWinIntoADraw) {
     int checked = 0;
-    for (const ExpectedProbe& e : linesOf("KKQR", 2)) {
+    for (const ExpectedProbe& e : linesOf({"KKQR"}, 2)) {
         if (e.dtz < 10) continue;
         TestPosition fresh(e.fen);
         int score = 0;
         ASSERT_NE(probeRoot(*fresh, &score), NO_MOVE);
         int plies = 31872 - score;  // to the next zeroing move after the chosen one
         ASSERT_GT(plies, 1);
-
         TestPosition justInTime(withClock(e.fen, 100 - plies));
-        Move m = probeRoot(*justInTime, &score);
+        probeRoot(*justInTime, &score);
         EXPECT_EQ(score, 31872 - plies) << e.fen;
         TestPosition tooLate(withClock(e.fen, 101 - plies));
-        m = probeRoot(*tooLate, &score);
-        EXPECT_NE(m, NO_MOVE);
+        EXPECT_NE(probeRoot(*tooLate, &score), NO_MOVE);
         EXPECT_EQ(score, 0) << e.fen;
         if (++checked == 10) break;
     }
@@ -143,17 +122,14 @@ TEST_F(TbRoot, MateInOneIsPlayed) {
     TestPosition p("8/3R4/8/k1K5/8/8/8/8 w - - 0 1");
     int score = 0;
     Move m = probeRoot(*p, &score);
-    EXPECT_EQ(moveFrom(m), 51);  // d7
-    EXPECT_EQ(moveTo(m), 48);    // a7
-    EXPECT_EQ(score, 31999);
+    EXPECT_TRUE(moveFrom(m) == 51 && moveTo(m) == 48 && score == 31999) << score;  // Rd7-a7
 }
 
 TEST_F(TbRoot, PositionsOutsideTheTablesGiveNoMove) {
     int score = 5;
     TestPosition castling("r3k3/8/8/8/8/8/8/4K3 b q - 0 1");
     EXPECT_EQ(probeRoot(*castling, &score), NO_MOVE);
-    EXPECT_EQ(score, 0);
-    EXPECT_EQ(probeWdl(*castling), -1);
+    EXPECT_TRUE(score == 0 && probeWdl(*castling) == -1);
     TestPosition noCastling("r3k3/8/8/8/8/8/8/4K3 b - - 0 1");
     EXPECT_EQ(probeWdl(*noCastling), 4);  // KRvK, the rook's side to move
     TestPosition many("4k3/8/8/8/8/8/PPPPPPPP/4K3 w - - 0 1");
@@ -168,7 +144,7 @@ TEST_F(TbRoot, CursedWinsAndBlessedLossesScoreAsDrawsButKeepTheirSide) {
     ASSERT_TRUE(initTablebases(sharedSyzygyDir()));
     int checked = 0;
     for (int wdl : {1, -1}) {
-        for (const ExpectedProbe& e : linesOf("BBKKN", wdl, sharedSyzygyDir())) {
+        for (const ExpectedProbe& e : linesOf({"BBKKN"}, wdl, sharedSyzygyDir())) {
             TestPosition p(e.fen);
             int score = 7;
             Move m = probeRoot(*p, &score);

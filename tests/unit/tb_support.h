@@ -1,6 +1,5 @@
 // Shared set-up for the tablebase tests: board tables, keys and positions.
 #pragma once
-
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -9,7 +8,6 @@
 #include <sstream>
 #include <string>
 #include <vector>
-
 #include "board/attacks.h"
 #include "board/position.h"
 #include "board/zobrist.h"
@@ -17,24 +15,15 @@
 #include "test_data.h"
 #include "test_position.h"
 
-// Every 3- and 4-piece table, kept with the tests; the optional shared folder
-// adds six 5-piece ones.
+// Every 3- and 4-piece table, kept with the tests; the optional shared folder adds six 5-piece ones.
 inline const std::string SYZYGY_DIR = testDataPath("syzygy");
 inline std::string sharedSyzygyDir() { return sharedDataPath("syzygy"); }
-
 // One line of the reference list: WDL -2..2 from the side to move, DTZ in plies.
-struct ExpectedProbe {
-    std::string fen;
-    int wdl;
-    int dtz;
-};
-
+struct ExpectedProbe { std::string fen; int wdl, dtz; };
 inline int wdlOfWord(const std::string& w) {
-    if (w == "Win") return 2;
-    if (w == "CursedWin") return 1;
-    if (w == "Draw") return 0;
-    if (w == "BlessedLoss") return -1;
-    if (w == "Loss") return -2;
+    const char* words[] = {"Loss", "BlessedLoss", "Draw", "CursedWin", "Win"};
+    for (int i = 0; i < 5; ++i)
+        if (w == words[i]) return i - 2;
     return -1000;
 }
 
@@ -42,14 +31,11 @@ inline int wdlOfWord(const std::string& w) {
 inline std::vector<ExpectedProbe> readExpectedProbes(const std::string& dir = SYZYGY_DIR) {
     std::vector<ExpectedProbe> out;
     std::ifstream in(dir + "/expected.txt");
-    std::string line;
-    while (std::getline(in, line)) {
+    for (std::string line; std::getline(in, line);) {
         if (line.empty() || line[0] == '#') continue;
         std::stringstream fields(line);
         std::string fen, wdl, dtz;
-        std::getline(fields, fen, ';');
-        std::getline(fields, wdl, ';');
-        std::getline(fields, dtz, ';');
+        std::getline(std::getline(std::getline(fields, fen, ';'), wdl, ';'), dtz, ';');
         out.push_back({fen, wdlOfWord(wdl), std::atoi(dtz.c_str())});
     }
     return out;

@@ -1,13 +1,10 @@
 // The one test position used by every unit test: a heap position with its own
 // move stack and evaluation tables, the board tables built first.
 #pragma once
-
 #include <gtest/gtest.h>
-
 #include <memory>
 #include <string>
 #include <vector>
-
 #include "board/attacks.h"
 #include "board/position.h"
 #include "board/zobrist.h"
@@ -25,7 +22,6 @@ struct TestPosition {
     std::unique_ptr<Position> pos = std::make_unique<Position>();
     std::vector<Move> stack = std::vector<Move>(MOVE_STACK);
     bool ok = false;
-
     TestPosition() {
         initBoardTables();
         pos->plyStates[0].moveStart = stack.data();

@@ -1,19 +1,17 @@
 #include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <unistd.h>
-
+#include "manifest.h"
 #include "position_record.h"
 #include "shuffle.h"
 #include "synthetic.h"
 #include "training_data.h"
 
 namespace {
-
 std::string tempPath(const std::string& name) {
     return (std::filesystem::temp_directory_path() / ("quorvane_train_" + std::to_string(::getpid()) + "_" + name)).string();
 }
@@ -45,26 +43,17 @@ TEST_F(TrainData, RecordBytesRoundTrip) {
     TrainingRecord r = records[0];
     encodeRecord(r, bytes);
     EXPECT_EQ(bytes[0], uint8_t(r.occupancy));
-    EXPECT_EQ(bytes[24], 0x01);  // -32767 = 0x8001
-    EXPECT_EQ(bytes[25], 0x80);
+    EXPECT_TRUE(bytes[24] == 0x01 && bytes[25] == 0x80);  // -32767 = 0x8001
 }
 
 TEST_F(TrainData, PlacementPacksAllThirtyTwoPieces) {
     TrainingRecord r;
     ASSERT_TRUE(recordFromFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1", 15, RESULT_WIN, r));
-    EXPECT_EQ(popcount(r.occupancy), 32);
-    EXPECT_EQ(r.sideToMove, BLACK);
-    EXPECT_EQ(r.score, 15);
-    EXPECT_EQ(r.result, RESULT_WIN);
+    EXPECT_TRUE(popcount(r.occupancy) == 32 && r.sideToMove == BLACK && r.score == 15 && r.result == RESULT_WIN);
     uint8_t board[64];
     unpackPlacement(r, board);
-    EXPECT_EQ(board[0], WROOK);
-    EXPECT_EQ(board[4], WKING);
-    EXPECT_EQ(board[59], BQUEEN);
-    EXPECT_EQ(board[63], BROOK);
-    EXPECT_EQ(board[30], EMPTY);
+    EXPECT_TRUE(board[0] == WROOK && board[4] == WKING && board[59] == BQUEEN && board[63] == BROOK && board[30] == EMPTY);
     EXPECT_EQ(recordFen(r), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b - - 0 1");
-
     uint8_t crowded[64] = {};
     for (int sq = 0; sq < 33; ++sq) crowded[sq] = WKNIGHT;
     EXPECT_FALSE(packPlacement(crowded, r));
@@ -75,7 +64,6 @@ TEST_F(TrainData, FileRoundTripAndStreaming) {
     std::string path = tempPath("roundtrip.bin");
     ASSERT_TRUE(writeAllRecords(path, records));
     EXPECT_EQ(std::filesystem::file_size(path), uint64_t(TRAINING_HEADER_BYTES + 10000 * TRAINING_RECORD_BYTES));
-
     DataReader reader;
     ASSERT_TRUE(openReader(reader, path));
     EXPECT_EQ(reader.count, 10000u);
@@ -83,14 +71,9 @@ TEST_F(TrainData, FileRoundTripAndStreaming) {
     size_t chunks = 0;
     while (readRecords(reader, back, 3000)) ++chunks;
     closeReader(reader);
-    EXPECT_EQ(chunks, 4u);
-    EXPECT_EQ(back, records);
-
+    EXPECT_TRUE(chunks == 4u && back == records) << chunks;
     // A writer that never closed leaves count 0 in the header: the file size tells.
-    std::fstream patch(path, std::ios::in | std::ios::out | std::ios::binary);
-    patch.seekp(8);
-    patch.write("\0\0\0\0\0\0\0\0", 8);
-    patch.close();
+    std::fstream(path, std::ios::in | std::ios::out | std::ios::binary).seekp(8).write("\0\0\0\0\0\0\0\0", 8);
     std::filesystem::resize_file(path, TRAINING_HEADER_BYTES + 100 * TRAINING_RECORD_BYTES + 5);
     back.clear();
     ASSERT_TRUE(readAllRecords(path, back));
@@ -111,14 +94,11 @@ TEST_F(TrainData, ReaderRejectsOtherFiles) {
 }
 
 TEST_F(TrainData, ShufflesArePermutations) {
-    std::vector<TrainingRecord> records = syntheticRecords(5000, 9);
-    std::vector<TrainingRecord> shuffled = records;
+    std::vector<TrainingRecord> records = syntheticRecords(5000, 9), shuffled = records, again = records;
     shuffleRecords(shuffled, 1);
     EXPECT_NE(shuffled, records);
-    std::vector<TrainingRecord> again = records;
     shuffleRecords(again, 1);
     EXPECT_EQ(again, shuffled);  // the same seed gives the same order
-
     std::string in = tempPath("shuffle_in.bin"), out = tempPath("shuffle_out.bin");
     ASSERT_TRUE(writeAllRecords(in, records));
     ASSERT_TRUE(shuffleFile(in, out, 7, 1024));  // forces several buckets
@@ -136,44 +116,79 @@ TEST_F(TrainData, ShufflesArePermutations) {
     std::remove(out.c_str());
 }
 
-TEST_F(TrainData, TextLinesTurnResultsToTheMover) {
-    TextLineOptions whiteResults;
+// Text lines give scores and results from a stated side; records keep them from
+// the mover's, and a tuning line written from a record gives back White's result.
+TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
+    const std::string white = "4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", black = "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1";
+    // fromWhite: score and result from White's view, else the score from the mover's and the result as it stands.
+    struct Case { std::string line; bool fromWhite; int score; GameResult result; const char* tuningResult; } cases[] = {
+        {black + "; -120 ;1-0", false, -120, RESULT_LOSS, "1-0"}, {white + ";35;0-1", false, 35, RESULT_LOSS, "0-1"},
+        {white + ";35;1-0", false, 35, RESULT_WIN, "1-0"}, {black + ";0;0.5", false, 0, RESULT_DRAW, "1/2-1/2"},
+        {black + ";0;1/2-1/2", false, 0, RESULT_DRAW, "1/2-1/2"}, {black + ";250;1", true, -250, RESULT_WIN, "0-1"}};
+    for (const Case& c : cases) {
+        TextLineOptions options{.scoreFromWhite = c.fromWhite, .resultFromWhite = !c.fromWhite};
+        TrainingRecord r;
+        ASSERT_TRUE(recordFromTextLine(c.line, options, r)) << c.line;
+        EXPECT_EQ(r.score, c.score) << c.line;
+        EXPECT_EQ(r.result, c.result) << c.line;
+        EXPECT_EQ(tuningLine(r), c.line.substr(0, c.line.find(';')) + " c9 \"" + c.tuningResult + "\";") << c.line;
+    }
+    TextLineOptions options;
     TrainingRecord r;
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1; -120 ;1-0", whiteResults, r));
-    EXPECT_EQ(r.score, -120);
-    EXPECT_EQ(r.result, RESULT_LOSS);  // White won, Black is to move
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;35;0-1", whiteResults, r));
-    EXPECT_EQ(r.result, RESULT_LOSS);
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;0;0.5", whiteResults, r));
-    EXPECT_EQ(r.result, RESULT_DRAW);
-
-    TextLineOptions fromWhite;
-    fromWhite.scoreFromWhite = true;
-    fromWhite.resultFromWhite = false;
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;250;1", fromWhite, r));
-    EXPECT_EQ(r.score, -250);
-    EXPECT_EQ(r.result, RESULT_WIN);
-
     std::string error;
-    EXPECT_FALSE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;12", whiteResults, r, &error));
-    EXPECT_FALSE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;1x2;1-0", whiteResults, r, &error));
-    EXPECT_FALSE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;12;2-0", whiteResults, r, &error));
-    EXPECT_FALSE(recordFromTextLine("4k3/8/8/9/8/8/4P3/4K3 w - - 0 1;12;1-0", whiteResults, r, &error));
+    for (const std::string& bad : {white + ";12", white + ";1x2;1-0", white + ";12;2-0",
+                                   std::string("4k3/8/8/9/8/8/4P3/4K3 w - - 0 1;12;1-0")})
+        EXPECT_FALSE(recordFromTextLine(bad, options, r, &error)) << bad;
     EXPECT_NE(error.find("bad FEN"), std::string::npos);
 }
 
-// A record written as a tuning line must give back White's result, whichever side is to move.
-TEST_F(TrainData, TuningLinesCarryWhitesResult) {
-    TextLineOptions whiteResults;
-    TrainingRecord r;
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;-120;1-0", whiteResults, r));
-    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1 c9 \"1-0\";");
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1;35;1-0", whiteResults, r));
-    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 w - - 0 1 c9 \"1-0\";");
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;0;0-1", whiteResults, r));
-    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1 c9 \"0-1\";");
-    ASSERT_TRUE(recordFromTextLine("4k3/8/8/8/8/8/4P3/4K3 b - - 0 1;0;1/2-1/2", whiteResults, r));
-    EXPECT_EQ(tuningLine(r), "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1 c9 \"1/2-1/2\";");
+// The data folder's manifest: what survives a write and a read, and what a damaged line does.
+TEST(TrainManifest, EntriesSurviveAWriteAndARead) {
+    std::vector<ManifestEntry> entries = {
+        {"gen4.bin", "data", 3500061, "net3.nnue 1a2b3c", "fae4711", "2026-11-23T11:00:00Z",
+         "datagen --out gen4.bin --nodes 2000"},
+        {"validation.bin", "validation", 100000, "net3.nnue 1a2b3c", "fae4711", "2026-11-23T11:05:00Z", ""},
+        // A tab or newline in a field would split the line: they become blanks.
+        {"net4.nnue", "net", 0, "net3.nnue", "fae4711", "2026-11-23T12:00:00Z", "trainer\t--epochs 30\n--lr 0.002"},
+    };
+    std::string path = tempPath("manifest");
+    ASSERT_TRUE(writeManifest(path, entries));
+    std::vector<ManifestEntry> back;
+    std::string error;
+    ASSERT_TRUE(readManifest(path, back, &error)) << error;
+    std::remove(path.c_str());
+    ASSERT_EQ(back.size(), 3u);
+    EXPECT_TRUE(back[0].file == "gen4.bin" && back[0].positions == 3500061u && back[1].kind == "validation");
+    EXPECT_EQ(back[0].command + "|" + back[1].command + "|" + back[2].command,
+              "datagen --out gen4.bin --nodes 2000||trainer --epochs 30 --lr 0.002");
+    // A missing manifest is an empty folder, not an error.
+    ASSERT_TRUE(readManifest(path, back, &error));
+    EXPECT_TRUE(back.empty());
 }
 
+TEST(TrainManifest, AFileMadeAgainReplacesItsEntry) {
+    std::vector<ManifestEntry> entries;
+    putEntry(entries, {"a.bin", "data", 10, "n1", "c1", "d1", "x"});
+    putEntry(entries, {"b.bin", "data", 20, "n1", "c1", "d1", "y"});
+    putEntry(entries, {"a.bin", "data", 30, "n2", "c2", "d2", "z"});
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_TRUE(entries[0].positions == 30u && entries[0].network == "n2" && entries[1].file == "b.bin");
+}
+
+TEST(TrainManifest, DamagedLinesAreRefusedWithTheirNumber) {
+    ManifestEntry e;
+    std::string error;
+    for (const char* bad : {"a.bin\tdata\t12", "a.bin\tdata\t-3\tn\tc\td\tx", "a.bin\tdata\t99999999999999999999\tn\tc\td\tx",
+                            "\tdata\t1\tn\tc\td\tx"})
+        EXPECT_FALSE(parseManifestLine(bad, e, &error)) << bad;
+    ASSERT_TRUE(parseManifestLine("a.bin\tdata\t12\tn\tc\td\t", e, &error)) << error;
+    EXPECT_EQ(e.positions, 12u);
+    std::string path = tempPath("damaged");
+    std::ofstream(path) << "file\tkind\tpositions\tnetwork\tcommit\tdate\tcommand\na.bin\tdata\t12\tn\tc\td\tx\n"
+                           "b.bin\tdata\ttwelve\tn\tc\td\tx\n";
+    std::vector<ManifestEntry> entries;
+    EXPECT_FALSE(readManifest(path, entries, &error));
+    std::remove(path.c_str());
+    EXPECT_NE(error.find("line 3"), std::string::npos) << error;
+}
 } // namespace

@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
-
 #include <algorithm>
-
+#include "data_filter.h"
+#include "eval/evaluate.h"
+#include "eval/nnue.h"
+#include "eval_helpers.h"
 #include "nnue_features.h"
 #include "position_record.h"
+#include "synthetic.h"
+#include "test_position.h"
 
 namespace {
-
 class TrainFeatures : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
@@ -22,37 +25,22 @@ protected:
     }
 };
 
-// White king e1 (4), black pawn d5 (35), black king e8 (60).
-TEST_F(TrainFeatures, HandCheckedIndices) {
-    EXPECT_EQ(featureIndex(WHITE, 4, BPAWN, 35), (4 * 12 + 1) * 64 + 35);   // 3171: enemy pawn
-    EXPECT_EQ(featureIndex(WHITE, 4, WKING, 4), (4 * 12 + 10) * 64 + 4);    // 3716: own king
-    EXPECT_EQ(featureIndex(WHITE, 4, BKING, 60), (4 * 12 + 11) * 64 + 60);  // 3836
-    // Black's view: squares mirrored, own king e8 becomes e1, the pawn is Black's own.
-    EXPECT_EQ(featureIndex(BLACK, 60, BPAWN, 35), (4 * 12 + 0) * 64 + 27);  // 3099
-    EXPECT_EQ(featureIndex(BLACK, 60, WKING, 4), (4 * 12 + 11) * 64 + 60);  // 3836
-    EXPECT_EQ(featureIndex(BLACK, 60, BKING, 60), (4 * 12 + 10) * 64 + 4);  // 3716
-    // Extremes of the range.
-    EXPECT_EQ(featureIndex(WHITE, 0, WPAWN, 0), 0);
-    EXPECT_EQ(featureIndex(WHITE, 63, BKING, 63), 49151);
-    EXPECT_EQ(featureIndex(WHITE, 10, WQUEEN, 20), (10 * 12 + 8) * 64 + 20);
-    EXPECT_EQ(featureIndex(BLACK, 10, WQUEEN, 20), ((10 ^ 56) * 12 + 9) * 64 + (20 ^ 56));
-}
-
+// Each perspective sees the board from its own side: the two lists swap with
+// the side to move, and differ from each other.
 TEST_F(TrainFeatures, SideToMoveComesFirst) {
     PositionFeatures white = of("4k3/8/8/3p4/8/8/8/4K3 w - - 0 1");
     ASSERT_EQ(white.count, 3);
-    EXPECT_EQ(sorted(white, 0), (std::vector<int>{3171, 3716, 3836}));
-    EXPECT_EQ(sorted(white, 1), (std::vector<int>{3099, 3716, 3836}));
+    EXPECT_NE(sorted(white, 0), sorted(white, 1));
+    for (int side = 0; side < 2; ++side)
+        for (int n = 0; n < white.count; ++n) EXPECT_LT(white.index[side][n], NNUE_FEATURES);
     PositionFeatures black = of("4k3/8/8/3p4/8/8/8/4K3 b - - 0 1");
-    EXPECT_EQ(sorted(black, 0), sorted(white, 1));
-    EXPECT_EQ(sorted(black, 1), sorted(white, 0));
+    EXPECT_TRUE(sorted(black, 0) == sorted(white, 1) && sorted(black, 1) == sorted(white, 0));
 }
 
 TEST_F(TrainFeatures, ColourMirrorGivesTheSameInput) {
     PositionFeatures a = of("r3k2r/pp1n1ppp/2p1b3/q7/3P4/2N2N2/PP2QPPP/R3K2R w KQkq - 0 1");
     PositionFeatures b = of("r3k2r/pp2qppp/2n2n2/3p4/Q7/2P1B3/PP1N1PPP/R3K2R b KQkq - 0 1");
-    EXPECT_EQ(sorted(a, 0), sorted(b, 0));
-    EXPECT_EQ(sorted(a, 1), sorted(b, 1));
+    EXPECT_TRUE(sorted(a, 0) == sorted(b, 0) && sorted(a, 1) == sorted(b, 1));
 }
 
 // Reflecting a record left to right must give exactly the input of the reflected
@@ -68,8 +56,7 @@ TEST_F(TrainFeatures, MirroredRecordIsTheReflectedPosition) {
         ASSERT_TRUE(recordFromFen(fen, 0, RESULT_DRAW, r));
         PositionFeatures mirrored = extractFeatures(r, true), expected = of(reflected), plain = of(fen);
         ASSERT_EQ(mirrored.count, expected.count);
-        EXPECT_EQ(mirrored.pawns, expected.pawns);
-        EXPECT_EQ(mirrored.phase, expected.phase);
+        EXPECT_TRUE(mirrored.pawns == expected.pawns && mirrored.phase == expected.phase) << fen;
         for (int side = 0; side < 2; ++side) {
             EXPECT_EQ(sorted(mirrored, side), sorted(expected, side)) << fen;
             EXPECT_NE(sorted(mirrored, side), sorted(plain, side)) << fen;
@@ -77,22 +64,73 @@ TEST_F(TrainFeatures, MirroredRecordIsTheReflectedPosition) {
     }
 }
 
-TEST_F(TrainFeatures, PawnsAndPhaseForTheOutputScale) {
-    PositionFeatures start = of("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
-    EXPECT_EQ(start.count, 32);
-    EXPECT_EQ(start.pawns, 16);
-    EXPECT_EQ(start.phase, 24);
-    EXPECT_EQ(networkOutputScale(start.pawns, start.phase), 1400);
-    // Promoted queens push the counter past 24: clamped.
-    PositionFeatures queens = of("qqqqk3/8/8/8/8/8/8/QQQQK3 w - - 0 1");
-    EXPECT_EQ(queens.phase, 24);
-    EXPECT_EQ(queens.pawns, 0);
-    PositionFeatures bare = of("4k3/8/8/8/8/8/8/4K3 w - - 0 1");
-    EXPECT_EQ(bare.phase, 0);
-    EXPECT_EQ(networkOutputScale(0, 0), 880);
-    // Truncation toward zero on both sides.
-    EXPECT_EQ(scoreFromRaw(1000, 16, 24), 56);    // 1,400,000 / 24576 = 56.97
-    EXPECT_EQ(scoreFromRaw(-1000, 16, 24), -56);
+// The pawns and phase a record gives scale a raw output to the engine's own
+// centipawns, positions with promoted pieces (phase clamped) included.
+TEST_F(TrainFeatures, OutputScaleAgreesWithTheEngine) {
+    useRandomNet(31);
+    for (const char* fen : {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", "qqqqk3/8/8/8/8/8/8/QQQQK3 w - - 0 1",
+                            "4k3/8/8/8/8/8/8/4K3 w - - 0 1", "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 b - - 0 1"}) {
+        PositionFeatures f = of(fen);
+        EXPECT_TRUE(f.phase >= 0 && f.phase <= 24) << fen;
+        TestPosition p(fen);
+        EXPECT_EQ(scoreFromRaw(nnueEvaluate(*p, 0), f.pawns, f.phase), networkScore(*p, 0)) << fen;
+    }
+    EXPECT_EQ(of("4k3/8/8/8/8/8/8/4K3 w - - 0 1").phase, 0);
+    EXPECT_EQ(scoreFromRaw(-1000, 16, 24), -scoreFromRaw(1000, 16, 24)) << "truncated toward zero";
 }
 
+// Which training positions are kept for the network: those its evaluation would be asked to score.
+class TrainFilter : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { initRecordTables(); }
+};
+
+TrainingRecord fromFen(const std::string& fen) {
+    TrainingRecord r;
+    EXPECT_TRUE(recordFromFen(fen, 0, RESULT_DRAW, r)) << fen;
+    return r;
+}
+
+// The record's balance is the engine's, whichever side is to move and however
+// lopsided the material: checked against positions the engine sets up itself.
+TEST_F(TrainFilter, BalanceMatchesTheEnginesPathChoice) {
+    const char* fens[] = {
+        "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
+        "rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1",       // a queen up
+        "4k3/8/8/8/8/8/PPP5/4K3 w - - 0 1",                                 // three pawns
+        "4k3/pp6/8/8/8/8/8/2R1K3 w - - 0 1",                                // rook against two pawns
+        "r3k2r/1b3ppp/8/3N4/8/8/5PPP/R3K2R w KQkq - 0 1",
+        "8/8/3k4/8/8/4K3/8/7B b - - 0 1",
+    };
+    for (const char* fen : fens) {
+        TestPosition p(fen);
+        TrainingRecord r = fromFen(fen);
+        EXPECT_EQ(recordBalance(r), egOf(materialBalance(*p))) << fen;
+        EXPECT_EQ(withinNetworkRange(r, 0), usesNetwork(materialBalance(*p))) << fen;
+    }
+}
+
+TEST_F(TrainFilter, MarginWidensTheKeptRange) {
+    TrainingRecord even = fromFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    TrainingRecord queenUp = fromFen("rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    TrainingRecord queenDown = fromFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNB1KBNR w KQkq - 0 1");
+    EXPECT_TRUE(withinNetworkRange(even, 0) && !withinNetworkRange(queenUp, 0) && !withinNetworkRange(queenDown, 100));
+    EXPECT_TRUE(withinNetworkRange(queenDown, -1));  // a negative margin keeps everything
+    // Just past the threshold: out without a margin, in with one that covers it.
+    int edge = std::abs(recordBalance(queenUp));
+    ASSERT_GT(edge, NETWORK_THRESHOLD);
+    EXPECT_FALSE(withinNetworkRange(queenUp, edge - NETWORK_THRESHOLD));
+    EXPECT_TRUE(withinNetworkRange(queenUp, edge - NETWORK_THRESHOLD + 1));
+}
+
+TEST_F(TrainFilter, KeepsOrderAndCountsWhatWent) {
+    std::vector<TrainingRecord> records = syntheticRecords(2000, 9);
+    std::vector<TrainingRecord> expected;
+    for (const TrainingRecord& r : records)
+        if (withinNetworkRange(r, 50)) expected.push_back(r);
+    ASSERT_GT(expected.size(), 0u);
+    ASSERT_LT(expected.size(), records.size());  // the synthetic set has lopsided positions too
+    EXPECT_EQ(keepNetworkPositions(records, 50), 2000 - expected.size());
+    EXPECT_TRUE(records == expected);
+}
 } // namespace

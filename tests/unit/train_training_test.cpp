@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <unistd.h>
-
 #include "curve_svg.h"
 #include "eval_helpers.h"
 #include "net_compare.h"
@@ -15,7 +13,6 @@
 #include "training.h"
 
 namespace {
-
 class TrainTraining : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initRecordTables(); }
@@ -28,9 +25,8 @@ double batchLoss(const FloatNet& net, const std::vector<Sample>& samples, float 
     return sum / double(samples.size());
 }
 
-// Checks the analytic gradient of every block against central differences, for
-// the plain net and for the factorised one, where a factor row's gradient pools
-// those of the 64 feature rows it is shared by, and for king buckets, where a
+// Checks the analytic gradient of every block against central differences, for the plain net and for the factorised
+// one, where a factor row's gradient pools those of the 64 feature rows it is shared by, and for king buckets, where a
 // bucket row's pools those of every feature it stands for.
 void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
     const float k = DEFAULT_SIGMOID_K;
@@ -45,7 +41,6 @@ void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
     if (factorised)  // factor rows of their own size, so that a mix-up of rows would show
         for (size_t i = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS; i < FT_BIAS; ++i)
             net.params[i] = 0.03f * std::sin(float(i));
-
     // Analytic gradient: dense part directly, transformer rows from the sums' gradients.
     std::vector<float> dense(DENSE_COUNT);
     std::vector<double> transformer(size_t(FT_ROWS) * FT_OUTPUTS);
@@ -63,7 +58,6 @@ void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
                 }
     }
     auto analytic = [&](size_t p) { return p < DENSE_START ? transformer[p] : double(dense[p - DENSE_START]); };
-
     // In each block, check the parameters with the largest gradients.
     const size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS;
     const size_t ownEnd = FT_WEIGHTS + size_t(ownTransformerRows(kingBuckets)) * FT_OUTPUTS;
@@ -95,9 +89,7 @@ void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
         }
     }
     EXPECT_EQ(checked, int(blocks.size()) * 3 - 2);  // the output bias is a block of one
-    if (!factorised) {  // the factor rows take no part at all
-        for (size_t p = factorStart; p < FT_BIAS; ++p) ASSERT_EQ(analytic(p), 0.0);
-    }
+    for (size_t p = factorStart; !factorised && p < FT_BIAS; ++p) ASSERT_EQ(analytic(p), 0.0);  // no part in factor rows
     for (size_t p = ownEnd; p < factorStart; ++p) ASSERT_EQ(analytic(p), 0.0);  // nor rows beyond the buckets
 }
 
@@ -107,15 +99,12 @@ TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
     checkGradients(true, 8);
 }
 
-TEST_F(TrainTraining, TinyRunLowersTheLoss) {
-    std::vector<TrainingRecord> all = syntheticRecords(1500, 17);
-    std::vector<TrainingRecord> train, validation;
-    TrainingSettings settings;
-    settings.batchSize = 100;
-    settings.lambda = 0.8f;
+// A short run lowers the loss, follows its learning-rate schedule and logs every epoch.
+TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
+    std::vector<TrainingRecord> all = syntheticRecords(1500, 17), train, validation;
+    const TrainingSettings settings{.batchSize = 100, .lambda = 0.8f};
     splitValidation(all, 0.2, 4, train, validation);
-    ASSERT_EQ(validation.size(), 300u);
-    ASSERT_EQ(train.size(), 1200u);
+    ASSERT_TRUE(validation.size() == 300u && train.size() == 1200u);
     Trainer t;
     initTrainer(t, settings, 2);
     double before = meanLoss(modelView(t), train, settings, 2);
@@ -123,22 +112,14 @@ TEST_F(TrainTraining, TinyRunLowersTheLoss) {
     ASSERT_EQ(t.history.size(), 10u);
     EXPECT_LT(t.history.back().trainLoss, t.history.front().trainLoss);
     EXPECT_LT(meanLoss(modelView(t), train, settings, 2), 0.5 * before);
-
-    // The exported integer net scores like the trained float model.
-    auto q = newNnueNet();
-    quantiseNet(t.net, *q);
-    EngineNetwork engine(*q);
-    NetComparison c = compareFloatAndEngine(modelView(t), train, 2);
-    EXPECT_EQ(c.positions, train.size());
-    EXPECT_GT(c.meanAbsFloatError, 0.0);
-    EXPECT_LT(c.meanAbsDifference, 1.5);
-    EXPECT_GT(t.history.back().validationLoss, 0.0);  // measured, though too few positions to generalise
-    EXPECT_GT(t.history.back().positionsPerSecond, 0.0);
-
+    // Validation measured, though too few positions to generalise.
+    EXPECT_TRUE(t.history.back().validationLoss > 0.0 && t.history.back().positionsPerSecond > 0.0);
+    EXPECT_LT(t.history[0].learningRate, double(settings.learningRate));
+    for (size_t e = 1; e < t.history.size(); ++e) EXPECT_LT(t.history[e].learningRate, t.history[e - 1].learningRate) << e;
+    EXPECT_NEAR(t.history.back().learningRate, scheduledRate(settings, 10), 1e-9);  // the schedule's own end: TrainSchedule
     std::string svg = curveSvg(t.history);
     EXPECT_EQ(svg.rfind("<svg", 0), 0u);
-    EXPECT_NE(svg.find("<polyline"), std::string::npos);
-    EXPECT_NE(svg.find("</svg>"), std::string::npos);
+    for (const char* part : {"<polyline", "learning rate", "</svg>"}) EXPECT_NE(svg.find(part), std::string::npos) << part;
 }
 
 TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
@@ -148,15 +129,10 @@ TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
     Trainer one, three;
     initTrainer(one, TrainingSettings{}, 1);
     initTrainer(three, TrainingSettings{}, 3);
-    double lossOne = trainBatch(one, data, order, 0, data.size());
-    double lossThree = trainBatch(three, data, order, 0, data.size());
-    EXPECT_NEAR(lossOne, lossThree, 1e-9);
+    EXPECT_NEAR(trainBatch(one, data, order, 0, data.size()), trainBatch(three, data, order, 0, data.size()), 1e-9);
     double largest = 0;
-    for (size_t i = 0; i < PARAM_COUNT; ++i) {
-        largest = std::max(largest, double(std::abs(one.net.params[i] - three.net.params[i])));
-    }
+    for (size_t i = 0; i < PARAM_COUNT; ++i) largest = std::max(largest, double(std::abs(one.net.params[i] - three.net.params[i])));
     EXPECT_LT(largest, 1e-5);
-
     // Only the rows of the features in the batch moved, and all of them did.
     std::vector<bool> active(FT_INPUTS);
     for (const TrainingRecord& r : data) {
@@ -181,11 +157,8 @@ TEST_F(TrainTraining, WarmupStartsWithSmallSteps) {
     std::vector<uint32_t> order(data.size());
     for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
     auto largestMove = [&](int warmup, int steps) {
-        TrainingSettings settings;
-        settings.warmupSteps = warmup;
-        settings.roundWeights = false;
         Trainer t;
-        initTrainer(t, settings, 1);
+        initTrainer(t, TrainingSettings{.roundWeights = false, .warmupSteps = warmup}, 1);
         for (int i = 1; i < steps; ++i) trainBatch(t, data, order, 0, data.size());
         std::vector<float> before(t.net.params.begin() + DENSE_START, t.net.params.end());
         trainBatch(t, data, order, 0, data.size());
@@ -203,8 +176,7 @@ TEST_F(TrainTraining, WarmupStartsWithSmallSteps) {
 // With mirroring on, each epoch reflects half the records and the next epoch the other half.
 TEST_F(TrainTraining, MirroringAlternatesBetweenEpochs) {
     Trainer t;
-    TrainingSettings settings;
-    initTrainer(t, settings, 1);
+    initTrainer(t, TrainingSettings{}, 1);
     for (uint32_t i = 0; i < 8; ++i) EXPECT_FALSE(seenMirrored(t, i));
     t.settings.mirror = true;
     int reflected = 0;
@@ -220,16 +192,14 @@ TEST_F(TrainTraining, MirroringAlternatesBetweenEpochs) {
 
 TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
     std::vector<TrainingRecord> all = syntheticRecords(600, 8), train, validation;
-    TrainingSettings settings;
-    settings.batchSize = 128;
-    settings.mirror = true;  // the second epoch reflects the other half: lost on resume, the nets part
+    // Mirroring reflects the other half in the second epoch, and the blend moves on in it only if its end
+    // was kept: either lost on resume and the nets part.
+    const TrainingSettings settings{.batchSize = 128, .totalEpochs = 2, .lambdaEnd = 0.2f, .mirror = true};
     splitValidation(all, 0.1, 1, train, validation);
-    Trainer straight;
+    Trainer straight, first;
     initTrainer(straight, settings, 2);
     trainEpoch(straight, train, validation);
     trainEpoch(straight, train, validation);
-
-    Trainer first;
     initTrainer(first, settings, 2);
     trainEpoch(first, train, validation);
     std::string path = (std::filesystem::temp_directory_path() / ("quorvane_ck_" + std::to_string(::getpid()))).string();
@@ -238,14 +208,12 @@ TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
     resumed.threads = 2;
     ASSERT_TRUE(loadCheckpoint(resumed, path));
     std::remove(path.c_str());
-    EXPECT_EQ(resumed.epochsDone, 1);
-    EXPECT_EQ(resumed.settings.batchSize, 128);
-    EXPECT_TRUE(resumed.settings.mirror);
+    EXPECT_TRUE(resumed.epochsDone == 1 && resumed.settings.batchSize == 128 && resumed.settings.mirror);
+    EXPECT_FLOAT_EQ(resumed.settings.lambdaEnd, 0.2f);
     trainEpoch(resumed, train, validation);
     ASSERT_EQ(resumed.history.size(), 2u);
     EXPECT_DOUBLE_EQ(resumed.history[0].trainLoss, straight.history[0].trainLoss);
     EXPECT_DOUBLE_EQ(resumed.history[1].validationLoss, straight.history[1].validationLoss);
     EXPECT_TRUE(resumed.net.params == straight.net.params);
 }
-
 } // namespace

@@ -1,16 +1,13 @@
 #include <gtest/gtest.h>
-
 #include <unistd.h>
-
 #include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <thread>
-
+#include "test_data.h"
 #include "uci/output.h"
 
 namespace {
-
 // Points standard output at a file for the lifetime of the record.
 struct CapturedStdout {
     std::string path = testing::TempDir() + "quorvane-output-test.txt";
@@ -24,10 +21,7 @@ struct CapturedStdout {
     }
     std::string text() {
         std::fflush(stdout);
-        std::ifstream in(path);
-        std::stringstream ss;
-        ss << in.rdbuf();
-        return ss.str();
+        return fileBytes(path);
     }
     ~CapturedStdout() {
         std::fflush(stdout);
@@ -59,5 +53,4 @@ TEST(Output, LongInputIsShortenedInMessages) {
     EXPECT_NE(shown.find("1048576 characters"), std::string::npos);
     EXPECT_EQ(excerpt(std::string("a\x01\xff" "b")), "'a??b'");
 }
-
 } // namespace
