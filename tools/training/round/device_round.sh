@@ -85,10 +85,10 @@ put() {  # file, name: compressed parts while files are left; 1 when it did not 
   split -b 15M -d -a 1 "$WORK/$2.xz" "$OUT/$2.xz.part"
   files_left=$(( files_left - parts )); say "$2: $parts part(s)"
 }
+put_games() { for f in "${NEW[@]}"; do [ -s "$f" ] && { put "$f" "$(basename "$f")" || true; }; done; }
 if [ "$TRAIN" = 0 ]; then
   ( cd "$WORK" && sha256sum device-*.bin ) >"$OUT/sha256.txt"
-  for f in "${NEW[@]}"; do [ -s "$f" ] && { put "$f" "$(basename "$f")" || true; }; done
-  say "done"; exit 0
+  put_games; say "done"; exit 0
 fi
 
 # Training on the new games and the carried data, from the shipped weights.
@@ -114,7 +114,5 @@ cp "$WORK/train/log.csv" "$OUT/train-log.csv"
 ( cd "$WORK" && sha256sum train/net.nnue device-*.bin 2>/dev/null | sed 's| train/| |' ) >"$OUT/sha256.txt"
 files_left=$(( files_left - 1 ))  # train-log.csv
 put "$WORK/train/net.nnue" net.nnue
-if [ "$DATA_BACK" = 1 ]; then
-  for f in "${NEW[@]}"; do [ -s "$f" ] && { put "$f" "$(basename "$f")" || true; }; done
-fi
+[ "$DATA_BACK" = 1 ] && put_games
 say "done"
