@@ -251,6 +251,8 @@ void iterativeDeepening(worker& w, bool leader) {
         } else if (!w.solo) {
             w.stabilityScale = nextStabilityScale(w.stabilityScale, depth, w.bestMoveChanges);
             if (softLimitReached(w.stabilityScale)) goOn = false;
+        } else if (w.softNodeBudget > 0 && w.nodes.load(std::memory_order_relaxed) >= w.softNodeBudget) {
+            goOn = false;
         }
         if (!goOn) break;
     }

@@ -180,10 +180,12 @@ uint64_t searchFixedDepthWithPool(const Position& root, int depth) {
     return totalNodes();
 }
 
-SoloSearchResult searchToNodes(worker& w, const Position& root, uint64_t nodes) {
+SoloSearchResult searchToNodes(worker& w, const Position& root, uint64_t nodes, NodeLimit limit) {
     w.stop->set(false);
     w.solo = true;
-    w.nodeBudget = nodes > 0 ? nodes : 1;
+    nodes = std::max<uint64_t>(nodes, 1);
+    w.softNodeBudget = limit == NodeLimit::SOFT ? nodes : 0;
+    w.nodeBudget = limit == NodeLimit::SOFT ? nodes * SOFT_NODE_CAP : nodes;
     copyRootPosition(w.position, root);
     w.pos = &w.position;
     iterativeDeepening(w, true);

@@ -41,4 +41,11 @@ struct SoloSearchResult {
 // printed. w takes no part in the pool's searches meanwhile. The global time
 // control is not read: with one thread per search and a node budget the
 // result depends only on the root and w's tables.
-SoloSearchResult searchToNodes(worker& w, const Position& root, uint64_t nodes);
+//
+// NodeLimit::SOFT finishes the iteration that crosses `nodes` instead of
+// cutting it: every result then comes from a complete iteration. Such a search
+// still stops at SOFT_NODE_CAP times `nodes`, so that one explosive iteration
+// cannot stall a game.
+enum class NodeLimit { HARD, SOFT };
+constexpr uint64_t SOFT_NODE_CAP = 8;
+SoloSearchResult searchToNodes(worker& w, const Position& root, uint64_t nodes, NodeLimit limit = NodeLimit::HARD);

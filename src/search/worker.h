@@ -108,7 +108,10 @@ public:
     SearchFlag* stop = &stopFlag;
     TranspositionTable* table = &tt;
     bool solo = false;
-    uint64_t nodeBudget = 0;  // of a solo search
+    uint64_t nodeBudget = 0;  // of a solo search: the count at which it stops mid-iteration
+    // Of a solo search on a soft budget: no iteration starts once it is spent,
+    // but the one that crosses it is finished (nodeBudget is then only a cap).
+    uint64_t softNodeBudget = 0;
 
     std::mutex mutex;
     std::condition_variable wake;

@@ -1,6 +1,7 @@
 #include "datagen_support.h"
 #include <atomic>
 #include <cstdio>
+#include <map>
 #include <sstream>
 #include "eval/texel.h"
 #include "search/control.h"
@@ -164,6 +165,29 @@ TEST_F(DatagenSearch, StopsAtItsOwnBudgetAndLeavesTheSharedFlagsAlone) {
     EXPECT_TRUE(stopFlag.get() && !timeUpFlag.get()) << "the pool's flags untouched, no clock read";
     stopFlag.set(false);
     EXPECT_GT(usedBuckets(), 100u) << "the search stored into the thread's own table";
+}
+
+// A soft budget never cuts an iteration: the search that crosses it is finished and no further one starts, so every
+// budget that falls inside the same iteration gives the same search, node for node.
+TEST_F(DatagenSearch, SoftBudgetFinishesTheIterationThatCrossesIt) {
+    TestPosition root("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
+    auto fresh = [&](uint64_t budget, NodeLimit limit) {
+        datagen::clearForGame(searcher);
+        newSearch(searcher.table);
+        return searchToNodes(*searcher.searcher, *root, budget, limit);
+    };
+    std::map<int, SoloSearchResult> byDepth;
+    for (uint64_t budget = 500; budget <= 8000; budget += 500) {
+        SoloSearchResult soft = fresh(budget, NodeLimit::SOFT);
+        SoloSearchResult hard = fresh(budget, NodeLimit::HARD);
+        EXPECT_GE(soft.nodes, budget);
+        EXPECT_GE(soft.depth, hard.depth) << budget;
+        auto [seen, added] = byDepth.emplace(soft.depth, soft);
+        EXPECT_TRUE(seen->second.nodes == soft.nodes && seen->second.move == soft.move && seen->second.score == soft.score)
+            << "budget " << budget << " ends depth " << soft.depth << " elsewhere than a smaller budget did";
+    }
+    EXPECT_LE(byDepth.size(), 6u) << "16 budgets, but only a few iteration ends to stop at";
+    for (const auto& [depth, r] : byDepth) EXPECT_LE(r.nodes, 8000 * SOFT_NODE_CAP);
 }
 
 TEST_F(DatagenSearch, FindsTheMateAndReportsNoMoveWithoutOne) {

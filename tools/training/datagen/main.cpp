@@ -35,6 +35,7 @@ const char* const USAGE =
     "  --positions N       stop after the game that brings the positions written to N\n"
     "  --games N           stop after N games\n"
     "  --nodes N           nodes searched per move (5000)\n"
+    "  --soft-nodes        finish the iteration that crosses --nodes instead of cutting it (up to 8 times it)\n"
     "  --threads N         games played side by side, one per thread (1)\n"
     "  --seed N            the same seed gives the same data, whatever the thread count (1)\n"
     "  --bootstrap         search with the handcrafted evaluation only; no network needed\n"
@@ -64,6 +65,10 @@ bool parseArguments(int argc, char** argv, GeneratorSettings& s, bool& bootstrap
         std::string a = argv[i];
         if (a == "--bootstrap") {
             bootstrap = true;
+            continue;
+        }
+        if (a == "--soft-nodes") {
+            s.game.nodeLimit = NodeLimit::SOFT;
             continue;
         }
         if (a == "--help" || a == "-h" || i + 1 >= argc) return false;
@@ -138,7 +143,8 @@ int main(int argc, char** argv) {
         initTablebases(syzygy);
         std::cout << "tablebases up to " << largestTablebase() << " pieces\n";
     }
-    std::cout << "datagen: " << settings.threads << " threads, " << settings.game.nodes << " nodes per move, seed "
+    std::cout << "datagen: " << settings.threads << " threads, " << settings.game.nodes
+              << (settings.game.nodeLimit == NodeLimit::SOFT ? " nodes per move (soft), seed " : " nodes per move, seed ")
               << settings.seed << (bootstrap ? ", handcrafted evaluation only" : ", network " + net) << std::endl;
 
     GeneratorSummary sum;

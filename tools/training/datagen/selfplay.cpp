@@ -14,10 +14,6 @@
 
 namespace datagen {
 
-namespace {
-
-// Every game starts from empty tables, so that it depends on its seed alone
-// and not on the games its thread played before.
 void clearForGame(GameSearcher& s) {
     worker& w = *s.searcher;
     std::memset(static_cast<void*>(w.history), 0, sizeof(HistoryBlock));
@@ -27,6 +23,8 @@ void clearForGame(GameSearcher& s) {
     s.table.age = 0;
     initEvaluation(w.position);
 }
+
+namespace {
 
 bool isThreefold(const Position& p) {
     const uint64_t key = p.keyHistory[p.gamePly - 1];
@@ -119,7 +117,7 @@ bool chooseOpening(GameSearcher& s, const OpeningBook& book, SplitMix& rng, cons
         clearForGame(s);
         if (settings.openingLimit <= 0 || attempt == OPENING_TRIES) return true;
         newSearch(s.table);
-        SoloSearchResult found = searchToNodes(*s.searcher, p, settings.nodes);
+        SoloSearchResult found = searchToNodes(*s.searcher, p, settings.nodes, settings.nodeLimit);
         out.nodes += found.nodes;
         if (std::abs(found.score) <= settings.openingLimit) {
             clearForGame(s);  // the game depends on its opening alone, not on the check
@@ -154,7 +152,7 @@ bool playGame(GameSearcher& s, const OpeningBook& book, uint64_t seed, const Gam
         if (tablebaseResult(p, tbResult)) return finish(out, Ending::TABLEBASE, tbResult);
 
         newSearch(s.table);
-        SoloSearchResult found = searchToNodes(*s.searcher, p, settings.nodes);
+        SoloSearchResult found = searchToNodes(*s.searcher, p, settings.nodes, settings.nodeLimit);
         out.nodes += found.nodes;
         if (found.move == NO_MOVE) return finish(out, Ending::STALEMATE, RESULT_DRAW);  // cannot happen: moves exist
 

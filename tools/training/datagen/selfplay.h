@@ -11,6 +11,7 @@
 
 #include "adjudication.h"
 #include "openings.h"
+#include "search/threads.h"
 #include "search/worker.h"
 #include "training_data.h"
 
@@ -18,6 +19,7 @@ namespace datagen {
 
 struct GameSettings {
     uint64_t nodes = 5000;     // per move
+    NodeLimit nodeLimit = NodeLimit::HARD;
     int randomPlies = 4;       // random legal moves after the book line
     int skipPlies = 8;         // self-play plies after the opening that are never kept
     bool keepFens = false;     // also keep each kept position's FEN (for the tuning file)
@@ -61,6 +63,9 @@ struct GameSearcher {
 };
 void openSearcher(GameSearcher& s, int hashMegabytes);
 void closeSearcher(GameSearcher& s);
+// Every game starts from empty tables, histories and evaluation caches, so that
+// it depends on its seed alone and not on the games its thread played before.
+void clearForGame(GameSearcher& s);
 
 // Whether a searched position goes into the data: not in check, a quiet best
 // move (no capture, no promotion), no mate or tablebase score, and past the
