@@ -42,8 +42,10 @@ TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
     EXPECT_EQ(answerTo(s, "setoption name UCI_Chess960 value true"),
               std::vector<std::string>{"info string UCI_Chess960 set to : 1"});
     std::string fen;
+    // Whether a game castles depends on the network, so play on (up to 24 games)
+    // until some have: at least 6 games and 2 castlings.
     int games = 0, castlings = 0;
-    while (games < 6 && std::getline(book, fen)) {
+    while ((games < 6 || castlings < 2) && games < 24 && std::getline(book, fen)) {
         fen = fen.substr(0, fen.find(';'));
         s.send("ucinewgame");
         std::string moves;
@@ -59,8 +61,8 @@ TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
         }
         ++games;
     }
-    EXPECT_EQ(games, 6);
-    EXPECT_GT(castlings, 0) << "no game castled; the check above never ran";
+    EXPECT_GE(games, 6);
+    EXPECT_GE(castlings, 2) << "too few games castled in " << games << "; the check above hardly ran";
 }
 
 // O-O mates here; the engine must say so in the form its mode expects.
