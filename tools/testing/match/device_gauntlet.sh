@@ -37,7 +37,7 @@ while [ $# -gt 0 ]; do
     --name) NAME="$2"; shift 2 ;;
     --concurrency) CONCURRENCY="$2"; shift 2 ;;
     --carried) CARRIED="$2"; shift 2 ;;
-    -*) sed -n '2,25p' "$0" >&2; exit 2 ;;
+    -*) sed -n '2,24p' "$0" >&2; exit 2 ;;
     *) OPPONENTS+=("$1"); shift ;;
   esac
 done
