@@ -14,8 +14,10 @@ command -v polyglot >/dev/null || [ -x /usr/games/polyglot ] || missing+=(polygl
 if [ ${#missing[@]} -gt 0 ]; then
   apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${missing[@]}" >/dev/null
 fi
-cmake -S . -B build -DCMAKE_BUILD_TYPE=Release >/dev/null
+# Tests ON explicitly: a build/ configured earlier without them (say for a quick engine build) would
+# otherwise run no test at all and still end green, which --no-tests=error also refuses.
+cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DQUORVANE_TESTS=ON >/dev/null
 cmake --build build -j"$(nproc)"
-ctest --test-dir build --output-on-failure -j"$(nproc)"
+ctest --test-dir build --output-on-failure --no-tests=error -j"$(nproc)"
 # The engine under AddressSanitizer and UndefinedBehaviorSanitizer: process tests and a fuzz batch.
 bash tools/testing/sanitize.sh ci
