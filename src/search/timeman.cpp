@@ -10,14 +10,55 @@ GameClock gameClock;
 
 namespace {
 
-// With exactly four moves to go the hard limit never drops below 40 ms, even
-// when the clock has less than that; no other moves-to-go has a floor.
+using namespace time_rules;
+
+// With exactly four moves to go the hard limit has a floor (time_rules.h).
 int64_t withFourMovesFloor(int64_t hard, const AllotmentInput& in) {
-    if (in.moveTime != 0 || !in.movesToGoGiven || in.movesToGo != 4) return hard;
-    return std::max<int64_t>(hard, 40);
+    if (in.moveTime != 0 || !in.movesToGoGiven || in.movesToGo != FLOOR_MOVES_TO_GO) return hard;
+    return std::max<int64_t>(hard, FLOOR_MS);
 }
 
 int clampToInt(int64_t v) { return int(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX)); }
+
+// The moves the clock is split over, the share of one split this move may
+// take, and the fraction of the clock left that bounds the hard limit.
+struct Split {
+    int movesToGo;
+    float share;
+    double hardFraction;
+};
+
+Split splitWithoutMovesToGo(const AllotmentInput& in) {
+    float share = SHARE_MANY_THREADS;
+    for (const ThreadShare& t : SHARE_BY_THREADS)
+        if (in.threads < t.below) {
+            share = t.share;
+            break;
+        }
+    if (in.gameMoveCount == UNKNOWN_GAME_MOVES)
+        return {MOVES_UNKNOWN_GAME, share * UNKNOWN_GAME_SHARE_SCALE, HARD_FRACTION};
+    int moves = MOVES_LATE_GAME;
+    for (const StageMoves& s : MOVES_BY_STAGE)
+        if (in.gameMoveCount < s.before) {
+            moves = s.moves;
+            break;
+        }
+    return {moves, share, HARD_FRACTION};
+}
+
+Split splitWithMovesToGo(const AllotmentInput& in) {
+    float share = in.threads >= SHARE_GIVEN_MANY_THREADS ? SHARE_GIVEN_THREADS : SHARE_GIVEN;
+    if (in.gameMoveCount < SHARE_EARLY_BEFORE) share *= SHARE_EARLY_SCALE;
+    else if (in.gameMoveCount < SHARE_MIDDLE_BEFORE) share *= SHARE_MIDDLE_SCALE;
+    return {in.movesToGo, share, in.movesToGo == 1 ? HARD_FRACTION_LAST_MOVE : HARD_FRACTION};
+}
+
+// Recomputed at the first "go" of a game from its clock and increment.
+float incrementFactorOf(const AllotmentInput& in) {
+    if (!in.newGame) return in.incrementFactor;
+    int64_t ratio = std::clamp<int64_t>(int64_t(in.time) / std::max(1, in.inc), INCREMENT_RATIO_MIN, INCREMENT_RATIO_MAX);
+    return float(double(float(ratio - INCREMENT_RATIO_MIN) * INCREMENT_FACTOR_SLOPE) + INCREMENT_FACTOR_START);
+}
 
 } // namespace
 
@@ -33,56 +74,38 @@ void startNewGameClock() {
 
 Allotment allotTime(const AllotmentInput& in) {
     Allotment out{};
-    const int64_t t = in.time, i = in.inc, g = in.gameMoveCount, overhead = in.overhead;
-    int movesToGo = in.movesToGo;
     // A "movestogo 0" or below would divide by zero; it is read as no moves-to-go at all.
-    bool given = in.movesToGoGiven && movesToGo > 0;
-    double maxFraction = 0.5;
-    float base;
-    if (!given) {
-        base = in.threads < 4 ? 0.66f : in.threads < 32 ? 0.76f : in.threads < 129 ? 0.86f : 0.92f;
-        if (g == UNKNOWN_GAME_MOVES) {
-            base *= 1.4f;
-            movesToGo = 30;
-        } else {
-            movesToGo = g < 18 ? 40 : g < 51 ? 22 : g < 81 ? 25 : g < 201 ? 20 : 15;
-        }
-    } else {
-        base = in.threads >= 4 ? 0.8f : 0.73f;
-        if (g < 18) base *= 0.9f;
-        else if (g < 51) base *= 1.1f;
-        if (movesToGo == 1) maxFraction = 0.9;
-    }
-    out.incrementFactor = in.incrementFactor;
-    if (in.newGame) {
-        int64_t ratio = std::clamp<int64_t>(t / std::max<int64_t>(1, i), 100, 360);
-        out.incrementFactor = float(double(float(ratio - 100) * 0.0014615385f) + 1.37);
-    }
-    if (in.ponder) base *= 1.1f;
+    const bool given = in.movesToGoGiven && in.movesToGo > 0;
+    Split split = given ? splitWithMovesToGo(in) : splitWithoutMovesToGo(in);
+    if (in.ponder) split.share *= PONDER_SHARE_SCALE;
+    out.incrementFactor = incrementFactorOf(in);
     out.timeFactor = 1.0f;
-    float m = float(movesToGo);
+    out.movesToGo = split.movesToGo;
+
+    // The clock is the time left plus the increments of the moves to come; the
+    // increment stretches how many of them there are when the GUI did not say.
+    const int64_t t = in.time, i = in.inc;
+    float m = float(split.movesToGo);
     if (!given) m *= out.incrementFactor;
-    int64_t n = int64_t(m);
-    int64_t total = (n - 1) * i + t;
-    int64_t avail = t - overhead;
-    int64_t soft = int64_t(std::max(1.0, double(float(total / movesToGo) * base)));
-    int64_t hard = movesToGo == 1 ? total - overhead : int64_t(std::min(double(avail) * maxFraction, 5.0 * double(soft)));
-    // Little time left: both limits are halved, and the soft test counts time
-    // spent timeFactor times over, so iterations end early in proportion.
-    if (!given && 4 > avail / soft) {
-        out.timeFactor = 5.0f;
+    const int64_t total = (int64_t(m) - 1) * i + t;
+    const int64_t avail = t - in.overhead;
+    int64_t soft = int64_t(std::max(1.0, double(float(total / split.movesToGo) * split.share)));
+    int64_t hard = split.movesToGo == 1
+                       ? total - in.overhead
+                       : int64_t(std::min(double(avail) * split.hardFraction, HARD_SOFT_RATIO * double(soft)));
+    if (!given && LOW_TIME_SOFT_LIMITS > avail / soft) {
+        out.timeFactor = LOW_TIME_FACTOR;
         soft /= 2;
         hard /= 2;
     }
     if (in.moveTime != 0) {
         hard = in.moveTime;
-        soft = 10 * int64_t(in.moveTime);
+        soft = MOVETIME_SOFT_RATIO * int64_t(in.moveTime);
     } else {
         hard = std::max(std::min(hard, avail), soft + 1);
     }
     out.softLimit = clampToInt(soft);
     out.hardLimit = clampToInt(withFourMovesFloor(hard, in));
-    out.movesToGo = movesToGo;
     return out;
 }
 

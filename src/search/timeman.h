@@ -6,6 +6,7 @@
 #pragma once
 
 #include "search/control.h"
+#include "search/time_rules.h"
 
 // What the allotment reads besides the "go" line's clock of the side to move.
 struct AllotmentInput {
@@ -19,7 +20,7 @@ struct AllotmentInput {
     int gameMoveCount = 0;
     bool ponder = false;         // the Ponder option
     bool newGame = false;
-    float incrementFactor = 1.37f;
+    float incrementFactor = float(time_rules::INCREMENT_FACTOR_START);
 };
 
 struct Allotment {
@@ -32,7 +33,7 @@ struct Allotment {
 
 // What the allotment keeps from one "go" to the next.
 struct GameClock {
-    float incrementFactor = 1.37f;  // how far the increment stretches the moves to go
+    float incrementFactor = float(time_rules::INCREMENT_FACTOR_START);  // how far the increment stretches the moves to go
     bool newGame = true;            // recompute incrementFactor at the next "go"
     int gameMoveCount = 0;          // the game's moves so far, as the position command counts them
 };
