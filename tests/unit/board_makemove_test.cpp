@@ -6,10 +6,7 @@
 #include "uci/movetext.h"
 
 namespace {
-class MakeMove : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initBoardTables(); }
-};
+using MakeMove = BoardTest;
 
 struct Snapshot {
     uint8_t board[64];
