@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <unistd.h>
 
 inline std::string testDataPath(const std::string& relative) { return std::string(TEST_DATA_DIR) + "/" + relative; }
 inline std::string sharedDataDir() {
@@ -17,6 +18,19 @@ inline std::string sharedDataDir() {
 }
 
 inline std::string sharedDataPath(const std::string& relative) { return sharedDataDir() + "/" + relative; }
+// A path in the system's temporary folder, unique to this test process.
+inline std::string tempFilePath(const std::string& name) {
+    return (std::filesystem::temp_directory_path() / ("quorvane_" + std::to_string(::getpid()) + "_" + name)).string();
+}
+// A fresh empty folder of that kind, removed with what the test wrote into it.
+struct ScratchDir {
+    std::filesystem::path path;
+    explicit ScratchDir(const std::string& name) : path(tempFilePath(name)) {
+        std::filesystem::remove_all(path);
+        std::filesystem::create_directories(path);
+    }
+    ~ScratchDir() { std::filesystem::remove_all(path); }
+};
 // A whole file's bytes ("" when it cannot be read).
 inline std::string fileBytes(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);

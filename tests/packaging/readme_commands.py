@@ -26,6 +26,7 @@ CHEAP_ENGINE = re.compile(r"^(perft [1-5]|bench( [1-9])?|bench|help)$")
 
 failures = []
 checked = 0
+usage_cache = {}
 
 
 def fail(readme, line, why):
@@ -66,13 +67,6 @@ def inline_commands(text):
     return out
 
 
-def strip_comment(command):
-    return re.sub(r"\s+#.*$", "", command)
-
-
-usage_cache = {}
-
-
 def usage_text(program):
     """A build program's usage text, or None where it prints none for --help."""
     if program not in usage_cache:
@@ -88,10 +82,10 @@ def usage_text(program):
 def check_simple(readme, n, words, inline):
     """One simple command (no pipes or &&)."""
     global checked
+    if words and words[0] in ("bash", "python3"):
+        words = words[1:]
     if not words:
         return
-    if words[0] in ("bash", "python3") and len(words) > 1:
-        words = words[1:]
     program = words[0]
     options = [w.split("=")[0] for w in words[1:] if re.match(r"^--[a-z][a-z0-9-]*", w) and w != "--help"]
     # Paths into the repository, anywhere on the line.
@@ -111,9 +105,7 @@ def check_simple(readme, n, words, inline):
             for o in options:
                 if o not in usage:
                     fail(readme, n, f"passes {o} to {m.group(1)}, whose usage text does not know it")
-        if m.group(1) == "quorvane" and not inline:
-            run_engine(readme, n, words[1:])
-        elif m.group(1) == "quorvane" and CHEAP_ENGINE.match(" ".join(words[1:])):
+        if m.group(1) == "quorvane" and (not inline or CHEAP_ENGINE.match(" ".join(words[1:]))):
             run_engine(readme, n, words[1:])
     elif re.match(r"^tools/\S+\.(sh|py)$", program):
         checked += 1
@@ -147,7 +139,7 @@ for readme in READMES:
     text = open(os.path.join(SOURCE, readme), encoding="utf-8").read()
     for inline, commands in ((False, code_commands(text)), (True, inline_commands(text))):
         for n, command in commands:
-            for part in re.split(r"\s*(?:&&|\|\||;|\|)\s*", strip_comment(command)):
+            for part in re.split(r"\s*(?:&&|\|\||;|\|)\s*", re.sub(r"\s+#.*$", "", command)):
                 try:
                     words = shlex.split(part)
                 except ValueError:

@@ -89,4 +89,6 @@ TEST(Chess960Gui, CastlingSentAsKingTakesRookMovesBothPieces) {
     auto refused = answerTo(s, "position fen r3k2r/8/8/8/8/8/8/RK5R w KQk - 0 1 moves b1a1 e8h8 c1h1");
     ASSERT_EQ(refused.size(), 1u);
     EXPECT_EQ(refused[0].rfind("info string ", 0), 0u) << refused[0];
+    // Only the exact word "true" turns the mode on.
+    EXPECT_EQ(answerTo(s, "setoption name UCI_Chess960 value True"), std::vector<std::string>{"info string UCI_Chess960 set to : 0"});
 }

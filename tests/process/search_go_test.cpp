@@ -128,15 +128,11 @@ TEST(SearchGo, GoWhileSearchingStartsAfreshWithoutHanging) {
     s.untilBestMove(5000);  // both searches answer
 }
 
-TEST(SearchGo, NodesLimitStopsTheSearch) {
+TEST(SearchGo, NodesAndMateLimitsStopTheSearch) {
     EngineSession s;
     auto infos = withPrefix(s.search("startpos", "go nodes 20000"), "info score");
     ASSERT_FALSE(infos.empty());
     EXPECT_LT(fieldOf(infos.back(), "nodes"), 40000);
-}
-
-TEST(SearchGo, MateLimitStopsAtTheMate) {
-    EngineSession s;
     s.send("position fen k7/8/2K5/8/8/8/8/7R w - - 0 1");
     std::vector<std::string> lines;
     EXPECT_LT(s.millisUntilBestMove("go mate 2", &lines), 3000);
@@ -145,13 +141,6 @@ TEST(SearchGo, MateLimitStopsAtTheMate) {
     for (const auto& l : mates) EXPECT_TRUE(std::regex_match(l, infoPattern())) << l;
 }
 
-TEST(SearchRoot, MatedSideSeesANegativeMate) {
-    EngineSession s;
-    // Kb8 is forced, then Rh8 mates.
-    auto infos = withPrefix(s.search("fen k7/8/1K6/8/8/8/8/7R b - - 0 1", "go depth 6"), "info score");
-    ASSERT_FALSE(infos.empty());
-    EXPECT_TRUE(startsWith(infos.back(), "info score mate -")) << infos.back();
-}
 
 // Checkmate and stalemate at the root: one info line and no move.
 TEST(SearchRoot, NoLegalMoveAtTheRoot) {
@@ -174,10 +163,14 @@ TEST(SearchRoot, SingleLegalMoveStopsAfterDepthThree) {
     for (const auto& l : withPrefix(lines, "info score")) EXPECT_LE(fieldOf(l, "depth"), 3) << l;
 }
 
-TEST(SearchRoot, GameHistoryRepetitionIsADraw) {
+TEST(SearchRoot, AMatedSideSeesANegativeMateAndARepetitionOfTheGameIsADraw) {
     EngineSession s;
+    // Kb8 is forced, then Rh8 mates.
+    auto infos = withPrefix(s.search("fen k7/8/1K6/8/8/8/8/7R b - - 0 1", "go depth 6"), "info score");
+    ASSERT_FALSE(infos.empty());
+    EXPECT_TRUE(startsWith(infos.back(), "info score mate -")) << infos.back();
     // Black, a rook down, can repeat the position a third time with Qe1+.
-    auto infos = withPrefix(
+    infos = withPrefix(
         s.search("fen 6k1/5ppp/8/8/8/8/q4PPP/1R4K1 b - - 0 1 moves a2e2 g1h1 e2e1 h1h2 e1e2 h2h1 e2e1 h1h2 e1e2 h2h1", "go depth 6"),
         "info score");
     ASSERT_FALSE(infos.empty());

@@ -3,10 +3,7 @@
 #include "board_test_util.h"
 
 namespace {
-class Fen : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initBoardTables(); }
-};
+using Fen = BoardTest;
 
 // The castling rooks' squares: white short, white long, black short, black long.
 std::vector<int> rooks(const Position& p) {

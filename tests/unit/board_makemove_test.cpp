@@ -1,36 +1,25 @@
 #include <gtest/gtest.h>
-#include <cstring>
+#include <array>
+#include <tuple>
 #include <fstream>
 #include <random>
 #include "board_test_util.h"
 #include "uci/movetext.h"
 
 namespace {
-class MakeMove : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initBoardTables(); }
-};
+using MakeMove = BoardTest;
 
-struct Snapshot {
-    uint8_t board[64];
-    Bitboard pieces[14];
-    uint64_t key, pawnKey;
-    combEval material[2], psq[2];
-    int phase, side, gamePly, fifty;
-    explicit Snapshot(const Position& p) {
-        std::memcpy(board, p.board, sizeof board);
-        std::memcpy(pieces, p.pieces, sizeof pieces);
-        key = p.key; pawnKey = p.pawnKey;
-        material[0] = p.material[0]; material[1] = p.material[1];
-        psq[0] = p.psq[0]; psq[1] = p.psq[1];
-        phase = p.phase; side = p.sideToMove; gamePly = p.gamePly; fifty = p.fiftyMove;
-    }
-    bool operator==(const Snapshot& o) const {
-        return !std::memcmp(board, o.board, sizeof board) && !std::memcmp(pieces, o.pieces, sizeof pieces) && key == o.key &&
-               pawnKey == o.pawnKey && material[0] == o.material[0] && material[1] == o.material[1] && psq[0] == o.psq[0] &&
-               psq[1] == o.psq[1] && phase == o.phase && side == o.side && gamePly == o.gamePly && fifty == o.fifty;
-    }
-};
+// What make and unmake change, as one comparable value.
+auto snapshot(const Position& p) {
+    return std::tuple(std::vector<uint8_t>(p.board, p.board + 64), std::vector<Bitboard>(p.pieces, p.pieces + 14), p.key,
+                      p.pawnKey, p.material[0], p.material[1], p.psq[0], p.psq[1], p.phase, p.sideToMove, p.gamePly, p.fiftyMove);
+}
+// The pieces a move changed: piece, from, to.
+std::vector<std::array<int, 3>> changes(const DirtyPiece& d) {
+    std::vector<std::array<int, 3>> out;
+    for (int i = 0; i < d.count; ++i) out.push_back({d.piece[i], d.from[i], d.to[i]});
+    return out;
+}
 
 // Random games from book positions, standard and Chess960: every make keeps the
 // incremental state equal to a recomputation, and every unmake restores it exactly.
@@ -46,12 +35,12 @@ void playRandomLines(const std::string& book, bool frc, int positions) {
         ASSERT_TRUE(t.set(line.substr(0, line.find(';')))) << line;
         Position& p = *t;
         std::vector<Move> played;
-        std::vector<Snapshot> before;
+        std::vector<decltype(snapshot(p))> before;
         for (int ply = 0; ply < 60; ++ply) {
             auto moves = legalMoves(p, ply);
             if (moves.empty()) break;
             Move m = moves[rng() % moves.size()];
-            before.emplace_back(p);
+            before.push_back(snapshot(p));
             makeMove(p, ply, m);
             played.push_back(m);
             std::string why;
@@ -61,7 +50,7 @@ void playRandomLines(const std::string& book, bool frc, int positions) {
         }
         for (int ply = int(played.size()) - 1; ply >= 0; --ply) {
             unmakeMove(p, ply, played[ply]);
-            ASSERT_TRUE(Snapshot(p) == before[ply]) << "unmake at ply " << ply;
+            ASSERT_TRUE(snapshot(p) == before[ply]) << "unmake at ply " << ply;
         }
         ++done;
     }
@@ -100,21 +89,15 @@ TEST_F(MakeMove, ChangedPieceLists) {
     Move promo = findLegalMove(p, 0, "a7b8q");
     ASSERT_NE(promo, NO_MOVE);
     makeMove(p, 0, promo);
-    const DirtyPiece& d = p.dirty[1];
-    ASSERT_EQ(d.count, 3);
-    EXPECT_EQ(d.piece[0], WPAWN); EXPECT_EQ(d.from[0], sq("a7")); EXPECT_EQ(d.to[0], OFF_BOARD);
-    EXPECT_EQ(d.piece[1], WQUEEN); EXPECT_EQ(d.from[1], OFF_BOARD); EXPECT_EQ(d.to[1], sq("b8"));
-    EXPECT_EQ(d.piece[2], BKNIGHT); EXPECT_EQ(d.from[2], sq("b8")); EXPECT_EQ(d.to[2], OFF_BOARD);
+    EXPECT_EQ(changes(p.dirty[1]), (std::vector<std::array<int, 3>>{
+                                       {WPAWN, sq("a7"), OFF_BOARD}, {WQUEEN, OFF_BOARD, sq("b8")}, {BKNIGHT, sq("b8"), OFF_BOARD}}));
     EXPECT_EQ(p.acc[1].computed, 0);
     EXPECT_EQ(p.phase, 8);  // two rooks and the new queen; the knight is gone
     unmakeMove(p, 0, promo);
     Move castle = findLegalMove(p, 0, "e1g1");
     ASSERT_EQ(moveFlag(castle), FLAG_SHORT);
     makeMove(p, 0, castle);
-    const DirtyPiece& c = p.dirty[1];
-    ASSERT_EQ(c.count, 2);
-    EXPECT_EQ(c.piece[0], WKING); EXPECT_EQ(c.from[0], sq("e1")); EXPECT_EQ(c.to[0], sq("g1"));
-    EXPECT_EQ(c.piece[1], WROOK); EXPECT_EQ(c.from[1], sq("h1")); EXPECT_EQ(c.to[1], sq("f1"));
+    EXPECT_EQ(changes(p.dirty[1]), (std::vector<std::array<int, 3>>{{WKING, sq("e1"), sq("g1")}, {WROOK, sq("h1"), sq("f1")}}));
     EXPECT_EQ(p.plyStates[1].captured, 0);
     EXPECT_EQ(p.fiftyMove, 4);
     EXPECT_EQ(p.plyStates[1].castling, 0);
@@ -123,13 +106,14 @@ TEST_F(MakeMove, ChangedPieceLists) {
 TEST_F(MakeMove, NullMoveFlipsSideAndKey) {
     TestPosition t("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
     Position& p = *t;
-    Snapshot before(p);
+    auto before = snapshot(p);
+    uint64_t key = p.key;
     makeNullMove(p, 0);
     EXPECT_EQ(p.sideToMove, WHITE);
-    EXPECT_EQ(p.key, before.key ^ sideKey ^ epKeys[4]);
+    EXPECT_EQ(p.key, key ^ sideKey ^ epKeys[4]);
     EXPECT_EQ(p.plyStates[1].epSquare, 0);
     EXPECT_EQ(p.dirty[1].count, 0);
     unmakeNullMove(p, 0);
-    EXPECT_TRUE(Snapshot(p) == before);
+    EXPECT_TRUE(snapshot(p) == before);
 }
 } // namespace

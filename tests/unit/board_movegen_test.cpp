@@ -6,10 +6,7 @@
 #include "uci/movetext.h"
 
 namespace {
-class MoveGen : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initBoardTables(); }
-};
+using MoveGen = BoardTest;
 
 std::vector<Move> captures(Position& p) {
     Move* start = p.plyStates[0].moveStart;

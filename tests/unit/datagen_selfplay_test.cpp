@@ -15,7 +15,7 @@ TEST_F(DatagenRules, KeepsOnlyQuietPositionsWithMeaningfulScoresAfterTheOpening)
         {quiet, "a2a3", 35, 8, true, "quiet move"}, {quiet, "e1g1", -35, 20, true, "castling"},
         {quiet, "a2a3", 35, 7, false, "inside the skipped plies"}, {quiet, "e4d5", 35, 20, false, "capture"},
         {quiet, "a2a3", MATE_BOUND - 1, 20, true, "largest plain score"},
-        {quiet, "a2a3", MATE_BOUND, 20, false, "mate and tablebase scores"}, {quiet, "a2a3", 5 - MATE, 20, false, "mated"},
+        {quiet, "a2a3", MATE_BOUND, 20, false, "mate and tablebase scores"}, {quiet, "a2a3", matedIn(5), 20, false, "mated"},
         {"8/4P1k1/8/8/8/8/6K1/8 w - - 0 1", "e7e8q", 900, 20, false, "promotion"},
         {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 0, 20, false, "en passant"},
         {"4k3/8/8/8/8/8/4r3/4K3 w - - 0 1", "e1d1", 0, 20, false, "in check"}};
@@ -49,7 +49,7 @@ TEST_F(DatagenRules, AdjudicationNeedsAnUnbrokenRun) {
     for (int i = 0; i < 3; ++i) EXPECT_EQ(adjudicate(s, rules, 600, ply++), Verdict::NONE);
     EXPECT_EQ(adjudicate(s, rules, 499, ply++), Verdict::NONE) << "a ply inside the margin starts the count again";
     for (int i = 0; i < 3; ++i) EXPECT_EQ(adjudicate(s, rules, 700, ply++), Verdict::NONE);
-    EXPECT_EQ(adjudicate(s, rules, 32000 - 3, ply++), Verdict::WHITE_WINS) << "mate scores count as beyond the margin";
+    EXPECT_EQ(adjudicate(s, rules, mateIn(3), ply++), Verdict::WHITE_WINS) << "mate scores count as beyond the margin";
     s = {};
     for (int i = 0; i < 3; ++i) EXPECT_EQ(adjudicate(s, rules, -500, i), Verdict::NONE);
     EXPECT_EQ(adjudicate(s, rules, -500, 3), Verdict::BLACK_WINS);

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <unistd.h>
 #include <vector>
 #include "eval/evaluate.h"
 #include "generator.h"
@@ -14,9 +13,7 @@
 #include "test_data.h"
 #include "test_position.h"
 
-inline std::string datagenTempPath(const std::string& name) {
-    return (std::filesystem::temp_directory_path() / ("quorvane_datagen_" + std::to_string(::getpid()) + "_" + name)).string();
-}
+inline std::string datagenTempPath(const std::string& name) { return tempFilePath("datagen_" + name); }
 
 // A book file of the given lines, removed when the test ends.
 struct TempBook {

@@ -1,7 +1,6 @@
 // Where the default network is found at start-up: the working directory, then
 // the executable's folder, then the copy built into the engine.
 #include <gtest/gtest.h>
-#include <unistd.h>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -9,15 +8,15 @@
 #include "eval/default_network.h"
 #include "eval/network.h"
 #include "eval_helpers.h"
+#include "test_data.h"
 
 namespace {
 namespace fs = std::filesystem;
 
 struct DefaultNetwork : ::testing::Test {
-    fs::path dir = fs::temp_directory_path() / ("quorvane_defnet_" + std::to_string(::getpid()));
+    ScratchDir scratch{"default_network"};
+    const fs::path& dir = scratch.path;
     std::unique_ptr<NnueNet> written = std::make_unique<NnueNet>();
-    void SetUp() override { fs::create_directories(dir); }
-    void TearDown() override { fs::remove_all(dir); }
     // A random network's file bytes.
     std::string netBytes(uint64_t seed) {
         fillRandomNet(*written, seed);

@@ -1,6 +1,5 @@
 // Reading network files: any description length, truncated and missing files.
 #include <gtest/gtest.h>
-#include <unistd.h>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -8,16 +7,12 @@
 #include <sstream>
 #include "eval/network.h"
 #include "eval_helpers.h"
+#include "test_data.h"
 
 namespace {
 namespace fs = std::filesystem;
 
 constexpr uintmax_t NET_BYTES = 25184056;
-struct TempDir {
-    fs::path path = fs::temp_directory_path() / ("quorvane_net_" + std::to_string(::getpid()));
-    TempDir() { fs::create_directories(path); }
-    ~TempDir() { fs::remove_all(path); }
-};
 
 fs::path writeRandomNet(const fs::path& file, uint64_t seed, const std::string& description, NnueNet& net) {
     fillRandomNet(net, seed);
@@ -41,7 +36,7 @@ void expectRead(const fs::path& file) {
 }
 
 TEST(NetFile, AnyDescriptionLengthLoads) {
-    TempDir dir;
+    ScratchDir dir("net_files");
     auto written = std::make_unique<NnueNet>();
     uint64_t seed = 50;
     for (size_t length : {0u, 1u, 3u, 4u, 255u, 4099u}) {
@@ -71,7 +66,7 @@ TEST(NetFile, LoadNetReportsAStreamThatRanOut) {
 }
 
 TEST(NetFile, TruncatedFileStillCountsAsRead) {
-    TempDir dir;
+    ScratchDir dir("net_files");
     auto written = std::make_unique<NnueNet>();
     fs::path file = writeRandomNet(dir.path / "short.nnue", 61, "", *written);
     fs::resize_file(file, 12 + 4 + 2 * NNUE_HIDDEN + 1000);  // the transformer weights break off
@@ -81,7 +76,7 @@ TEST(NetFile, TruncatedFileStillCountsAsRead) {
 }
 
 TEST(NetFile, MissingFileIsReported) {
-    TempDir dir;
+    ScratchDir dir("net_files");
     netLoaded = true;
     std::string path = (dir.path / "absent.nnue").string();
     bool opened = true;
@@ -93,7 +88,7 @@ TEST(NetFile, MissingFileIsReported) {
 }
 
 TEST(NetFile, LoadingForgetsCachedScores) {
-    TempDir dir;
+    ScratchDir dir("net_files");
     auto written = std::make_unique<NnueNet>();
     TestPosition p("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
     fs::path first = writeRandomNet(dir.path / "a.nnue", 70, "", *written), second = writeRandomNet(dir.path / "b.nnue", 71, "", *written);

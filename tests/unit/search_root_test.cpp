@@ -1,4 +1,5 @@
 #include "search/root.h"
+#include "search/score.h"
 #include "search/timeman.h"
 #include "search_support.h"
 
@@ -27,10 +28,10 @@ TEST(InfoLine, CentipawnsMatesAndMoveText) {
     std::vector<Move> pv = {castle};
     EXPECT_EQ(infoLine(35, 7, 11, 5000, 250, 2, pv, *p),
               "info score cp 35 depth 7 seldepth 11 nodes 5000 nps 20000 time 250 tbhits 2 pv e1g1");
-    EXPECT_EQ(infoLine(31999, 1, 1, 10, 0, 0, pv, *p), "info score mate 1 depth 1 seldepth 1 nodes 10 nps 10000 time 0 tbhits 0 pv e1g1");
-    EXPECT_EQ(infoLine(31995, 5, 6, 10, 1, 0, pv, *p).substr(0, 18), "info score mate 3 ");
-    EXPECT_EQ(infoLine(-31996, 5, 6, 10, 1, 0, pv, *p).substr(0, 19), "info score mate -3 ");
-    EXPECT_EQ(infoLine(31871, 5, 6, 10, 1, 0, pv, *p).substr(0, 22), "info score cp 31871 de");
+    EXPECT_EQ(infoLine(mateIn(1), 1, 1, 10, 0, 0, pv, *p), "info score mate 1 depth 1 seldepth 1 nodes 10 nps 10000 time 0 tbhits 0 pv e1g1");
+    EXPECT_EQ(infoLine(mateIn(5), 5, 6, 10, 1, 0, pv, *p).substr(0, 18), "info score mate 3 ");
+    EXPECT_EQ(infoLine(matedIn(4), 5, 6, 10, 1, 0, pv, *p).substr(0, 19), "info score mate -3 ");
+    EXPECT_EQ(infoLine(LARGEST_PLAIN_SCORE, 5, 6, 10, 1, 0, pv, *p).substr(0, 22), "info score cp 31871 de");
 }
 
 TEST(InfoLine, PrincipalVariationIsWrittenMoveAfterMove) {

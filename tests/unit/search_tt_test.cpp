@@ -1,15 +1,17 @@
 #include <sstream>
+#include "search/score.h"
 #include "search_support.h"
 
 namespace {
-uint64_t bucketCount() { return tt.mask + 1; }
-// Keys that land in bucket 0 of the current table.
-uint64_t keyInBucketZero(uint64_t n) { return (n + 1) * (tt.mask + 1); }
+// Distinct keys that share one bucket of the current table.
+uint64_t sameBucket(uint64_t n) { return (n + 1) * (tt.mask + 1); }
+bool found(uint64_t key) { return probe(key) != 0; }
 class TranspositionTableTest : public ::testing::Test {
 protected:
     void SetUp() override {
         initSearchTables();
         resize(1);
+        newSearch();
     }
     void TearDown() override { resize(1); }
 };
@@ -17,78 +19,71 @@ protected:
 TEST_F(TranspositionTableTest, SizesToThePowerOfTwoAtOrAboveTheRequest) {
     for (auto [megabytes, buckets] : {std::pair{1, 16384u}, {2, 32768u}, {3, 65536u}, {5, 131072u}, {0, 16384u}}) {
         resize(megabytes);
-        EXPECT_EQ(bucketCount(), buckets) << megabytes << " MiB asked for";
+        EXPECT_EQ(tt.mask + 1, buckets) << megabytes << " MiB asked for";
     }
 }
 
-TEST_F(TranspositionTableTest, ProbeFindsOnlyTheStoredKey) {
+TEST_F(TranspositionTableTest, ProbeReturnsTheLatestStoreOfItsKeyOnly) {
+    uint64_t key = 0x1234567890abcdefull;
     Move m = makeMove(12, 28, FLAG_DOUBLE);
-    store(0x1234567890abcdefull, m, -57, 9, EXACT, 3);
-    HashEntry e = probe(0x1234567890abcdefull);
-    EXPECT_TRUE(entryMove(e) == m && entryScore(e) == -57 && entryDepth(e) == 9 && entryBound(e) == EXACT);
-    EXPECT_EQ(probe(0x1234567890abcdefull ^ (1ull << 40)), 0u);  // same bucket, other key
-}
-
-TEST_F(TranspositionTableTest, SamePositionIsAlwaysOverwrittenEvenByAShallowerEntry) {
-    uint64_t key = keyInBucketZero(7);
-    store(key, makeMove(1, 2), 100, 40, EXACT, 0);
-    store(key, makeMove(3, 4), 5, 1, UPPER, 0);
+    store(key, m, -57, 9, EXACT, 3);
     HashEntry e = probe(key);
+    EXPECT_TRUE(entryMove(e) == m && entryScore(e) == -57 && entryDepth(e) == 9 && entryBound(e) == EXACT);
+    EXPECT_FALSE(found(key ^ (1ull << 40)));  // same bucket, other key
+    // The same position is overwritten even by a shallower entry, and holds one place only:
+    // three more keys of its bucket all fit beside it.
+    store(key, makeMove(3, 4), 5, 1, UPPER, 0);
+    e = probe(key);
     EXPECT_TRUE(entryMove(e) == makeMove(3, 4) && entryDepth(e) == 1 && entryBound(e) == UPPER);
-    EXPECT_EQ(std::count(tt.buckets[0].keys, tt.buckets[0].keys + 4, key), 1);
+    for (uint64_t i = 1; i <= 3; ++i) store(key ^ i << 40, 0, 0, 50, LOWER, 0);
+    for (uint64_t i = 0; i <= 3; ++i) EXPECT_TRUE(found(key ^ i << 40)) << i;
 }
 
-TEST_F(TranspositionTableTest, FullBucketLosesItsLeastValuableSlot) {
-    // Depths 8, 3 (exact: 3 + 1), 3, 9: slot 2 has the smallest value.
-    store(keyInBucketZero(0), 0, 0, 8, LOWER, 0);
-    store(keyInBucketZero(1), 0, 0, 3, EXACT, 0);
-    store(keyInBucketZero(2), 0, 0, 3, LOWER, 0);
-    store(keyInBucketZero(3), 0, 0, 9, UPPER, 0);
-    store(keyInBucketZero(4), 0, 0, 20, LOWER, 0);
-    EXPECT_NE(probe(keyInBucketZero(1)), 0u);
-    EXPECT_EQ(probe(keyInBucketZero(2)), 0u);
-    EXPECT_NE(probe(keyInBucketZero(4)), 0u);
-    EXPECT_EQ(tt.buckets[0].keys[2], keyInBucketZero(4));
-}
-
-TEST_F(TranspositionTableTest, EqualValuesReplaceTheLowestSlot) {
-    for (uint64_t i = 0; i < 4; ++i) store(keyInBucketZero(i), 0, 0, 5, LOWER, 0);
-    store(keyInBucketZero(9), 0, 0, 5, LOWER, 0);
-    EXPECT_EQ(tt.buckets[0].keys[0], keyInBucketZero(9));
-}
-
-TEST_F(TranspositionTableTest, OldDeepEntriesLoseToCurrentShallowOnes) {
+TEST_F(TranspositionTableTest, AFullBucketLosesItsShallowestEntryAndAnExactBoundCountsAPly) {
+    // Depths 8, 3 exact, 3, 9: the plain depth 3 goes.
+    const std::pair<int, int> entries[] = {{8, LOWER}, {3, EXACT}, {3, LOWER}, {9, UPPER}};
+    for (uint64_t i = 0; i < 4; ++i) store(sameBucket(i), 0, 0, entries[i].first, entries[i].second, 0);
+    store(sameBucket(4), 0, 0, 1, LOWER, 0);
+    for (uint64_t i = 0; i <= 4; ++i) EXPECT_EQ(found(sameBucket(i)), i != 2) << i;
+    // Equal entries: exactly one of them makes room.
     clear();
-    newSearch();  // age 0
-    store(keyInBucketZero(0), 0, 0, 60, LOWER, 0);
-    for (int i = 0; i < 16; ++i) newSearch();  // age 16
-    EXPECT_EQ(tt.age, 16);
-    for (uint64_t i = 1; i < 4; ++i) store(keyInBucketZero(i), 0, 0, 0, LOWER, 0);
-    store(keyInBucketZero(5), 0, 0, 0, LOWER, 0);
-    // 60 - 4 * 16 = -4 is below 0: the old entry goes.
-    EXPECT_EQ(probe(keyInBucketZero(0)), 0u);
-    EXPECT_NE(probe(keyInBucketZero(5)), 0u);
-    EXPECT_EQ(entryAge(probe(keyInBucketZero(5))), 16);
+    for (uint64_t i = 0; i < 5; ++i) store(sameBucket(i), 0, 0, 5, LOWER, 0);
+    int kept = 0;
+    for (uint64_t i = 0; i < 4; ++i) kept += found(sameBucket(i));
+    EXPECT_EQ(kept, 3);
+    EXPECT_TRUE(found(sameBucket(4)));
 }
 
-TEST_F(TranspositionTableTest, AgeStartsAtZeroAfterAClearAndWrapsAtSixtyFour) {
-    for (int i = 0; i < 70; ++i) newSearch();
-    EXPECT_EQ(tt.age, (69 & 63));
+TEST_F(TranspositionTableTest, EntriesOfOldSearchesLoseFourPliesOfWorthPerSearch) {
     clear();
     newSearch();
-    EXPECT_EQ(tt.age, 0);
+    store(sameBucket(0), 0, 0, 60, LOWER, 0);  // worth 60 - 4 * 16 = -4 sixteen searches on
+    store(sameBucket(1), 0, 0, 70, LOWER, 0);  // worth 6
+    for (int i = 0; i < 16; ++i) newSearch();
+    for (uint64_t i = 2; i < 4; ++i) store(sameBucket(i), 0, 0, 0, LOWER, 0);
+    store(sameBucket(5), 0, 0, 0, LOWER, 0);
+    EXPECT_FALSE(found(sameBucket(0)));
+    EXPECT_TRUE(found(sameBucket(1)) && found(sameBucket(2)) && found(sameBucket(3)));
+    EXPECT_EQ(entryAge(probe(sameBucket(5))), 16);
+    // The age wraps at 64 and starts again at 0 after a clear.
+    for (int i = 0; i < 53; ++i) newSearch();
+    store(sameBucket(6), 0, 0, 0, LOWER, 0);
+    EXPECT_EQ(entryAge(probe(sameBucket(6))), 69 & 63);
+    clear();
+    newSearch();
+    store(sameBucket(6), 0, 0, 0, LOWER, 0);
+    EXPECT_EQ(entryAge(probe(sameBucket(6))), 0);
 }
 
-TEST_F(TranspositionTableTest, MateScoresAreStoredRelativeToTheNode) {
+TEST_F(TranspositionTableTest, MateScoresKeepTheirDistanceFromTheNode) {
     uint64_t key = 0xfeedfacecafebeefull;
-    store(key, 0, 31900, 4, EXACT, 5);
-    EXPECT_EQ(entryScore(probe(key)), 31905);
-    EXPECT_EQ(scoreFromTable(entryScore(probe(key)), 7), 31898);
-    store(key, 0, -31900, 4, EXACT, 5);
-    EXPECT_EQ(entryScore(probe(key)), -31905);
-    EXPECT_EQ(scoreFromTable(-31905, 7), -31898);
-    store(key, 0, 31871, 4, EXACT, 5);  // not a mate score
-    EXPECT_EQ(entryScore(probe(key)), 31871);
+    // Found at ply 5, read back at ply 7: the mate lies two plies further from the root.
+    for (auto [stored, readBack] : {std::pair{mateIn(100), mateIn(102)}, {matedIn(100), matedIn(102)},
+                                    {LARGEST_PLAIN_SCORE, LARGEST_PLAIN_SCORE}, {-LARGEST_PLAIN_SCORE, -LARGEST_PLAIN_SCORE}}) {
+        store(key, 0, stored, 4, EXACT, 5);
+        EXPECT_EQ(scoreFromTable(entryScore(probe(key)), 5), stored);
+        EXPECT_EQ(scoreFromTable(entryScore(probe(key)), 7), readBack);
+    }
 }
 
 TEST_F(TranspositionTableTest, ParallelClearCoversEveryBucketOnce) {
@@ -106,21 +101,24 @@ TEST_F(TranspositionTableTest, ParallelClearCoversEveryBucketOnce) {
     }
 }
 
-TEST_F(TranspositionTableTest, ClearEmptiesEverySlotAndTheSpareBucket) {
-    for (uint64_t i = 0; i <= tt.mask + 1; ++i) tt.buckets[i].entries[i & 3] = ~0ull;
+TEST_F(TranspositionTableTest, ClearForgetsEveryEntry) {
+    auto kept = [] {
+        uint64_t n = 0;
+        for (uint64_t i = 0; i <= tt.mask; ++i) n += found(i * 0x9e3779b97f4a7c15ull);
+        return n;
+    };
+    for (uint64_t i = 0; i <= tt.mask; ++i) store(i * 0x9e3779b97f4a7c15ull, 0, 0, 1, LOWER, 0);
+    EXPECT_GT(kept(), tt.mask / 2);
     clear();
-    bool allZero = true;
-    for (uint64_t i = 0; i <= tt.mask + 1; ++i)
-        for (int s = 0; s < 4; ++s) allZero &= tt.buckets[i].entries[s] == 0 && tt.buckets[i].keys[s] == 0;
-    EXPECT_TRUE(allZero);
+    EXPECT_EQ(kept(), 0u);
 }
 
 // The empty table's statistics are checked byte for byte in UciOptions.HashStatisticsOfAnEmptyTable.
 TEST_F(TranspositionTableTest, StatisticsCountBoundsAgesAndDepths) {
     clear();
     newSearch();
-    store(keyInBucketZero(0), makeMove(1, 2), 0, 3, EXACT, 0);
-    store(keyInBucketZero(1), 0, 0, 3, LOWER, 0);
+    store(sameBucket(0), makeMove(1, 2), 0, 3, EXACT, 0);
+    store(sameBucket(1), 0, 0, 3, LOWER, 0);
     std::ostringstream out;
     printStatistics(out);
     for (const char* line : {"Used entries 2\n", "Type of entries UPPER - LOWER - EXACT 0\t - 0\t - 1\t - 1\n",

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "search/score.h"
 #include "tablebase/probe.h"
 #include "tb_support.h"
 
@@ -44,7 +45,7 @@ TEST_F(TbRoot, WinningMoveKeepsTheWinAndComesCloserToZeroing) {
         Move m = probeRoot(*p, &score);
         ASSERT_NE(m, NO_MOVE) << e.fen;
         ASSERT_TRUE(isLegalRootMove(*p, m)) << e.fen;
-        EXPECT_GE(score, 31872 - 100) << e.fen;
+        EXPECT_GE(score, tablebaseWin(100)) << e.fen;
         makeMove(*p, 0, m);
         EXPECT_EQ(probeWdlValue(*p), -2) << e.fen;
         // Distances kept in moves are rounded, so the child may show the root's own distance, never more.
@@ -80,7 +81,7 @@ TEST_F(TbRoot, LosingMoveResistsLongest) {
         int score = 0;
         Move chosen = probeRoot(*p, &score);
         if (chosen == NO_MOVE) continue;  // mated
-        EXPECT_TRUE(score < 0 && score >= -31872) << e.fen;
+        EXPECT_TRUE(score < 0 && score >= tablebaseLoss(0)) << e.fen;
         // Plies until the opponent's next zeroing move after each reply.
         auto resistance = [&](Move m) {
             makeMove(*p, 0, m);
@@ -92,7 +93,7 @@ TEST_F(TbRoot, LosingMoveResistsLongest) {
         Move* end = generateLegal(0, *p);
         std::vector<Move> moves(p.pos->plyStates[0].moveStart, end);
         for (Move m : moves) EXPECT_LE(resistance(m), best) << e.fen;
-        EXPECT_EQ(score, -31872 + best + 1) << e.fen;
+        EXPECT_EQ(score, tablebaseLoss(best + 1)) << e.fen;
         ++checked;
     }
     EXPECT_GT(checked, 30);
@@ -105,11 +106,11 @@ TEST_F(TbRoot, FiftyMoveCounterTurnsATooDistantWinIntoADraw) {
         TestPosition fresh(e.fen);
         int score = 0;
         ASSERT_NE(probeRoot(*fresh, &score), NO_MOVE);
-        int plies = 31872 - score;  // to the next zeroing move after the chosen one
+        int plies = tablebaseWin(0) - score;  // to the next zeroing move after the chosen one
         ASSERT_GT(plies, 1);
         TestPosition justInTime(withClock(e.fen, 100 - plies));
         probeRoot(*justInTime, &score);
-        EXPECT_EQ(score, 31872 - plies) << e.fen;
+        EXPECT_EQ(score, tablebaseWin(plies)) << e.fen;
         TestPosition tooLate(withClock(e.fen, 101 - plies));
         EXPECT_NE(probeRoot(*tooLate, &score), NO_MOVE);
         EXPECT_EQ(score, 0) << e.fen;
@@ -122,7 +123,7 @@ TEST_F(TbRoot, MateInOneIsPlayed) {
     TestPosition p("8/3R4/8/k1K5/8/8/8/8 w - - 0 1");
     int score = 0;
     Move m = probeRoot(*p, &score);
-    EXPECT_TRUE(moveFrom(m) == 51 && moveTo(m) == 48 && score == 31999) << score;  // Rd7-a7
+    EXPECT_TRUE(moveFrom(m) == 51 && moveTo(m) == 48 && score == mateIn(1)) << score;  // Rd7-a7
 }
 
 TEST_F(TbRoot, PositionsOutsideTheTablesGiveNoMove) {

@@ -18,6 +18,11 @@ inline void initBoardTables() {
     done = true;
 }
 
+// Suites of board tests name their fixture after themselves: using MoveGen = BoardTest;
+struct BoardTest : ::testing::Test {
+    static void SetUpTestSuite() { initBoardTables(); }
+};
+
 struct TestPosition {
     std::unique_ptr<Position> pos = std::make_unique<Position>();
     std::vector<Move> stack = std::vector<Move>(MOVE_STACK);

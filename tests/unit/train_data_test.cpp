@@ -1,21 +1,14 @@
-#include <gtest/gtest.h>
+#include "train_support.h"
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <unistd.h>
 #include "manifest.h"
-#include "position_record.h"
 #include "shuffle.h"
-#include "synthetic.h"
 #include "training_data.h"
 
 namespace {
-std::string tempPath(const std::string& name) {
-    return (std::filesystem::temp_directory_path() / ("quorvane_train_" + std::to_string(::getpid()) + "_" + name)).string();
-}
-
 bool lessRecord(const TrainingRecord& a, const TrainingRecord& b) {
     uint8_t x[TRAINING_RECORD_BYTES], y[TRAINING_RECORD_BYTES];
     encodeRecord(a, x);
@@ -23,10 +16,7 @@ bool lessRecord(const TrainingRecord& a, const TrainingRecord& b) {
     return std::lexicographical_compare(x, x + TRAINING_RECORD_BYTES, y, y + TRAINING_RECORD_BYTES);
 }
 
-class TrainData : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initRecordTables(); }
-};
+using TrainData = TrainTest;
 
 TEST_F(TrainData, RecordBytesRoundTrip) {
     std::vector<TrainingRecord> records = syntheticRecords(200, 3);
@@ -61,7 +51,7 @@ TEST_F(TrainData, PlacementPacksAllThirtyTwoPieces) {
 
 TEST_F(TrainData, FileRoundTripAndStreaming) {
     std::vector<TrainingRecord> records = syntheticRecords(10000, 5);
-    std::string path = tempPath("roundtrip.bin");
+    std::string path = tempFilePath("roundtrip.bin");
     ASSERT_TRUE(writeAllRecords(path, records));
     EXPECT_EQ(std::filesystem::file_size(path), uint64_t(TRAINING_HEADER_BYTES + 10000 * TRAINING_RECORD_BYTES));
     DataReader reader;
@@ -83,13 +73,13 @@ TEST_F(TrainData, FileRoundTripAndStreaming) {
 }
 
 TEST_F(TrainData, ReaderRejectsOtherFiles) {
-    std::string path = tempPath("notdata.bin");
+    std::string path = tempFilePath("notdata.bin");
     std::ofstream(path) << "this is not training data at all";
     std::vector<TrainingRecord> out;
     std::string error;
     EXPECT_FALSE(readAllRecords(path, out, &error));
     EXPECT_NE(error.find("not a training data file"), std::string::npos);
-    EXPECT_FALSE(readAllRecords(tempPath("missing.bin"), out, &error));
+    EXPECT_FALSE(readAllRecords(tempFilePath("missing.bin"), out, &error));
     std::remove(path.c_str());
 }
 
@@ -99,7 +89,7 @@ TEST_F(TrainData, ShufflesArePermutations) {
     EXPECT_NE(shuffled, records);
     shuffleRecords(again, 1);
     EXPECT_EQ(again, shuffled);  // the same seed gives the same order
-    std::string in = tempPath("shuffle_in.bin"), out = tempPath("shuffle_out.bin");
+    std::string in = tempFilePath("shuffle_in.bin"), out = tempFilePath("shuffle_out.bin");
     ASSERT_TRUE(writeAllRecords(in, records));
     ASSERT_TRUE(shuffleFile(in, out, 7, 1024));  // forces several buckets
     std::vector<TrainingRecord> fromFile;
@@ -151,7 +141,7 @@ TEST(TrainManifest, EntriesSurviveAWriteAndARead) {
         // A tab or newline in a field would split the line: they become blanks.
         {"net4.nnue", "net", 0, "net3.nnue", "fae4711", "2026-11-23T12:00:00Z", "trainer\t--epochs 30\n--lr 0.002"},
     };
-    std::string path = tempPath("manifest");
+    std::string path = tempFilePath("manifest");
     ASSERT_TRUE(writeManifest(path, entries));
     std::vector<ManifestEntry> back;
     std::string error;
@@ -183,7 +173,7 @@ TEST(TrainManifest, DamagedLinesAreRefusedWithTheirNumber) {
         EXPECT_FALSE(parseManifestLine(bad, e, &error)) << bad;
     ASSERT_TRUE(parseManifestLine("a.bin\tdata\t12\tn\tc\td\t", e, &error)) << error;
     EXPECT_EQ(e.positions, 12u);
-    std::string path = tempPath("damaged");
+    std::string path = tempFilePath("damaged");
     std::ofstream(path) << "file\tkind\tpositions\tnetwork\tcommit\tdate\tcommand\na.bin\tdata\t12\tn\tc\td\tx\n"
                            "b.bin\tdata\ttwelve\tn\tc\td\tx\n";
     std::vector<ManifestEntry> entries;

@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
+#include "train_support.h"
 #include <algorithm>
 #include "data_filter.h"
 #include "eval/evaluate.h"
 #include "eval/nnue.h"
-#include "eval_helpers.h"
 #include "nnue_features.h"
-#include "position_record.h"
-#include "synthetic.h"
 #include "test_position.h"
 
 namespace {
@@ -80,10 +77,7 @@ TEST_F(TrainFeatures, OutputScaleAgreesWithTheEngine) {
 }
 
 // Which training positions are kept for the network: those its evaluation would be asked to score.
-class TrainFilter : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initRecordTables(); }
-};
+using TrainFilter = TrainTest;
 
 TrainingRecord fromFen(const std::string& fen) {
     TrainingRecord r;

@@ -1,23 +1,10 @@
-#include <gtest/gtest.h>
-#include <cmath>
-#include <cstring>
+#include "train_support.h"
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <unistd.h>
-#include "eval_helpers.h"
-#include "net_compare.h"
-#include "position_record.h"
-#include "quantise.h"
-#include "synthetic.h"
-#include "test_data.h"
-#include "training.h"
 
 namespace {
-class TrainKingBuckets : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initRecordTables(); }
-};
+using TrainKingBuckets = TrainTest;
 
 constexpr int BUCKET_COUNTS[] = {4, 8, 16, 32};
 // Openings and endgames from real games, the kings on every file.
@@ -46,8 +33,7 @@ int kingFile(const TrainingRecord& r, int colour) {
 // short run leaves them, so that a row read in the wrong place shows in the scores.
 void trainSomeSteps(Trainer& t, int kingBuckets) {
     std::vector<TrainingRecord> data = syntheticRecords(400, 11);
-    std::vector<uint32_t> order(data.size());
-    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    const std::vector<uint32_t> order = inOrder(data.size());
     initTrainer(t, TrainingSettings{.warmupSteps = 0, .kingBuckets = kingBuckets}, 2);
     for (int step = 0; step < 30; ++step) trainBatch(t, data, order, 0, data.size());
     for (size_t i = FT_WEIGHTS; i < FT_BIAS; ++i)
@@ -142,7 +128,7 @@ TEST_F(TrainKingBuckets, ExportedFileScoresLikeTheFloatModel) {
 TEST_F(TrainKingBuckets, CheckpointsKeepTheBucketCount) {
     Trainer t;
     trainSomeSteps(t, 8);
-    std::string path = (std::filesystem::temp_directory_path() / ("quorvane_kb_" + std::to_string(::getpid()))).string();
+    std::string path = tempFilePath("king_buckets.ckpt");
     ASSERT_TRUE(saveCheckpoint(t, path));
     Trainer back;
     ASSERT_TRUE(loadCheckpoint(back, path));

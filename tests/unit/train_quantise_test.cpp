@@ -1,23 +1,14 @@
-#include <gtest/gtest.h>
-#include <cstring>
+#include "train_support.h"
 #include <sstream>
 #include "eval/nnue.h"
-#include "eval_helpers.h"
-#include "net_compare.h"
-#include "position_record.h"
-#include "quantise.h"
-#include "synthetic.h"
 
 namespace {
-class TrainQuantise : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initRecordTables(); }
-};
+using TrainQuantise = TrainTest;
 
 TEST_F(TrainQuantise, ScalesRoundingAndClipping) {
     FloatNet net;
     float* p = net.params.data();
-    p[FT_WEIGHTS + 5 * FT_OUTPUTS + 3] = 0.1f;       // 12.7
+    p[FT_WEIGHTS + 5 * FT_OUTPUTS + 3] = 0.1f;       // rounds to nearest
     p[FT_BIAS + 7] = -1.0f;
     p[L1_WEIGHTS + 300 * L1_OUTPUTS + 4] = -0.75f;   // input 300, neuron 4
     p[L1_WEIGHTS + 1 * L1_OUTPUTS + 2] = 5.0f;       // beyond int8: saturates
@@ -27,11 +18,13 @@ TEST_F(TrainQuantise, ScalesRoundingAndClipping) {
     p[OUT_BIAS] = 2.0f;
     auto q = newNnueNet();
     quantiseNet(net, *q);
-    // l1Bias[4]: 0.25 * 127 * 64, plus half of the shift's divisor, which l1Bias[0] holds alone.
-    EXPECT_EQ((std::vector<int>{q->transformerWeights[5 * 256 + 3], q->transformerBias[7], q->l1Weights[4 * 512 + 300],
-                                q->l1Weights[2 * 512 + 1], q->l1Bias[4], q->l1Bias[0], q->l2Weights[9 * 32 + 3],
-                                q->outputWeights[6], q->outputBias}),
-              (std::vector<int>{13, -127, -48, 127, 2032 + 32, 32, 96, -32, 16256}));
+    // Hidden biases get half of the shift's divisor (WEIGHT_ONE) added, which l1Bias[0] holds alone;
+    // a weight beyond int8 saturates.
+    const int A = int(ACTIVATION_ONE), W = int(WEIGHT_ONE), R = int(RAW_PER_UNIT);
+    EXPECT_EQ((std::vector<int>{q->transformerWeights[5 * NNUE_HIDDEN + 3], q->transformerBias[7],
+                                q->l1Weights[4 * NNUE_INPUTS + 300], q->l1Weights[2 * NNUE_INPUTS + 1], q->l1Bias[4],
+                                q->l1Bias[0], q->l2Weights[9 * NNUE_L1 + 3], q->outputWeights[6], q->outputBias}),
+              (std::vector<int>{(A + 5) / 10, -A, -3 * W / 4, 127, R / 4 + W / 2, W / 2, 3 * W / 2, -W / 2, 2 * R}));
 }
 
 TEST_F(TrainQuantise, ExportLoadsIntoTheEngineUnchanged) {

@@ -1,21 +1,10 @@
 // The learning-rate schedule and the factor rows of the transformer.
-#include <gtest/gtest.h>
-#include <cmath>
+#include "train_support.h"
 #include <cstdio>
-#include <cstring>
 #include "curve_svg.h"
-#include "eval_helpers.h"
-#include "net_compare.h"
-#include "position_record.h"
-#include "quantise.h"
-#include "synthetic.h"
-#include "training.h"
 
 namespace {
-class TrainSchedule : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initRecordTables(); }
-};
+using TrainSchedule = TrainTest;
 
 TEST_F(TrainSchedule, CosineRunsFromTheStartRateToItsEndShare) {
     TrainingSettings s{.learningRate = 0.002f, .finalRateFraction = 0.01f, .totalEpochs = 10};
@@ -48,8 +37,7 @@ TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
     // result, moves the net differently from one trained with lambda held.
     std::vector<TrainingRecord> data = syntheticRecords(200, 5);
     for (size_t i = 0; i < data.size(); ++i) data[i].result = uint8_t(i % 3);
-    std::vector<uint32_t> order(data.size());
-    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    const std::vector<uint32_t> order = inOrder(data.size());
     s.warmupSteps = 0, s.lambdaEnd = 0.0f;
     Trainer moving, held;
     initTrainer(moving, s, 1);
@@ -64,8 +52,7 @@ TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
 // engine reads must hold exactly the model with those rows folded in.
 TEST_F(TrainSchedule, FactorRowsFoldIntoTheExportedNet) {
     std::vector<TrainingRecord> data = syntheticRecords(400, 11);
-    std::vector<uint32_t> order(data.size());
-    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    const std::vector<uint32_t> order = inOrder(data.size());
     const TrainingSettings s{.warmupSteps = 0};
     Trainer t;
     initTrainer(t, s, 2);

@@ -1,22 +1,11 @@
-#include <gtest/gtest.h>
+#include "train_support.h"
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <unistd.h>
 #include "curve_svg.h"
-#include "eval_helpers.h"
-#include "net_compare.h"
-#include "quantise.h"
-#include "position_record.h"
-#include "synthetic.h"
-#include "training.h"
 
 namespace {
-class TrainTraining : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initRecordTables(); }
-};
+using TrainTraining = TrainTest;
 
 double batchLoss(const FloatNet& net, const std::vector<Sample>& samples, float k) {
     Activations a;
@@ -124,8 +113,7 @@ TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
 
 TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
     std::vector<TrainingRecord> data = syntheticRecords(300, 2);
-    std::vector<uint32_t> order(data.size());
-    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    const std::vector<uint32_t> order = inOrder(data.size());
     Trainer one, three;
     initTrainer(one, TrainingSettings{}, 1);
     initTrainer(three, TrainingSettings{}, 3);
@@ -154,8 +142,7 @@ TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
 // gradient; the warm-up scales that down to a sliver and then lets it grow.
 TEST_F(TrainTraining, WarmupStartsWithSmallSteps) {
     std::vector<TrainingRecord> data = syntheticRecords(200, 5);
-    std::vector<uint32_t> order(data.size());
-    for (size_t i = 0; i < order.size(); ++i) order[i] = uint32_t(i);
+    const std::vector<uint32_t> order = inOrder(data.size());
     auto largestMove = [&](int warmup, int steps) {
         Trainer t;
         initTrainer(t, TrainingSettings{.roundWeights = false, .warmupSteps = warmup}, 1);
@@ -202,7 +189,7 @@ TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
     trainEpoch(straight, train, validation);
     initTrainer(first, settings, 2);
     trainEpoch(first, train, validation);
-    std::string path = (std::filesystem::temp_directory_path() / ("quorvane_ck_" + std::to_string(::getpid()))).string();
+    std::string path = tempFilePath("resume.ckpt");
     ASSERT_TRUE(saveCheckpoint(first, path));
     Trainer resumed;
     resumed.threads = 2;
