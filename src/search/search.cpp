@@ -10,6 +10,7 @@
 #include "eval/evaluate.h"
 #include "search/history.h"
 #include "search/movepick.h"
+#include "search/reductions.h"
 #include "search/search_constants.h"
 #include "search/timeman.h"
 #include "search/tt.h"

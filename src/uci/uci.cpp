@@ -14,6 +14,7 @@
 #include "eval/nnue_kernels.h"
 #include "eval/texel.h"
 #include "search/bench.h"
+#include "search/reductions.h"
 #include "search/threads.h"
 #include "search/tt.h"
 #include "uci/go.h"
@@ -156,6 +157,7 @@ void startUp() {
     sendLine("enter 'help' to see the commands");
     perftDepth = 6;
     initAttackTables();
+    initReductions();
     initZobrist();
     resize(optionHash);
     sendLine(defaultNetworkLine(netFile, loadDefaultNetwork(netFile, executableDirectory(), builtInNetwork)));
