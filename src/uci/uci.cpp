@@ -6,7 +6,6 @@
 #include <sstream>
 
 #include "board/attacks.h"
-#include "board/perft.h"
 #include "board/zobrist.h"
 #include "eval/default_network.h"
 #include "eval/evaluate.h"
@@ -19,6 +18,7 @@
 #include "search/tt.h"
 #include "uci/go.h"
 #include "uci/options.h"
+#include "uci/perft_commands.h"
 #include "uci/output.h"
 #include "uci/position_command.h"
 
