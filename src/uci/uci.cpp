@@ -11,7 +11,7 @@
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "eval/nnue_kernels.h"
-#include "eval/texel.h"
+#include "tune/texel.h"
 #include "search/bench.h"
 #include "search/reductions.h"
 #include "search/threads.h"
