@@ -1,6 +1,5 @@
 #include "board/attacks.h"
 
-#include <cmath>
 #include <cstdlib>
 #include <vector>
 
@@ -21,7 +20,6 @@ Bitboard ranksDownward[64];
 Bitboard adjacentFiles[64];
 Bitboard frontSpan[2][64];
 Bitboard kingZone[2][64];
-uint8_t lmrTable[128][256];
 
 namespace {
 
@@ -196,13 +194,6 @@ Bitboard slowBishopAttacks(int sq, Bitboard occ) { return rayWalk(sq, occ, BISHO
 void initAttackTables() {
     if (built) return;
     built = true;
-
-    for (int d = 0; d < 128; ++d)
-        for (int m = 0; m < 256; ++m) {
-            if (m <= 2) lmrTable[d][m] = 0;
-            else if (m == 3) lmrTable[d][m] = 1;
-            else lmrTable[d][m] = uint8_t(int(std::sqrt(double((m - 2) * d / 9))));
-        }
 
     const int knightOffsets[8] = {17, 15, 10, 6, -6, -10, -15, -17};
     const int kingOffsets[8] = {9, 8, 7, 1, -1, -7, -8, -9};

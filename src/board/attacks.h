@@ -29,7 +29,6 @@ extern Bitboard ranksDownward[64];
 extern Bitboard adjacentFiles[64];
 extern Bitboard frontSpan[2][64];
 extern Bitboard kingZone[2][64];
-extern uint8_t lmrTable[128][256];
 
 // Builds every table; safe to call more than once (later calls do nothing).
 void initAttackTables();

@@ -1,24 +1,8 @@
-// Counting the move tree, and checking the generator against files of known counts.
+// Counting the move tree from a position.
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
-#include <string>
 
 #include "board/position.h"
 
-// The deepest perft the commands and the file checks accept: the per-ply
-// records have room for far more, and a deeper count would not finish anyway.
-constexpr int MAX_PERFT_DEPTH = 20;
-
 uint64_t perft(int ply, int depth, Position& p);
-
-// The "perft" command: draws the board, counts to `depth`, prints time and speed.
-void perftCommand(const Position& main, int depth, std::ostream& out);
-
-// The file that "rtest" and "rtestRFC" read: perftFRC.txt in the working directory.
-extern std::string perftFile;
-
-// Both return 1 when every count matched, 0 otherwise.
-int rtestCommand(const Position& main, std::ostream& out);
-int rtestRFCCommand(const Position& main, std::ostream& out);

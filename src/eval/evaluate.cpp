@@ -5,12 +5,12 @@
 #include <iostream>
 #include <new>
 
+#include "board/score.h"
 #include "eval/caches.h"
 #include "eval/hce.h"
 #include "eval/net_layout.h"
 #include "eval/nnue.h"
 #include "eval/pawns.h"
-#include "search/score.h"
 
 namespace {
 

@@ -1,6 +1,9 @@
 #include "eval/network.h"
 
 #include "eval/evaluate.h"
+// The loader prints "Net read" itself, for the engine and every tool that reads
+// a network: one of the few includes from a folder above
+// (tests/layout/include_rooms.cmake lists them).
 #include "uci/output.h"
 
 #include <fstream>

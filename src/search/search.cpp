@@ -4,12 +4,14 @@
 #include <cstdlib>
 
 #include "board/attacks.h"
+#include "board/draw.h"
 #include "board/makemove.h"
 #include "board/movequery.h"
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
 #include "search/history.h"
 #include "search/movepick.h"
+#include "search/reductions.h"
 #include "search/search_constants.h"
 #include "search/timeman.h"
 #include "search/tt.h"
@@ -239,25 +241,6 @@ bool isSingular(worker& w, int ply, int depth, int ttScore, const ContinuationBl
 }
 
 } // namespace
-
-bool isRepetition(const Position& p, int ply) {
-    int halfmoves = p.fiftyMove;
-    if (halfmoves < 4) return false;
-    int gamePly = p.gamePly;
-    int lowest = std::max(0, gamePly - halfmoves - 1);
-    int older = 0;
-    for (int i = gamePly - 5; i >= lowest; i -= 2)
-        if (p.keyHistory[i] == p.key) {
-            if (i > gamePly - ply - 1) return true;
-            if (++older == 2) return true;
-        }
-    return false;
-}
-
-bool insufficientMaterial(const Position& p) {
-    return !(p.pieces[WPAWN] | p.pieces[BPAWN]) && mgOf(p.material[WHITE]) <= INSUFFICIENT_MATERIAL
-        && mgOf(p.material[BLACK]) <= INSUFFICIENT_MATERIAL;
-}
 
 void updatePv(worker& w, int ply, Move m) {
     w.pv[ply][ply] = moveBase(m);

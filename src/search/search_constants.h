@@ -4,8 +4,6 @@
 // run changes them here; the bench node count shows that a change took.
 #pragma once
 
-// Scores. At most this much material on each side, without pawns, is a draw.
-constexpr int INSUFFICIENT_MATERIAL = 383;
 // The transposition table's depth field holds at most this.
 constexpr int MAX_STORED_DEPTH = 127;
 

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <iosfwd>
 
+#include "board/score.h"
 #include "board/types.h"
-#include "search/score.h"
 
 enum Bound : int { UPPER = 1, LOWER = 2, EXACT = 3 };
 

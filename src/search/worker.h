@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "board/position.h"
+#include "board/score.h"
 #include "search/control.h"
-#include "search/score.h"
 #include "search/tt.h"
 
 constexpr int FRAME_OFFSET = 2;     // frames[-2] and frames[-1] exist so ply - 2 never needs a test

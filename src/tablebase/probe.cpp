@@ -3,7 +3,7 @@
 #include <climits>
 #include <cstring>
 
-#include "search/score.h"
+#include "board/score.h"
 #include "tablebase/registry.h"
 #include "tablebase/tbboard.h"
 

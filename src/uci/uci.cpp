@@ -6,18 +6,19 @@
 #include <sstream>
 
 #include "board/attacks.h"
-#include "board/perft.h"
 #include "board/zobrist.h"
 #include "eval/default_network.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "eval/nnue_kernels.h"
-#include "eval/texel.h"
+#include "tune/texel.h"
 #include "search/bench.h"
+#include "search/reductions.h"
 #include "search/threads.h"
 #include "search/tt.h"
 #include "uci/go.h"
 #include "uci/options.h"
+#include "uci/perft_commands.h"
 #include "uci/output.h"
 #include "uci/position_command.h"
 
@@ -156,6 +157,7 @@ void startUp() {
     sendLine("enter 'help' to see the commands");
     perftDepth = 6;
     initAttackTables();
+    initReductions();
     initZobrist();
     resize(optionHash);
     sendLine(defaultNetworkLine(netFile, loadDefaultNetwork(netFile, executableDirectory(), builtInNetwork)));

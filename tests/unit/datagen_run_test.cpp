@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <map>
 #include <sstream>
-#include "eval/texel.h"
 #include "search/control.h"
 #include "search/search.h"
 #include "search/threads.h"
 #include "selfplay.h"
+#include "tune/texel.h"
 
 using namespace datagen;
 

@@ -9,6 +9,7 @@
 #include "eval/evaluate.h"
 #include "generator.h"
 #include "position_record.h"
+#include "search/reductions.h"
 #include "search/worker.h"
 #include "test_data.h"
 #include "test_position.h"
@@ -37,6 +38,7 @@ class DatagenTest : public ::testing::Test {
 protected:
     void SetUp() override {
         initBoardTables();
+        initReductions();
         initRecordTables();
         handcraftedOnly = true;
     }

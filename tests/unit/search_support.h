@@ -8,6 +8,7 @@
 #include "board/movegen.h"
 #include "board/position.h"
 #include "board/zobrist.h"
+#include "search/reductions.h"
 #include "search/tt.h"
 #include "uci/movetext.h"
 #include "test_position.h"
@@ -16,6 +17,7 @@ inline void initSearchTables() {
     static bool done = false;
     if (done) return;
     initBoardTables();
+    initReductions();
     resize(1);
     done = true;
 }

@@ -16,6 +16,7 @@
 #include "board/zobrist.h"
 #include "eval/network.h"
 #include "search/bench.h"
+#include "search/reductions.h"
 #include "search/threads.h"
 #include "search/tt.h"
 #include "uci/options.h"
@@ -25,6 +26,7 @@ int main(int argc, char** argv) {
     std::string net = argc > 2 ? argv[2] : DEFAULT_NET_FILE;
     int threads = argc > 3 ? std::atoi(argv[3]) : 0;
     initAttackTables();
+    initReductions();
     initZobrist();
     loadNetFile(net);
     optionThreads = threads > 0 ? threads : 1;

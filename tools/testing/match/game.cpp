@@ -6,6 +6,7 @@
 #include <memory>
 #include <sstream>
 
+#include "board/draw.h"
 #include "board/movegen.h"
 #include "uci/movetext.h"
 #include "uci/position_command.h"
@@ -15,11 +16,6 @@ namespace matchtool {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-bool insufficientMaterial(const Position& p) {
-    if (p.pieces[WPAWN] | p.pieces[BPAWN] | p.pieces[WROOK] | p.pieces[BROOK] | p.pieces[WQUEEN] | p.pieces[BQUEEN]) return false;
-    return popcount(p.pieces[WKNIGHT] | p.pieces[WBISHOP]) <= 1 && popcount(p.pieces[BKNIGHT] | p.pieces[BBISHOP]) <= 1;
-}
 
 // Occurrences of the current position since the last irreversible move, itself included.
 int repetitions(const Position& p) {

@@ -17,6 +17,7 @@
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "generator.h"
+#include "search/reductions.h"
 #include "tablebase/registry.h"
 
 using namespace datagen;
@@ -132,6 +133,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     initAttackTables();
+    initReductions();
     initZobrist();
     if (bootstrap) {
         handcraftedOnly = true;

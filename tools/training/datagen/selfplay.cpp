@@ -4,10 +4,10 @@
 #include <cstring>
 #include <new>
 
+#include "board/draw.h"
 #include "board/movegen.h"
 #include "eval/evaluate.h"
 #include "position_record.h"
-#include "search/search.h"
 #include "search/threads.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"

@@ -1,4 +1,4 @@
-#include "eval/texel.h"
+#include "tune/texel.h"
 
 #include <cmath>
 #include <condition_variable>

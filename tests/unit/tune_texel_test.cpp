@@ -9,8 +9,8 @@
 #include "eval/evaluate.h"
 #include "eval/net_layout.h"
 #include "eval/network.h"
-#include "eval/texel.h"
 #include "test_data.h"
+#include "tune/texel.h"
 
 namespace {
 class Texel : public ::testing::Test {

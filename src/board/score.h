@@ -1,7 +1,8 @@
 // Scores: signed 16-bit centipawns from the side to move's view. The ends of
 // the range belong to mates and tablebase results, which count plies from the
-// root; the search owns this convention, and the evaluation, the tablebase
-// root probe and the table's ply adjustment all keep to it.
+// root. Shared vocabulary like the types beside it: the search, the
+// evaluation, the tablebase probes and the table's ply adjustment all keep to
+// this one convention.
 #pragma once
 
 #include <cstdlib>
