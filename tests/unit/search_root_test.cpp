@@ -1,5 +1,5 @@
 #include "search/root.h"
-#include "search/score.h"
+#include "board/score.h"
 #include "search/timeman.h"
 #include "search_support.h"
 

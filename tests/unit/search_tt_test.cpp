@@ -1,5 +1,5 @@
 #include <sstream>
-#include "search/score.h"
+#include "board/score.h"
 #include "search_support.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "search/score.h"
+#include "board/score.h"
 #include "tablebase/probe.h"
 #include "tb_support.h"
 
