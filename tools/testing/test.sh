@@ -6,6 +6,8 @@ missing=()
 command -v cmake >/dev/null || missing+=(cmake)
 command -v g++ >/dev/null || missing+=(g++)
 [ -e /usr/lib/x86_64-linux-gnu/libgtest.a ] || [ -e /usr/src/googletest ] || missing+=(libgtest-dev)
+# The tools read their command lines with CLI11 (header only); the engine does not need it.
+[ -e /usr/include/CLI/CLI.hpp ] || missing+=(libcli11-dev)
 # The Windows build is cross-compiled and run under wine by one of the tests.
 command -v x86_64-w64-mingw32-g++-posix >/dev/null || missing+=(mingw-w64)
 command -v wine >/dev/null || missing+=(wine wine64)

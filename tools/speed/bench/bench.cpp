@@ -8,11 +8,13 @@
 // depth" does, which is how the time to depth of several threads is taken.
 // The engine's own "bench [depth]" command runs the same code.
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <string>
 
+#include <CLI/CLI.hpp>
+
 #include "board/attacks.h"
+#include "command_line.h"
 #include "board/zobrist.h"
 #include "eval/network.h"
 #include "search/bench.h"
@@ -22,9 +24,15 @@
 #include "uci/options.h"
 
 int main(int argc, char** argv) {
-    int depth = argc > 1 ? std::atoi(argv[1]) : BENCH_DEFAULT_DEPTH;
-    std::string net = argc > 2 ? argv[2] : DEFAULT_NET_FILE;
-    int threads = argc > 3 ? std::atoi(argv[3]) : 0;
+    CLI::App app{"Searches the fixed benchmark positions to a fixed depth; prints the node count and the speed.",
+                 "bench"};
+    prepareCommandLine(app);
+    int depth = BENCH_DEFAULT_DEPTH, threads = 0;
+    std::string net = DEFAULT_NET_FILE;
+    app.add_option("depth", depth, "search depth");
+    app.add_option("net", net, "network file");
+    app.add_option("threads", threads, "threads of the thread pool (0: the calling thread, reproducible)");
+    if (auto status = parseCommandLine(app, argc, argv)) return *status;
     initAttackTables();
     initReductions();
     initZobrist();

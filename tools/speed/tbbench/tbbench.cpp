@@ -14,10 +14,13 @@
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "board/attacks.h"
 #include "board/movegen.h"
 #include "board/position.h"
 #include "board/zobrist.h"
+#include "command_line.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
 
@@ -84,9 +87,15 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
 } // namespace
 
 int main(int argc, char** argv) {
-    std::string dir = argc > 1 ? argv[1] : "../shared/syzygy";
-    int count = argc > 2 ? std::atoi(argv[2]) : 20000;
-    uint64_t seed = argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 1;
+    CLI::App app{"Tablebase probing speed on random legal positions of the tables in a directory.", "tbbench"};
+    prepareCommandLine(app);
+    std::string dir = "../shared/syzygy";
+    int count = 20000;
+    uint64_t seed = 1;
+    app.add_option("directory", dir, "tablebase directory");
+    app.add_option("positions", count, "random positions probed")->check(positiveNumber());
+    app.add_option("seed", seed, "seed of the positions");
+    if (auto status = parseCommandLine(app, argc, argv)) return *status;
 
     initAttackTables();
     initZobrist();

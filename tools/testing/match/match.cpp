@@ -5,6 +5,7 @@
 // counted as a fault. A fixed number of games, or a sequential probability
 // ratio test that stops as soon as the evidence decides.
 #include <cmath>
+#include <cstdlib>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -15,9 +16,12 @@
 #include <thread>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "board/attacks.h"
 #include "board/position.h"
 #include "board/zobrist.h"
+#include "command_line.h"
 #include "game.h"
 #include "pgn.h"
 #include "stats.h"
@@ -42,81 +46,81 @@ struct Settings {
     Sprt sprt;
 };
 
-const char* USAGE =
-    "usage: match --engine CMD --engine CMD --book FILE [options]\n"
-    "  --name N --name N         names for the two engines (engine1, engine2)\n"
-    "  --option I:Name=Value     a UCI option for engine I (1 or 2); repeatable. Each engine gets\n"
-    "                            Threads=1 and Ponder=false unless set here\n"
-    "  --tc B+I                  base seconds + increment seconds per move (10+0.1)\n"
-    "  --margin MS               milliseconds a clock may run below zero before the game is lost (0)\n"
-    "  --games N                 games to play, in pairs of one opening with each colour (100;\n"
-    "                            with --sprt the most to play, 20000 unless given)\n"
-    "  --sprt E0 E1 [ALPHA BETA] stop when the test between Elo E0 and E1 decides (alpha, beta 0.05)\n"
-    "  --concurrency N           games played at the same time (1)\n"
-    "  --book-order random|sequential  openings drawn at random with the seed (default) or in file order\n"
-    "  --seed N                  seed of the opening draw (1)\n"
-    "  --pgn FILE                write every game\n"
-    "  --frc                     Chess960 openings (sends UCI_Chess960=true)\n";
-
-int usage() {
-    std::cerr << USAGE;
-    return 2;
+// "B+I": base seconds and increment seconds per move; false for other text.
+bool parseTimeControl(const std::string& text, double& base, double& increment) {
+    size_t plus = text.find('+');
+    std::string baseText = text.substr(0, plus), incrementText = plus == std::string::npos ? "0" : text.substr(plus + 1);
+    char *baseEnd = nullptr, *incrementEnd = nullptr;
+    base = std::strtod(baseText.c_str(), &baseEnd);
+    increment = std::strtod(incrementText.c_str(), &incrementEnd);
+    return !baseText.empty() && !incrementText.empty() && *baseEnd == '\0' && *incrementEnd == '\0';
 }
 
-bool isNumber(const char* text) {
-    char* end = nullptr;
-    std::strtod(text, &end);
-    return end != text && *end == '\0';
+void declareOptions(CLI::App& app, Settings& s, std::string& timeControl, double& marginMs,
+                    std::vector<std::string>& userOptions, std::vector<double>& sprt, std::string& bookOrder) {
+    app.add_option("--engine", s.game.engines, "CMD of an engine; given twice")->required()->allow_extra_args(false);
+    app.add_option("--name", s.game.names, "names for the two engines (engine1, engine2)")->allow_extra_args(false);
+    app.add_option("--option", userOptions,
+                   "I:Name=Value: a UCI option for engine I (1 or 2); repeatable. Each engine gets Threads=1 and "
+                   "Ponder=false unless set here")
+        ->allow_extra_args(false)
+        ->check(CLI::Validator(
+            [](std::string& o) {
+                return o.size() >= 3 && (o[0] == '1' || o[0] == '2') && o[1] == ':' ? "" : "not I:Name=Value: " + o;
+            },
+            "I:Name=Value"));
+    app.add_option("--tc", timeControl, "B+I: base seconds + increment seconds per move")
+        ->check(CLI::Validator(
+            [](std::string& tc) {
+                double base, increment;
+                return parseTimeControl(tc, base, increment) ? "" : "not B+I: " + tc;
+            },
+            "B+I"));
+    app.add_option("--margin", marginMs, "milliseconds a clock may run below zero before the game is lost");
+    app.add_option("--games", s.games,
+                   "games to play, in pairs of one opening with each colour (with --sprt the most to play, 20000 "
+                   "unless given)")
+        ->check(positiveNumber());
+    app.add_option("--sprt", sprt, "E0 E1 [ALPHA BETA]: stop when the test between Elo E0 and E1 decides (alpha, "
+                                   "beta 0.05)")
+        ->expected(2, 4);
+    app.add_option("--concurrency", s.concurrency, "games played at the same time");
+    app.add_option("--book", s.book, "FILE of openings")->required();
+    app.add_option("--book-order", bookOrder, "openings drawn at random with the seed or in file order")
+        ->check(CLI::IsMember({"random", "sequential"}));
+    app.add_option("--seed", s.seed, "seed of the opening draw");
+    app.add_option("--pgn", s.pgn, "FILE to write every game to");
+    app.add_flag("--frc", s.frc, "Chess960 openings (sends UCI_Chess960=true)");
 }
 
 // Returns 0 when the command line is good, else the exit status.
 int parseArguments(int argc, char** argv, Settings& s) {
-    for (int i = 1; i < argc; ++i) {
-        std::string a = argv[i];
-        auto next = [&]() -> std::string { return i + 1 < argc ? argv[++i] : ""; };
-        try {
-            if (a == "--help" || a == "-h") {
-                std::cout << USAGE;
-                return 1;
-            } else if (a == "--engine") s.game.engines.push_back(next());
-            else if (a == "--name") s.game.names.push_back(next());
-            else if (a == "--option") {
-                std::string o = next();
-                if (o.size() < 3 || (o[0] != '1' && o[0] != '2') || o[1] != ':') return usage();
-                s.game.options[size_t(o[0] - '1')].push_back(parseSetting(o.substr(2)));
-            } else if (a == "--tc") {
-                std::string tc = next();
-                size_t plus = tc.find('+');
-                s.game.base = std::stod(tc.substr(0, plus));
-                s.game.increment = plus == std::string::npos ? 0 : std::stod(tc.substr(plus + 1));
-            } else if (a == "--games") s.games = std::stoi(next()), s.gamesGiven = true;
-            else if (a == "--concurrency") s.concurrency = std::stoi(next());
-            else if (a == "--book") s.book = next();
-            else if (a == "--book-order") {
-                std::string order = next();
-                if (order != "random" && order != "sequential") return usage();
-                s.sequentialBook = order == "sequential";
-            } else if (a == "--frc") s.frc = true;
-            else if (a == "--seed") s.seed = unsigned(std::stoul(next()));
-            else if (a == "--pgn") s.pgn = next();
-            else if (a == "--margin") s.game.margin = std::stod(next()) / 1000.0;
-            else if (a == "--sprt") {
-                s.sprt.on = true;
-                s.sprt.elo0 = std::stod(next());
-                s.sprt.elo1 = std::stod(next());
-                if (i + 2 < argc && isNumber(argv[i + 1]) && isNumber(argv[i + 2])) {
-                    s.sprt.alpha = std::stod(next());
-                    s.sprt.beta = std::stod(next());
-                }
-                if (!(s.sprt.elo1 > s.sprt.elo0) || !(s.sprt.alpha > 0 && s.sprt.alpha < 0.5) ||
-                    !(s.sprt.beta > 0 && s.sprt.beta < 0.5))
-                    return usage();
-            } else return usage();
-        } catch (const std::exception&) {
-            return usage();
+    CLI::App app{"Plays games between two UCI engines.", "match"};
+    prepareCommandLine(app);
+    std::string timeControl = "10+0.1", bookOrder = "random";
+    double marginMs = 0;
+    std::vector<std::string> userOptions;
+    std::vector<double> sprt;
+    declareOptions(app, s, timeControl, marginMs, userOptions, sprt, bookOrder);
+    app.callback([&] {
+        if (s.game.engines.size() != 2) throw CLI::ValidationError("--engine", "give exactly two engines");
+        if (!sprt.empty()) {
+            if (sprt.size() == 3) throw CLI::ValidationError("--sprt", "takes E0 E1 or E0 E1 ALPHA BETA");
+            s.sprt.on = true;
+            s.sprt.elo0 = sprt[0];
+            s.sprt.elo1 = sprt[1];
+            if (sprt.size() == 4) s.sprt.alpha = sprt[2], s.sprt.beta = sprt[3];
+            if (!(s.sprt.elo1 > s.sprt.elo0)) throw CLI::ValidationError("--sprt", "E1 must be above E0");
+            if (!(s.sprt.alpha > 0 && s.sprt.alpha < 0.5) || !(s.sprt.beta > 0 && s.sprt.beta < 0.5))
+                throw CLI::ValidationError("--sprt", "ALPHA and BETA lie between 0 and 0.5");
         }
-    }
-    if (s.game.engines.size() != 2 || s.book.empty() || s.games < 1) return usage();
+    });
+    if (auto status = parseCommandLine(app, argc, argv)) return *status == 0 ? 1 : *status;
+    for (const std::string& o : userOptions) s.game.options[size_t(o[0] - '1')].push_back(parseSetting(o.substr(2)));
+    parseTimeControl(timeControl, s.game.base, s.game.increment);
+    s.game.margin = marginMs / 1000.0;
+    s.sequentialBook = bookOrder == "sequential";
+    s.gamesGiven = app.count("--games") > 0;
     if (s.sprt.on && !s.gamesGiven) s.games = 20000;
     while (s.game.names.size() < 2) s.game.names.push_back("engine" + std::to_string(s.game.names.size() + 1));
     return 0;

@@ -1,26 +1,17 @@
 // Converts text lines "FEN;score;result" into a training data file, or
 // training data files into lines of the engine's tuning file.
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
+#include "command_line.h"
 #include "position_record.h"
 
 namespace {
-
-int usage() {
-    std::cerr << "usage: nnue_convert [--white-scores] [--mover-results] INPUT.txt OUTPUT.bin\n"
-                 "  Each line is FEN;score;result. The score is in centipawns from the side to move's\n"
-                 "  view (from White's with --white-scores); the result (1-0, 0-1, 1/2-1/2, 1, 0.5, 0)\n"
-                 "  is White's (the side to move's with --mover-results). Bad lines are reported and skipped.\n"
-                 "usage: nnue_convert --to-tuning [--every N] INPUT.bin [INPUT.bin ...] OUTPUT.epd\n"
-                 "  Writes every N-th position (1) of the data files as a tuning line: FEN c9 \"result\";\n"
-                 "  with White's result (castling and en passant rights are not in the data).\n";
-    return 2;
-}
 
 int toTuning(const std::vector<std::string>& inputs, const std::string& output, uint64_t every) {
     std::ofstream out(output);
@@ -59,39 +50,41 @@ int toTuning(const std::vector<std::string>& inputs, const std::string& output, 
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc > 1 && std::string(argv[1]) == "--to-tuning") {
-        uint64_t every = 1;
-        std::vector<std::string> files;
-        for (int i = 2; i < argc; ++i) {
-            std::string arg = argv[i];
-            if (arg == "--every" && i + 1 < argc) {
-                char* end = nullptr;
-                every = std::strtoull(argv[++i], &end, 10);
-                if (*end || every == 0) return usage();
-            } else if (arg.rfind("--", 0) == 0) {
-                return usage();
-            } else {
-                files.push_back(arg);
-            }
-        }
-        if (files.size() < 2) return usage();
+    CLI::App app{"Converts text lines \"FEN;score;result\" into a training data file (INPUT.txt OUTPUT.bin), or\n"
+                 "training data files into lines of the engine's tuning file (--to-tuning INPUT.bin ... OUTPUT.epd).\n"
+                 "Each text line is FEN;score;result. The score is in centipawns from the side to move's view (from\n"
+                 "White's with --white-scores); the result (1-0, 0-1, 1/2-1/2, 1, 0.5, 0) is White's (the side to\n"
+                 "move's with --mover-results). Bad lines are reported and skipped. --to-tuning writes every N-th\n"
+                 "position as a tuning line, FEN c9 \"result\"; with White's result (castling and en passant rights\n"
+                 "are not in the data).",
+                 "nnue_convert"};
+    prepareCommandLine(app);
+    TextLineOptions options;
+    bool toTuningLines = false, whiteScores = false, moverResults = false;
+    uint64_t every = 1;
+    std::vector<std::string> files;
+    app.add_option("files", files, "INPUT.txt OUTPUT.bin, or INPUT.bin [INPUT.bin ...] OUTPUT.epd")->required();
+    CLI::Option* tuning = app.add_flag("--to-tuning", toTuningLines, "write tuning lines from training data files");
+    app.add_option("--every", every, "with --to-tuning: every N-th position")
+        ->needs(tuning)
+        ->check(positiveNumber());
+    app.add_flag("--white-scores", whiteScores, "scores are from White's view")->excludes(tuning);
+    app.add_flag("--mover-results", moverResults, "results are from the side to move's view")->excludes(tuning);
+    app.callback([&] {
+        if (files.size() < 2 || (!toTuningLines && files.size() != 2))
+            throw CLI::ValidationError("files", toTuningLines ? "give one or more inputs and the output"
+                                                              : "give one input and the output");
+    });
+    if (auto status = parseCommandLine(app, argc, argv)) return *status;
+    if (toTuningLines) {
         std::string output = files.back();
         files.pop_back();
         initRecordTables();
         return toTuning(files, output, every);
     }
-    TextLineOptions options;
-    std::string paths[2];
-    int pathCount = 0;
-    for (int i = 1; i < argc; ++i) {
-        std::string arg = argv[i];
-        if (arg == "--white-scores") options.scoreFromWhite = true;
-        else if (arg == "--mover-results") options.resultFromWhite = false;
-        else if (arg.rfind("--", 0) == 0 || pathCount == 2) return usage();
-        else paths[pathCount++] = arg;
-    }
-    if (pathCount != 2) return usage();
-
+    options.scoreFromWhite = whiteScores;
+    options.resultFromWhite = !moverResults;
+    const std::vector<std::string>& paths = files;
     initRecordTables();
     std::ifstream in(paths[0]);
     if (!in) {

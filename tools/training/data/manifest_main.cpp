@@ -6,19 +6,13 @@
 #include <map>
 #include <string>
 
+#include <CLI/CLI.hpp>
+
+#include "command_line.h"
 #include "manifest.h"
 #include "training_data.h"
 
 namespace {
-
-int usage() {
-    std::cerr << "usage:\n"
-                 "  nnue_manifest add DIR FILE KIND [--network N] [--commit C] [--command TEXT]\n"
-                 "      records FILE (relative to DIR) with its position count; KIND is data, validation or net\n"
-                 "  nnue_manifest files DIR KIND   the files of that kind that are still there, one per line\n"
-                 "  nnue_manifest summary DIR      every entry, whether its file is there, and the totals\n";
-    return 2;
-}
 
 std::string utcNow() {
     std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
@@ -34,20 +28,7 @@ bool load(const std::filesystem::path& dir, std::vector<ManifestEntry>& entries)
     return false;
 }
 
-int add(const std::filesystem::path& dir, int argc, char** argv) {
-    if (argc < 5) return usage();
-    ManifestEntry e;
-    e.file = argv[3];
-    e.kind = argv[4];
-    if (e.kind != "data" && e.kind != "validation" && e.kind != "net") return usage();
-    for (int i = 5; i + 1 < argc; i += 2) {
-        std::string name = argv[i];
-        if (name == "--network") e.network = argv[i + 1];
-        else if (name == "--commit") e.commit = argv[i + 1];
-        else if (name == "--command") e.command = argv[i + 1];
-        else return usage();
-    }
-    if ((argc - 5) % 2) return usage();
+int add(const std::filesystem::path& dir, ManifestEntry e) {
     std::filesystem::path file = dir / e.file;
     if (!std::filesystem::exists(file)) {
         std::cerr << file.string() << " does not exist\n";
@@ -101,11 +82,32 @@ int summary(const std::filesystem::path& dir) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 3) return usage();
-    std::string command = argv[1];
-    std::filesystem::path dir = argv[2];
-    if (command == "add") return add(dir, argc, argv);
-    if (command == "files" && argc == 4) return files(dir, argv[3]);
-    if (command == "summary" && argc == 3) return summary(dir);
-    return usage();
+    CLI::App app{"Keeps the data folder's manifest.", "nnue_manifest"};
+    prepareCommandLine(app);
+    app.require_subcommand(1);
+    std::string dir, kind;
+    ManifestEntry entry;
+
+    CLI::App* addApp =
+        app.add_subcommand("add", "records FILE (relative to DIR) with its position count; KIND is data, validation or net");
+    addApp->add_option("DIR", dir, "the data folder")->required();
+    addApp->add_option("FILE", entry.file, "the file, relative to DIR")->required();
+    addApp->add_option("KIND", entry.kind, "data, validation or net")
+        ->required()
+        ->check(CLI::IsMember({"data", "validation", "net"}));
+    addApp->add_option("--network", entry.network, "the network that made the file");
+    addApp->add_option("--commit", entry.commit, "the engine's commit");
+    addApp->add_option("--command", entry.command, "TEXT: the command that made it");
+
+    CLI::App* filesApp = app.add_subcommand("files", "the files of that kind that are still there, one per line");
+    filesApp->add_option("DIR", dir, "the data folder")->required();
+    filesApp->add_option("KIND", kind, "data, validation or net")->required();
+
+    CLI::App* summaryApp = app.add_subcommand("summary", "every entry, whether its file is there, and the totals");
+    summaryApp->add_option("DIR", dir, "the data folder")->required();
+
+    if (auto status = parseCommandLine(app, argc, argv)) return *status;
+    if (*addApp) return add(dir, entry);
+    if (*filesApp) return files(dir, kind);
+    return summary(dir);
 }

@@ -12,7 +12,10 @@
 #include <iostream>
 #include <string>
 
+#include <CLI/CLI.hpp>
+
 #include "board/attacks.h"
+#include "command_line.h"
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
@@ -29,85 +32,48 @@ namespace {
 std::atomic<bool> interrupted{false};
 extern "C" void onInterrupt(int) { interrupted = true; }
 
-const char* const USAGE =
-    "usage: datagen (--out FILE | --texel FILE) (--positions N | --games N) [options]\n"
-    "  --out FILE          training data in the trainer's format\n"
-    "  --texel FILE        tuning lines (FEN c9 \"result\";) for the engine's texel command\n"
-    "  --positions N       stop after the game that brings the positions written to N\n"
-    "  --games N           stop after N games\n"
-    "  --nodes N           nodes searched per move (5000)\n"
-    "  --soft-nodes        finish the iteration that crosses --nodes instead of cutting it (up to 8 times it)\n"
-    "  --threads N         games played side by side, one per thread (1)\n"
-    "  --seed N            the same seed gives the same data, whatever the thread count (1)\n"
-    "  --bootstrap         search with the handcrafted evaluation only; no network needed\n"
-    "  --net FILE          network file (220321-307.nnue)\n"
-    "  --book FILE         standard openings (../shared/books/UHO_4060_v3.epd)\n"
-    "  --frc-book FILE     Chess960 start positions (../shared/books/FRC_openings.epd)\n"
-    "  --frc-share F       part of the target played as Chess960 games, 0..1 (0.1)\n"
-    "  --random-plies N    random moves after the book line (4)\n"
-    "  --opening-limit CP  draw the opening again while its first search scores beyond this (500; 0: never)\n"
-    "  --start-share F     part of the standard games played from the initial position instead (0.25)\n"
-    "  --start-plies N     random moves from the initial position in those games (8)\n"
-    "  --skip-plies N      self-play plies after the opening that are not kept (8)\n"
-    "  --syzygy DIRS       tablebase directories, ';'-separated: games end when the tables know the result\n"
-    "  --hash MB           transposition table per thread (16)\n"
-    "  --win-margin CP     win adjudication margin, White's view (800)\n"
-    "  --win-plies N       consecutive plies beyond it (4)\n"
-    "  --draw-margin CP    draw adjudication: |score| at most this (10)\n"
-    "  --draw-plies N      consecutive plies within it (12)\n"
-    "  --draw-start N      self-play plies before a draw may be adjudicated (60)\n"
-    "  --max-plies N       self-play plies after which a game is a draw (800)\n"
-    "  --report SECONDS    between progress lines (10)\n"
-    "SIGINT or SIGTERM ends the run after the games already written, with a complete file.\n";
+struct Choices {
+    bool bootstrap = false, softNodes = false;
+    std::string net = DEFAULT_NET_FILE, syzygy;
+};
 
-bool parseArguments(int argc, char** argv, GeneratorSettings& s, bool& bootstrap, std::string& net,
-                    std::string& syzygy) {
-    for (int i = 1; i < argc; ++i) {
-        std::string a = argv[i];
-        if (a == "--bootstrap") {
-            bootstrap = true;
-            continue;
-        }
-        if (a == "--soft-nodes") {
-            s.game.nodeLimit = NodeLimit::SOFT;
-            continue;
-        }
-        if (a == "--help" || a == "-h" || i + 1 >= argc) return false;
-        std::string v = argv[++i];
-        auto number = [&v] { return std::strtoull(v.c_str(), nullptr, 10); };
-        auto integer = [&v] { return std::atoi(v.c_str()); };
-        if (a == "--out") s.dataPath = v;
-        else if (a == "--texel") s.tuningPath = v;
-        else if (a == "--positions") s.positions = number();
-        else if (a == "--games") s.games = number();
-        else if (a == "--nodes") s.game.nodes = number();
-        else if (a == "--threads") s.threads = integer();
-        else if (a == "--seed") s.seed = number();
-        else if (a == "--net") net = v;
-        else if (a == "--book") s.bookPath = v;
-        else if (a == "--frc-book") s.chess960BookPath = v;
-        else if (a == "--frc-share") s.chess960Share = std::atof(v.c_str());
-        else if (a == "--random-plies") s.game.randomPlies = integer();
-        else if (a == "--opening-limit") s.game.openingLimit = integer();
-        else if (a == "--start-share") s.game.startShare = std::atof(v.c_str());
-        else if (a == "--start-plies") s.game.startPlies = integer();
-        else if (a == "--skip-plies") s.game.skipPlies = integer();
-        else if (a == "--syzygy") syzygy = v;
-        else if (a == "--hash") s.hashMegabytes = integer();
-        else if (a == "--win-margin") s.game.rules.winMargin = integer();
-        else if (a == "--win-plies") s.game.rules.winPlies = integer();
-        else if (a == "--draw-margin") s.game.rules.drawMargin = integer();
-        else if (a == "--draw-plies") s.game.rules.drawPlies = integer();
-        else if (a == "--draw-start") s.game.rules.drawStartPly = integer();
-        else if (a == "--max-plies") s.game.rules.maxPlies = integer();
-        else if (a == "--report") s.reportSeconds = std::atof(v.c_str());
-        else {
-            std::cerr << "unknown option " << a << "\n";
-            return false;
-        }
-    }
-    return (!s.dataPath.empty() || !s.tuningPath.empty()) && (s.positions > 0) != (s.games > 0) && s.threads >= 1
-           && s.game.nodes > 0 && s.hashMegabytes >= 1;
+void declareOptions(CLI::App& app, GeneratorSettings& s, Choices& c) {
+    GameSettings& g = s.game;
+    app.add_option("--out", s.dataPath, "FILE: training data in the trainer's format");
+    app.add_option("--texel", s.tuningPath, "FILE: tuning lines (FEN c9 \"result\";) for the engine's texel command");
+    app.add_option("--positions", s.positions, "stop after the game that brings the positions written to N")
+        ->default_str("");
+    app.add_option("--games", s.games, "stop after N games")->default_str("");
+    app.add_option("--nodes", g.nodes, "nodes searched per move")->check(positiveNumber());
+    app.add_flag("--soft-nodes", c.softNodes,
+                 "finish the iteration that crosses --nodes instead of cutting it (up to 8 times it)");
+    app.add_option("--threads", s.threads, "games played side by side, one per thread")->check(positiveNumber());
+    app.add_option("--seed", s.seed, "the same seed gives the same data, whatever the thread count");
+    app.add_flag("--bootstrap", c.bootstrap, "search with the handcrafted evaluation only; no network needed");
+    app.add_option("--net", c.net, "network file");
+    app.add_option("--book", s.bookPath, "standard openings");
+    app.add_option("--frc-book", s.chess960BookPath, "Chess960 start positions");
+    app.add_option("--frc-share", s.chess960Share, "part of the target played as Chess960 games, 0..1");
+    app.add_option("--random-plies", g.randomPlies, "random moves after the book line");
+    app.add_option("--opening-limit", g.openingLimit,
+                   "CP: draw the opening again while its first search scores beyond this (0: never)");
+    app.add_option("--start-share", g.startShare, "part of the standard games played from the initial position instead");
+    app.add_option("--start-plies", g.startPlies, "random moves from the initial position in those games");
+    app.add_option("--skip-plies", g.skipPlies, "self-play plies after the opening that are not kept");
+    app.add_option("--syzygy", c.syzygy, "tablebase directories, ';'-separated: games end when the tables know the result");
+    app.add_option("--hash", s.hashMegabytes, "MB of transposition table per thread")->check(positiveNumber());
+    app.add_option("--win-margin", g.rules.winMargin, "CP: win adjudication margin, White's view");
+    app.add_option("--win-plies", g.rules.winPlies, "consecutive plies beyond it");
+    app.add_option("--draw-margin", g.rules.drawMargin, "CP: draw adjudication: |score| at most this");
+    app.add_option("--draw-plies", g.rules.drawPlies, "consecutive plies within it");
+    app.add_option("--draw-start", g.rules.drawStartPly, "self-play plies before a draw may be adjudicated");
+    app.add_option("--max-plies", g.rules.maxPlies, "self-play plies after which a game is a draw");
+    app.add_option("--report", s.reportSeconds, "SECONDS between progress lines");
+    app.footer("SIGINT or SIGTERM ends the run after the games already written, with a complete file.");
+    app.callback([&s] {
+        if (s.dataPath.empty() && s.tuningPath.empty()) throw CLI::RequiredError("--out or --texel");
+        if ((s.positions > 0) == (s.games > 0)) throw CLI::ValidationError("--positions, --games", "give one of the two");
+    });
 }
 
 } // namespace
@@ -126,12 +92,17 @@ int main(int argc, char** argv) {
     settings.stopRequest = &interrupted;
     std::signal(SIGINT, onInterrupt);
     std::signal(SIGTERM, onInterrupt);
-    bool bootstrap = false;
-    std::string net = DEFAULT_NET_FILE, syzygy;
-    if (!parseArguments(argc, argv, settings, bootstrap, net, syzygy)) {
-        std::cerr << USAGE;
-        return 2;
-    }
+    CLI::App app{"Self-play training data for the network, and tuning lines for the \"texel\" command.\n"
+                 "One of --out and --texel, and one of --positions and --games, are needed.",
+                 "datagen"};
+    prepareCommandLine(app);
+    Choices choices;
+    declareOptions(app, settings, choices);
+    if (auto status = parseCommandLine(app, argc, argv)) return *status;
+    if (choices.softNodes) settings.game.nodeLimit = NodeLimit::SOFT;
+    bool bootstrap = choices.bootstrap;
+    const std::string& net = choices.net;
+    const std::string& syzygy = choices.syzygy;
     initAttackTables();
     initReductions();
     initZobrist();

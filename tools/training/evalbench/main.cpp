@@ -10,9 +10,11 @@
 // usage: evalbench [depth] [network file]   (default 3)
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
+#include <string>
 #include <memory>
 #include <vector>
+
+#include <CLI/CLI.hpp>
 
 #include "board/attacks.h"
 #include "board/makemove.h"
@@ -21,6 +23,7 @@
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "eval/nnue.h"
+#include "command_line.h"
 #include "net_builder.h"
 
 namespace {
@@ -86,7 +89,13 @@ double timePerCall(int calls, F&& f) {
 } // namespace
 
 int main(int argc, char** argv) {
-    int depth = argc > 1 ? std::atoi(argv[1]) : 3;
+    CLI::App app{"Cost of the static evaluation against the cost of walking the move tree.", "evalbench"};
+    prepareCommandLine(app);
+    int depth = 3;
+    std::string netFile;
+    app.add_option("depth", depth, "depth of the walk");
+    app.add_option("net", netFile, "network file, measured beside the random and the material nets");
+    if (auto status = parseCommandLine(app, argc, argv)) return *status;
     initAttackTables();
     initZobrist();
 
@@ -106,12 +115,11 @@ int main(int argc, char** argv) {
                 reference.nsPerNode, (unsigned long long)reference.nodes);
     // The random net's inputs are almost never zero (the first layer's worst
     // case); the material net's are mostly zero.
-    const char* netFile = argc > 2 ? argv[2] : nullptr;
-    for (int netKind = 0; netKind < (netFile ? 3 : 2); ++netKind) {
+    for (int netKind = 0; netKind < (netFile.empty() ? 2 : 3); ++netKind) {
         if (netKind == 0) fillRandomNet(nnue, 1);
         else if (netKind == 1) fillMaterialNet(nnue);
         else if (!loadNetFile(netFile)) {
-            std::printf("cannot read network %s\n", netFile);
+            std::printf("cannot read network %s\n", netFile.c_str());
             return 1;
         }
         evaluationChanged();

@@ -4,32 +4,29 @@
 #include <iostream>
 #include <thread>
 
+#include <CLI/CLI.hpp>
+
+#include "command_line.h"
 #include "net_compare.h"
 #include "position_record.h"
 #include "quantise.h"
 #include "training.h"
 
-namespace {
-
-int usage() {
-    std::cerr << "usage: netcheck NET DATA [CHECKPOINT] [--limit N]\n"
-                 "  Compares the float network of CHECKPOINT (without one: the network file's weights read\n"
-                 "  back as floats) with the engine's evaluation of NET on the positions of DATA, in centipawns.\n";
-    return 2;
-}
-
-} // namespace
-
 int main(int argc, char** argv) {
+    CLI::App app{"Compares the float network of CHECKPOINT (without one: the network file's weights read back as\n"
+                 "floats) with the engine's evaluation of NET on the positions of DATA, in centipawns.",
+                 "netcheck"};
+    prepareCommandLine(app);
     std::vector<std::string> paths;
     size_t limit = 0;
-    for (int i = 1; i < argc; ++i) {
-        std::string arg = argv[i];
-        if (arg == "--limit" && i + 1 < argc) limit = std::stoull(argv[++i]);
-        else if (arg.rfind("--", 0) == 0) return usage();
-        else paths.push_back(arg);
-    }
-    if (paths.size() < 2 || paths.size() > 3) return usage();
+    app.add_option("paths", paths, "NET DATA [CHECKPOINT]: the network file, the positions and the checkpoint")
+        ->required()
+        ->expected(2, 3);
+    app.add_option("--limit", limit, "positions compared at most (0: all)");
+    app.callback([&paths] {
+        if (paths.size() < 2) throw CLI::ValidationError("paths", "give NET and DATA");
+    });
+    if (auto status = parseCommandLine(app, argc, argv)) return *status;
 
     initRecordTables();
     if (!loadNetFile(paths[0])) {

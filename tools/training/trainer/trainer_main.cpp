@@ -6,10 +6,12 @@
 #include <fstream>
 #include <iomanip>
 #include <iostream>
-#include <map>
 #include <sstream>
 #include <thread>
 
+#include <CLI/CLI.hpp>
+
+#include "command_line.h"
 #include "curve_svg.h"
 #include "data_filter.h"
 #include "eval/network.h"
@@ -19,60 +21,26 @@
 
 namespace {
 
-int usage() {
-    std::cerr <<
-        "usage:\n"
-        "  nnue_trainer train --data FILE [--data FILE ...] --out DIR [options]\n"
-        "      --epochs N (20)  --batch N (16384)  --lr X (0.001)\n"
-        "      --schedule cosine|exp (cosine: the rate falls along half a cosine to --lr-end times its start\n"
-        "        at the last epoch; exp: times --lr-decay per epoch)  --lr-end X (0.01)  --lr-decay X (0.95)\n"
-        "      --lambda X (0.75: weight of the search score, the rest on the game result)\n"
-        "      --lambda-end X (off: the weight moves in a straight line from --lambda to X at the last epoch)\n"
-        "      --k X (173.718 centipawns in sigmoid(score / k))  --validation X (0.02)\n"
-        "      --threads N (all cores)  --seed N (1)  --resume CHECKPOINT\n"
-        "      --round-weights 0|1 (1: the forward pass reads every weight rounded to the integer\n"
-        "        steps of the network file, so the exported net keeps the float net's accuracy)\n"
-        "      --warmup N (200 steps over which the learning rate climbs from 0)\n"
-        "      --mirror 0|1 (0; 1: half the positions of each epoch are seen reflected left to right)\n"
-        "      --factoriser 0|1 (1: train 768 shared piece-square rows beside the king-square blocks,\n"
-        "        folded into them on export)\n"
-        "      --king-buckets 4|8|16|32|64 (64: every king square its own rows, the file's layout; fewer:\n"
-        "        king squares share rows by bucket, reflected left to right, written out to all 64 on export)\n"
-        "      --init-net FILE (start from this network file's weights instead of random ones; with king\n"
-        "        buckets each bucket starts at the mean of the king squares it covers)\n"
-        "      --filter-margin N (100: drop positions whose material balance sends them to the handcrafted\n"
-        "        evaluation by more than N centipawns; -1 keeps all)\n"
-        "      --validation-data FILE (a held-out file of other games; replaces the random --validation\n"
-        "        split; only positions the network scores count)\n"
-        "    Writes DIR/checkpoint.bin, DIR/net.nnue, DIR/curve.svg and DIR/log.csv after every epoch.\n"
-        "    On --resume the settings stored in the checkpoint are used; --epochs is the total to reach.\n"
-        "  nnue_trainer export --checkpoint FILE --out NET\n"
-        "  nnue_trainer bench [--positions N (100000)] [--threads N (all cores)] [--batch N (16384)]\n"
-        "      [--king-buckets N (also measures one thread with N king buckets)]\n";
-    return 2;
-}
-
-// Options "--name value"; repeated names collect every value.
-std::multimap<std::string, std::string> parseOptions(int argc, char** argv, bool& ok) {
-    std::multimap<std::string, std::string> options;
-    ok = true;
-    for (int i = 2; i < argc; i += 2) {
-        std::string name = argv[i];
-        if (name.rfind("--", 0) != 0 || i + 1 >= argc) {
-            ok = false;
-            break;
-        }
-        options.emplace(name.substr(2), argv[i + 1]);
-    }
-    return options;
-}
-
-std::string option(const std::multimap<std::string, std::string>& o, const std::string& name, const std::string& fallback) {
-    auto it = o.find(name);
-    return it == o.end() ? fallback : it->second;
-}
-
 int defaultThreads() { return std::max(1u, std::thread::hardware_concurrency()); }
+
+// The command line of "train"; TrainingSettings holds the defaults of the
+// settings a checkpoint keeps.
+struct TrainOptions {
+    std::vector<std::string> data;
+    std::string out, resume, initNet, validationFile;
+    int threads = defaultThreads();
+    int epochs = 20;  // on --resume, the total to reach
+    std::string schedule = "cosine";
+    int filterMargin = DEFAULT_FILTER_MARGIN;
+    TrainingSettings settings;
+};
+
+struct BenchOptions {
+    size_t positions = 100000;
+    int threads = defaultThreads();
+    int batch = 16384;
+    int kingBuckets = FULL_KING_LAYOUT;
+};
 
 std::string describe(const Trainer& t, size_t positions) {
     std::ostringstream d;
@@ -121,67 +89,42 @@ bool startFromNetFile(Trainer& t, const std::string& path) {
     return true;
 }
 
-int train(const std::multimap<std::string, std::string>& o) {
-    std::string outDir = option(o, "out", "");
-    if (outDir.empty() || o.count("data") == 0) return usage();
+int train(const TrainOptions& o) {
+    const std::string& outDir = o.out;
     std::filesystem::create_directories(outDir);
 
     Trainer t;
-    int threads = std::stoi(option(o, "threads", std::to_string(defaultThreads())));
-    std::string resume = option(o, "resume", "");
-    if (!resume.empty()) {
+    if (!o.resume.empty()) {
         std::string error;
-        if (!loadCheckpoint(t, resume, &error)) {
+        if (!loadCheckpoint(t, o.resume, &error)) {
             std::cerr << error << "\n";
             return 1;
         }
-        t.threads = std::max(1, threads);
+        t.threads = std::max(1, o.threads);
         std::cout << "resuming after epoch " << t.epochsDone << "\n";
     } else {
-        TrainingSettings s;
-        s.batchSize = std::stoi(option(o, "batch", "16384"));
-        s.learningRate = std::stof(option(o, "lr", "0.001"));
-        s.learningRateDecay = std::stof(option(o, "lr-decay", "0.95"));
-        std::string schedule = option(o, "schedule", "cosine");
-        if (schedule != "cosine" && schedule != "exp") return usage();
-        s.schedule = schedule == "cosine" ? Schedule::Cosine : Schedule::Exponential;
-        s.finalRateFraction = std::stof(option(o, "lr-end", "0.01"));
-        s.totalEpochs = std::stoi(option(o, "epochs", "20"));
-        s.factorised = option(o, "factoriser", "1") != "0";
-        s.kingBuckets = std::stoi(option(o, "king-buckets", std::to_string(FULL_KING_LAYOUT)));
-        if (!isKingBucketCount(s.kingBuckets)) {
-            std::cerr << "--king-buckets takes 4, 8, 16, 32 or 64 (64: every king square its own rows)\n";
-            return 2;
-        }
-        s.lambda = std::stof(option(o, "lambda", "0.75"));
-        s.lambdaEnd = std::stof(option(o, "lambda-end", "-1"));
-        s.sigmoidK = std::stof(option(o, "k", std::to_string(DEFAULT_SIGMOID_K)));
-        s.validationFraction = std::stod(option(o, "validation", "0.02"));
-        s.seed = std::stoull(option(o, "seed", "1"));
-        s.roundWeights = option(o, "round-weights", "1") != "0";
-        s.mirror = option(o, "mirror", "0") != "0";
-        s.warmupSteps = std::stoi(option(o, "warmup", "200"));
+        TrainingSettings s = o.settings;
+        s.schedule = o.schedule == "cosine" ? Schedule::Cosine : Schedule::Exponential;
+        s.totalEpochs = o.epochs;
         if (s.mirror && s.kingBuckets != FULL_KING_LAYOUT)
             std::cout << "note: --mirror changes nothing with king buckets, which are symmetric already\n";
-        initTrainer(t, s, threads);
-        std::string initNet = option(o, "init-net", "");
-        if (!initNet.empty() && !startFromNetFile(t, initNet)) return 1;
+        initTrainer(t, s, o.threads);
+        if (!o.initNet.empty() && !startFromNetFile(t, o.initNet)) return 1;
     }
-    int epochs = std::stoi(option(o, "epochs", "20"));
+    int epochs = o.epochs;
 
     std::vector<TrainingRecord> all;
-    for (auto [it, end] = o.equal_range("data"); it != end; ++it) {
+    for (const std::string& file : o.data) {
         std::string error;
-        if (!readAllRecords(it->second, all, &error)) {
+        if (!readAllRecords(file, all, &error)) {
             std::cerr << error << "\n";
             return 1;
         }
     }
     size_t positions = all.size();
-    int margin = std::stoi(option(o, "filter-margin", std::to_string(DEFAULT_FILTER_MARGIN)));
-    size_t dropped = keepNetworkPositions(all, margin);
+    size_t dropped = keepNetworkPositions(all, o.filterMargin);
     std::vector<TrainingRecord> trainSet, validation;
-    std::string validationFile = option(o, "validation-data", "");
+    const std::string& validationFile = o.validationFile;
     if (validationFile.empty()) {
         splitValidation(all, t.settings.validationFraction, t.settings.seed, trainSet, validation);
     } else {
@@ -230,9 +173,7 @@ int train(const std::multimap<std::string, std::string>& o) {
     return 0;
 }
 
-int exportCommand(const std::multimap<std::string, std::string>& o) {
-    std::string checkpoint = option(o, "checkpoint", ""), out = option(o, "out", "");
-    if (checkpoint.empty() || out.empty()) return usage();
+int exportCommand(const std::string& checkpoint, const std::string& out) {
     Trainer t;
     std::string error;
     if (!loadCheckpoint(t, checkpoint, &error)) {
@@ -263,12 +204,9 @@ double benchmarkTraining(const std::vector<TrainingRecord>& data, int threads, i
     return double(data.size()) / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-int bench(const std::multimap<std::string, std::string>& o) {
-    size_t positions = std::stoull(option(o, "positions", "100000"));
-    int threads = std::stoi(option(o, "threads", std::to_string(defaultThreads())));
-    int batch = std::stoi(option(o, "batch", "16384"));
-    int kingBuckets = std::stoi(option(o, "king-buckets", std::to_string(FULL_KING_LAYOUT)));
-    if (!isKingBucketCount(kingBuckets)) return usage();
+int bench(const BenchOptions& o) {
+    size_t positions = o.positions;
+    int threads = o.threads, batch = o.batch, kingBuckets = o.kingBuckets;
     std::vector<TrainingRecord> data = syntheticRecords(positions, 7);
     FloatNet net;
     initRandomNet(net, 1);
@@ -293,21 +231,86 @@ int bench(const std::multimap<std::string, std::string>& o) {
     return 0;
 }
 
+// The king bucket counts the trainer knows, for --king-buckets.
+CLI::IsMember kingBucketCounts() {
+    std::vector<int> counts;
+    for (int n = 1; n <= FULL_KING_LAYOUT; ++n)
+        if (isKingBucketCount(n)) counts.push_back(n);
+    return CLI::IsMember(counts);
+}
+
+void declareTrain(CLI::App& app, TrainOptions& o) {
+    TrainingSettings& s = o.settings;
+    CLI::App* train = app.add_subcommand("train", "train a network; writes DIR/checkpoint.bin, DIR/net.nnue, "
+                                                  "DIR/curve.svg and DIR/log.csv after every epoch");
+    train->add_option("--data", o.data, "training data file; repeatable")->required()->allow_extra_args(false);
+    train->add_option("--out", o.out, "DIR for the checkpoint, the network and the logs")->required();
+    train->add_option("--epochs", o.epochs, "epochs to train (on --resume: the total to reach)");
+    train->add_option("--batch", s.batchSize, "positions per step");
+    train->add_option("--lr", s.learningRate, "learning rate at the start");
+    train->add_option("--schedule", o.schedule,
+                      "cosine: the rate falls along half a cosine to --lr-end times its start at the last epoch; "
+                      "exp: times --lr-decay per epoch")
+        ->check(CLI::IsMember({"cosine", "exp"}));
+    train->add_option("--lr-end", s.finalRateFraction, "cosine: the last epoch's rate, as a share of the start");
+    train->add_option("--lr-decay", s.learningRateDecay, "exp: the rate's factor per epoch");
+    train->add_option("--lambda", s.lambda, "weight of the search score, the rest on the game result");
+    train->add_option("--lambda-end", s.lambdaEnd,
+                      "the weight moves in a straight line from --lambda to this at the last epoch")
+        ->default_str("off");
+    train->add_option("--k", s.sigmoidK, "centipawns in sigmoid(score / k)");
+    train->add_option("--validation", s.validationFraction, "share of the positions held out at random");
+    train->add_option("--threads", o.threads, "threads")->default_str("all cores");
+    train->add_option("--seed", s.seed, "seed of the weights, the split and the order");
+    train->add_option("--resume", o.resume,
+                      "CHECKPOINT to continue; the settings stored in it are used");
+    train->add_option("--round-weights", s.roundWeights,
+                      "0|1: 1: the forward pass reads every weight rounded to the integer steps of the network file, "
+                      "so the exported net keeps the float net's accuracy");
+    train->add_option("--warmup", s.warmupSteps, "steps over which the learning rate climbs from 0");
+    train->add_option("--mirror", s.mirror, "0|1: 1: half the positions of each epoch are seen reflected left to right");
+    train->add_option("--factoriser", s.factorised,
+                      "0|1: 1: train 768 shared piece-square rows beside the king-square blocks, folded into them "
+                      "on export");
+    train->add_option("--king-buckets", s.kingBuckets,
+                      "64: every king square its own rows, the file's layout; fewer: king squares share rows by "
+                      "bucket, reflected left to right, written out to all 64 on export")
+        ->check(kingBucketCounts());
+    train->add_option("--init-net", o.initNet,
+                      "FILE: start from this network file's weights instead of random ones; with king buckets each "
+                      "bucket starts at the mean of the king squares it covers");
+    train->add_option("--filter-margin", o.filterMargin,
+                      "drop positions whose material balance sends them to the handcrafted evaluation by more than "
+                      "this many centipawns; -1 keeps all");
+    train->add_option("--validation-data", o.validationFile,
+                      "FILE: a held-out file of other games; replaces the random --validation split; only positions "
+                      "the network scores count");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2) return usage();
-    std::string command = argv[1];
-    bool ok = true;
-    auto options = parseOptions(argc, argv, ok);
-    if (!ok) return usage();
-    try {
-        if (command == "train") return train(options);
-        if (command == "export") return exportCommand(options);
-        if (command == "bench") return bench(options);
-    } catch (const std::exception& e) {
-        std::cerr << "bad option value: " << e.what() << "\n";
-        return 2;
-    }
-    return usage();
+    CLI::App app{"Trains the engine's network from training data files.", "nnue_trainer"};
+    prepareCommandLine(app);
+    app.require_subcommand(1);
+    TrainOptions trainOptions;
+    declareTrain(app, trainOptions);
+
+    std::string checkpoint, net;
+    CLI::App* exportApp = app.add_subcommand("export", "write the network of a checkpoint");
+    exportApp->add_option("--checkpoint", checkpoint, "FILE")->required();
+    exportApp->add_option("--out", net, "NET file to write")->required();
+
+    BenchOptions benchOptions;
+    CLI::App* benchApp = app.add_subcommand("bench", "training speed on made-up positions");
+    benchApp->add_option("--positions", benchOptions.positions, "positions");
+    benchApp->add_option("--threads", benchOptions.threads, "threads")->default_str("all cores");
+    benchApp->add_option("--batch", benchOptions.batch, "positions per step");
+    benchApp->add_option("--king-buckets", benchOptions.kingBuckets, "also measures one thread with this many king buckets")
+        ->check(kingBucketCounts());
+
+    if (auto status = parseCommandLine(app, argc, argv)) return *status;
+    if (*exportApp) return exportCommand(checkpoint, net);
+    if (*benchApp) return bench(benchOptions);
+    return train(trainOptions);
 }
