@@ -125,34 +125,31 @@ TEST_F(MoveGen, EnPassantThatExposesTheKingIsIllegal) {
     EXPECT_EQ(std::count_if(freeMoves.begin(), freeMoves.end(), [](Move m) { return moveFlag(m) == FLAG_EP; }), 1);
 }
 
-TEST_F(MoveGen, CastlingThroughAttackedSquares) {
+// Castling in chess and Chess960: the squares the king crosses must be safe, those both pieces cross empty.
+TEST_F(MoveGen, CastlingNeedsSafeAndEmptySquares) {
     TestPosition clear("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
     auto q = quiets(*clear);
     EXPECT_EQ(std::count_if(q.begin(), q.end(), [](Move m) { return isCastling(m); }), 2);
-    // A black rook on f8 covers f1: no short castling; long stays.
-    EXPECT_EQ(legalCount("r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", makeMove(4, 6, FLAG_SHORT)), 0);
-    EXPECT_EQ(legalCount("r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", makeMove(4, 2, FLAG_LONG)), 1);
-    // An attacked b1 does not stop long castling; an attacked destination does.
-    EXPECT_EQ(legalCount("1r2k3/8/8/8/8/8/8/R3K3 w Q - 0 1", makeMove(4, 2, FLAG_LONG)), 1);
-    EXPECT_EQ(legalCount("2r1k3/8/8/8/8/8/8/R3K3 w Q - 0 1", makeMove(4, 2, FLAG_LONG)), 0);
-    // No castling out of check.
-    EXPECT_EQ(legalCount("4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", makeMove(4, 6, FLAG_SHORT)), 0);
-    EXPECT_EQ(legalCount("4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", makeMove(4, 2, FLAG_LONG)), 0);
-}
-
-TEST_F(MoveGen, Chess960CastlingWithKingAndRookOnTheirTargets) {
-    Chess960Scope on(true);
-    // King b1, rook a1: long castling goes b1 -> c1, needing only c1 and d1 empty.
-    EXPECT_EQ(legalCount("r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", makeMove(sq("b1"), sq("c1"), FLAG_LONG)), 1);
-    EXPECT_EQ(legalCount("r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", makeMove(sq("b1"), sq("g1"), FLAG_SHORT)), 1);
-    EXPECT_EQ(legalCount("r3k2r/8/8/8/8/8/8/RK1N3R w AH - 0 1", makeMove(sq("b1"), sq("c1"), FLAG_LONG)), 0);  // d1 taken
-    // A rook on the far side behind the castling rook gives check after the rook leaves.
-    EXPECT_EQ(legalCount("4k3/8/8/8/8/8/8/r1RK4 w C - 0 1", makeMove(sq("d1"), sq("c1"), FLAG_LONG)), 0);
+    struct Case { bool chess960; const char *fen, *from, *to; int flag; long legal; const char* why; } cases[] = {
+        {false, "r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", "e1", "g1", FLAG_SHORT, 0, "a rook on f8 covers f1"},
+        {false, "r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", "e1", "c1", FLAG_LONG, 1, "long castling stays"},
+        {false, "1r2k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1", "c1", FLAG_LONG, 1, "an attacked b1 does not stop it"},
+        {false, "2r1k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1", "c1", FLAG_LONG, 0, "an attacked destination does"},
+        {false, "4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", "e1", "g1", FLAG_SHORT, 0, "out of check"},
+        {false, "4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", "e1", "c1", FLAG_LONG, 0, "out of check, long"},
+        {true, "r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", "b1", "c1", FLAG_LONG, 1, "king b1, rook a1: c1 and d1 empty"},
+        {true, "r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", "b1", "g1", FLAG_SHORT, 1, "king b1, rook h1"},
+        {true, "r3k2r/8/8/8/8/8/8/RK1N3R w AH - 0 1", "b1", "c1", FLAG_LONG, 0, "d1 taken"},
+        {true, "4k3/8/8/8/8/8/8/r1RK4 w C - 0 1", "d1", "c1", FLAG_LONG, 0, "the rook behind gives check once the castling rook leaves"},
+        {true, "4k3/8/8/8/8/8/8/5KR1 w G - 0 1", "f1", "g1", FLAG_SHORT, 1, "king and rook on each other's targets"}};
+    for (const Case& c : cases) {
+        Chess960Scope scope(c.chess960);
+        EXPECT_EQ(legalCount(c.fen, makeMove(sq(c.from), sq(c.to), c.flag)), c.legal) << c.fen << ": " << c.why;
+    }
     // King f1 and rook g1: after castling short the king is on g1 and the rook on f1.
-    const char* fen = "4k3/8/8/8/8/8/8/5KR1 w G - 0 1";
+    Chess960Scope on(true);
+    TestPosition fg("4k3/8/8/8/8/8/8/5KR1 w G - 0 1");
     Move castle = makeMove(sq("f1"), sq("g1"), FLAG_SHORT);
-    ASSERT_EQ(legalCount(fen, castle), 1);
-    TestPosition fg(fen);
     makeMove(*fg, 0, castle);
     EXPECT_TRUE(fg->board[sq("g1")] == WKING && fg->board[sq("f1")] == WROOK && popcount(occupancy(*fg)) == 3);
     EXPECT_TRUE(positionIsConsistent(*fg, 1));

@@ -28,6 +28,18 @@ int32_t compareKernels(const int16_t* mover, const int16_t* other, const std::st
     return reference;
 }
 
+// Random playouts from `fen`: `visit(position, ply)` before each move, until mate, stalemate or `plies` moves.
+template <class Visit> void playOut(const char* fen, TestRng& rng, int plies, Visit visit) {
+    TestPosition p(fen);
+    for (int ply = 0; ply < plies; ++ply) {
+        visit(*p, ply);
+        Move* end = generateLegal(ply, *p);
+        int n = int(end - p->plyStates[ply].moveStart);
+        if (!n) break;
+        makeMove(*p, ply, p->plyStates[ply].moveStart[rng.below(n)]);
+    }
+}
+
 // The build machine has AVX2; a silently skipped kernel would hide a fault. The comparisons cover AVX-512 VNNI where
 // the processor has it.
 TEST(NnueKernels, ThisMachineRunsAllThree) {
@@ -48,36 +60,27 @@ TEST(NnueKernels, DefaultBuildRunsTheWidestKernelThisMachineHas) {
 #endif
 
 TEST(NnueKernels, SameOutputOnRandomPositions) {
-    auto kernels = vectorKernels();
-    const char* fens[] = {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
-                          "r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/1PPBBPPP/R3K2R w KQkq - 0 1",
+    const char* fens[] = {START_FEN, "r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/1PPBBPPP/R3K2R w KQkq - 0 1",
                           "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1"};
     int compared = 0, distinct = 0;
     int32_t previous = 0;
     for (uint64_t seed : {21, 22, 23}) {
         useRandomNet(seed);
         for (const char* fen : fens) {
-            TestPosition p(fen);
             TestRng rng{seed * 7919};
-            for (int game = 0; game < 4; ++game) {
-                setFen(*p, fen);
-                for (int ply = 0; ply < 40; ++ply) {
-                    int32_t reference = nnueEvaluate(*p, ply, scalarKernel);
-                    Accumulator saved = p->acc[ply];
-                    for (const NnueKernel* k : kernels) {
-                        p->acc[ply].computed = 0;
-                        EXPECT_EQ(reference, nnueEvaluate(*p, ply, *k)) << k->name << " " << getFen(*p);
-                        EXPECT_EQ(0, std::memcmp(saved.values, p->acc[ply].values, sizeof saved.values)) << k->name;
+            for (int game = 0; game < 4; ++game)
+                playOut(fen, rng, 40, [&](Position& p, int ply) {
+                    int32_t reference = nnueEvaluate(p, ply, scalarKernel);
+                    Accumulator saved = p.acc[ply];
+                    for (const NnueKernel* k : vectorKernels()) {
+                        p.acc[ply].computed = 0;
+                        EXPECT_EQ(reference, nnueEvaluate(p, ply, *k)) << k->name << " " << getFen(p);
+                        EXPECT_EQ(0, std::memcmp(saved.values, p.acc[ply].values, sizeof saved.values)) << k->name;
                     }
                     ++compared;
                     distinct += reference != previous;
                     previous = reference;
-                    Move* end = generateLegal(ply, *p);
-                    int n = int(end - p->plyStates[ply].moveStart);
-                    if (!n) break;
-                    makeMove(*p, ply, p->plyStates[ply].moveStart[rng.below(n)]);
-                }
-            }
+                });
         }
     }
     EXPECT_GT(compared, 300);
@@ -85,45 +88,34 @@ TEST(NnueKernels, SameOutputOnRandomPositions) {
 }
 
 // Accumulators over the whole 16-bit range push every layer into its saturations; inputs at the top of their range
-// are where a fused multiply-add without saturation would show.
-TEST(NnueKernels, SameOutputOnExtremeAccumulators) {
+// are where a fused multiply-add without saturation would show. The vector kernels list the non-zero input chunks
+// before the first layer: the ends of that list (nothing active, everything active, one chunk at either end of the
+// input) are where an off-by-one would show.
+TEST(NnueKernels, SameOutputOnExtremeAndSparseInputs) {
     TestRng rng{0xfeed};
-    alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN], high[NNUE_HIDDEN], mixed[NNUE_HIDDEN];
-    for (int i = 0; i < NNUE_HIDDEN; ++i) {
-        high[i] = int16_t(127 + i);
-        mixed[i] = int16_t(i % 3 == 0 ? 127 : i % 3 == 1 ? -5 : 64);
-    }
+    alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
+    auto compare = [&](auto moverAt, auto otherAt, const std::string& what) {
+        for (int i = 0; i < NNUE_HIDDEN; ++i) mover[i] = int16_t(moverAt(i)), other[i] = int16_t(otherAt(i));
+        return compareKernels(mover, other, what);
+    };
+    auto high = [](int i) { return 127 + i; };
+    auto mixed = [](int i) { return i % 3 == 0 ? 127 : i % 3 == 1 ? -5 : 64; };
+    auto inactive = [](int) { return -3; };
     for (uint64_t seed : {31, 32}) {
         useRandomNet(seed);
-        compareKernels(high, mixed, "high, mixed");
-        compareKernels(mixed, high, "mixed, high");
+        compare(high, mixed, "high, mixed");
+        compare(mixed, high, "mixed, high");
+        int32_t none = compare(inactive, inactive, "no input active");
+        EXPECT_NE(none, compare([](int i) { return i ? -3 : 90; }, inactive, "first input only"));
+        EXPECT_NE(none, compare(inactive, [](int i) { return i == NNUE_HIDDEN - 1 ? 90 : -3; }, "last input only"));
+        compare([](int i) { return 1 + i % 127; }, [](int i) { return 127 - i % 100; }, "every input active");
+        compare([](int i) { return i % 5 == 0 ? 50 : 0; }, [](int i) { return i % 7 == 3 ? 20 : -1; }, "scattered inputs");
         for (int round = 0; round < 300; ++round) {
             int spread = round % 3 == 0 ? 65536 : round % 3 == 1 ? 300 : 40;
-            for (int i = 0; i < NNUE_HIDDEN; ++i) {
-                mover[i] = int16_t(int(rng.next() % uint64_t(spread)) - spread / 2);
-                other[i] = int16_t(int(rng.next() % uint64_t(spread)) - spread / 2);
-            }
-            compareKernels(mover, other, "round " + std::to_string(round));
+            auto random = [&](int) { return int(rng.next() % uint64_t(spread)) - spread / 2; };
+            compare(random, random, "round " + std::to_string(round));
         }
     }
-}
-
-// The vector kernels list the non-zero input chunks before the first layer: the ends of that list (nothing active,
-// everything active, one chunk at either end of the input) are where an off-by-one would show.
-TEST(NnueKernels, SameOutputFromNoneToEveryInputActive) {
-    alignas(64) int16_t mover[NNUE_HIDDEN], other[NNUE_HIDDEN];
-    useRandomNet(51);
-    auto compare = [&](const char* what) { return compareKernels(mover, other, what); };
-    for (int i = 0; i < NNUE_HIDDEN; ++i) mover[i] = other[i] = -3;
-    int32_t none = compare("no input active");
-    mover[0] = 90;
-    EXPECT_NE(none, compare("first input only"));
-    mover[0] = -3, other[NNUE_HIDDEN - 1] = 90;
-    EXPECT_NE(none, compare("last input only"));
-    for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = int16_t(1 + i % 127); other[i] = int16_t(127 - i % 100); }
-    compare("every input active");
-    for (int i = 0; i < NNUE_HIDDEN; ++i) { mover[i] = i % 5 == 0 ? 50 : 0; other[i] = i % 7 == 3 ? 20 : -1; }
-    compare("scattered inputs");
 }
 
 TEST(NnueKernels, SameAccumulatorUpdates) {
@@ -210,34 +202,25 @@ TEST(MaterialNet, OutputIsEighteenTimesTheLead) {
     evaluationChanged();
     TestRng rng{3};
     int checked = 0, nonZero = 0;
-    for (const char* fen : {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
-                            "r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/1PPBBPPP/R3K2R w KQkq - 0 1"}) {
-        TestPosition p(fen);
-        for (int ply = 0; ply < 60; ++ply) {
-            int lead = blendedLead(*p);
-            if (lead > -2000 && lead < 2000) {
-                EXPECT_EQ(18 * lead, nnueEvaluate(*p, ply)) << getFen(*p);
-                ++checked;
-                nonZero += lead != 0;
-            }
-            Move* end = generateLegal(ply, *p);
-            int n = int(end - p->plyStates[ply].moveStart);
-            if (!n) break;
-            makeMove(*p, ply, p->plyStates[ply].moveStart[rng.below(n)]);
-        }
-    }
+    for (const char* fen : {START_FEN, "r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/1PPBBPPP/R3K2R w KQkq - 0 1"})
+        playOut(fen, rng, 60, [&](Position& p, int ply) {
+            int lead = blendedLead(p);
+            if (lead <= -2000 || lead >= 2000) return;
+            EXPECT_EQ(18 * lead, nnueEvaluate(p, ply)) << getFen(p);
+            ++checked;
+            nonZero += lead != 0;
+        });
     EXPECT_TRUE(checked > 60 && nonZero > 30) << checked << " " << nonZero;
 }
 
 TEST(MaterialNet, ScoresArePlausibleCentipawns) {
     fillMaterialNet(nnue);
     evaluationChanged();
-    EXPECT_EQ(0, [] { TestPosition p("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"); return evaluate(0, *p); }());
+    auto score = [](const char* fen) { TestPosition p(fen); return evaluate(0, *p); };
+    EXPECT_EQ(0, score(START_FEN));
     // A knight up with the full board: near the knight's value, from either side.
-    TestPosition up("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
-    int score = evaluate(0, *up);
-    EXPECT_TRUE(score > 250 && score < 450) << score;
-    TestPosition down("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1");
-    EXPECT_EQ(-score, evaluate(0, *down));
+    int up = score("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    EXPECT_TRUE(up > 250 && up < 450) << up;
+    EXPECT_EQ(-up, score("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1"));
 }
 } // namespace

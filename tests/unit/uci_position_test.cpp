@@ -17,24 +17,20 @@ protected:
     }
 };
 
-TEST_F(PositionCommand, StartposWithMoves) {
+// The FEN a command leaves, its game ply and the moves the clock counts as played; the root always stays at ply 0.
+TEST_F(PositionCommand, SetsThePositionAndItsCounters) {
+    struct Case { const char *args, *fen; int gamePly, moveCount; } cases[] = {
+        {"startpos moves e2e4 e7e5", "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2", 3, 2},
+        {"startpos e2e4", START_FEN, 1, 0},  // a word after startpos other than "moves" is dropped
+        {"fen 8/8/8/8/8/8/8/K1k5 w - - 0 40 moves a1a2", "8/8/8/8/8/8/K7/2k5 b - - 1 40", 80, 81},
+        {"fen 8/8/8/8/8/8/8/K1k5 w - - 0 1", "8/8/8/8/8/8/8/K1k5 w - - 0 1", 1, 1024}};
+    for (const Case& c : cases) {
+        ASSERT_TRUE(run(c.args)) << c.args;
+        EXPECT_TRUE(getFen(mainPosition) == c.fen && mainPosition.gamePly == c.gamePly && gameClock.gameMoveCount == c.moveCount)
+            << c.args << ": " << getFen(mainPosition) << " " << mainPosition.gamePly << " " << gameClock.gameMoveCount;
+    }
     ASSERT_TRUE(run("startpos moves e2e4 e7e5"));
-    EXPECT_TRUE(mainPosition.gamePly == 3 && gameClock.gameMoveCount == 2);
-    EXPECT_EQ(getFen(mainPosition), "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
-    EXPECT_EQ(mainPosition.plyStates[0].epSquare, 36);  // the root always stays at ply 0
-}
-
-TEST_F(PositionCommand, WordAfterStartposIsDropped) {
-    ASSERT_TRUE(run("startpos e2e4"));
-    EXPECT_EQ(getFen(mainPosition), START_FEN);
-    EXPECT_EQ(gameClock.gameMoveCount, 0);
-}
-
-TEST_F(PositionCommand, FenGameMoveCount) {
-    ASSERT_TRUE(run("fen 8/8/8/8/8/8/8/K1k5 w - - 0 40 moves a1a2"));
-    EXPECT_TRUE(mainPosition.gamePly == 80 && gameClock.gameMoveCount == 81);
-    ASSERT_TRUE(run("fen 8/8/8/8/8/8/8/K1k5 w - - 0 1"));
-    EXPECT_EQ(gameClock.gameMoveCount, 1024);
+    EXPECT_EQ(mainPosition.plyStates[0].epSquare, 36);
 }
 
 TEST_F(PositionCommand, BadInputKeepsThePreviousPosition) {
@@ -69,44 +65,37 @@ TEST_F(PositionCommand, VeryLongGamesDoNotOverflowTheHistory) {
     EXPECT_EQ(mainPosition.keyHistory[mainPosition.gamePly - 5], mainPosition.key);
 }
 
+// Move text read in a position: the flag decodeMove gives it (NO_MOVE: no move text; OPEN: not checked), whether it is
+// a legal move there, and the legal move written back as the same text. A promotion letter on a move that promotes
+// nothing was once dropped quietly.
 TEST_F(PositionCommand, MoveTextStandard) {
     Chess960Scope off(false);
-    ASSERT_TRUE(run("fen r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1"));
-    Move castle = decodeMove(mainPosition, "e1g1");
-    EXPECT_TRUE(moveFlag(castle) == FLAG_SHORT && moveToText(mainPosition, castle) == "e1g1");
-    EXPECT_EQ(moveFlag(decodeMove(mainPosition, "e1c1")), FLAG_LONG);
-    EXPECT_EQ(moveFlag(decodeMove(mainPosition, "e1h1")), FLAG_NORMAL);  // king takes own rook is no castling here
-    EXPECT_EQ(findLegalMove(mainPosition, 0, "e1h1"), NO_MOVE);
-    ASSERT_TRUE(run("fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1"));
-    EXPECT_EQ(moveFlag(decodeMove(mainPosition, "a7a8n")), FLAG_PROMO_N);
-    EXPECT_EQ(moveFlag(decodeMove(mainPosition, "a7a8q")), FLAG_PROMO_Q);
-    EXPECT_EQ(moveFlag(decodeMove(mainPosition, "a7a8Q")), NO_MOVE);  // upper case is no promotion letter
-    EXPECT_EQ(moveToText(mainPosition, makeMove(48, 56, FLAG_PROMO_R)), "a7a8r");
-    EXPECT_TRUE(decodeMove(mainPosition, "a7") == NO_MOVE && decodeMove(mainPosition, "a7a8qq") == NO_MOVE);
-    ASSERT_TRUE(run("startpos moves e2e4 d7d5 e4e5 f7f5"));
-    Move ep = decodeMove(mainPosition, "e5f6");
-    EXPECT_TRUE(moveFlag(ep) == FLAG_EP && moveTo(ep) == 37 && moveToText(mainPosition, ep) == "e5f6");
-    ASSERT_TRUE(run("startpos moves e2e4 d7d5 e4e5 f7f5 e5f6"));
-    EXPECT_TRUE(mainPosition.board[45] == WPAWN && mainPosition.board[37] == EMPTY);
-}
-
-// A promotion letter on a move that promotes nothing was once dropped quietly.
-TEST_F(PositionCommand, PromotionLetterOnlyOnAPromotion) {
+    const char *castling = "fen r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", *promotion = "fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1",
+               *enPassant = "startpos moves e2e4 d7d5 e4e5 f7f5";
+    const int OPEN = -1;
+    struct Case { const char *position, *text; int flag; bool legal; } cases[] = {
+        {castling, "e1g1", FLAG_SHORT, true}, {castling, "e1c1", FLAG_LONG, true},
+        {castling, "e1h1", FLAG_NORMAL, false},  // king takes own rook is no castling here
+        {promotion, "a7a8n", FLAG_PROMO_N, true}, {promotion, "a7a8b", FLAG_PROMO_B, true},
+        {promotion, "a7a8r", FLAG_PROMO_R, true}, {promotion, "a7a8q", FLAG_PROMO_Q, true},
+        {promotion, "a7a8Q", NO_MOVE, false},  // upper case is no promotion letter
+        {promotion, "a7", NO_MOVE, false}, {promotion, "a7a8qq", NO_MOVE, false}, {promotion, "a7a8", OPEN, false},
+        {promotion, "a7a8k", OPEN, false}, {promotion, "a7a8p", OPEN, false}, {promotion, "e1e2q", OPEN, false},
+        {enPassant, "e5f6", FLAG_EP, true}, {enPassant, "e5f6q", OPEN, false}, {"startpos", "g1f3n", OPEN, false}};
+    for (const Case& c : cases) {
+        ASSERT_TRUE(run(c.position)) << c.position;
+        Move decoded = decodeMove(mainPosition, c.text), legal = findLegalMove(mainPosition, 0, c.text);
+        EXPECT_TRUE(c.flag == OPEN || moveFlag(decoded) == c.flag) << c.text;
+        EXPECT_EQ(legal != NO_MOVE, c.legal) << c.text;
+        EXPECT_TRUE(!c.legal || (moveFlag(legal) == c.flag && moveToText(mainPosition, legal) == c.text)) << c.text;
+    }
     std::string error;
     EXPECT_FALSE(run("startpos moves e2e4q", &error));
-    EXPECT_NE(error.find("e2e4q"), std::string::npos);
-    EXPECT_EQ(mainPosition.gamePly, 1);  // the start position stands
-    EXPECT_EQ(findLegalMove(mainPosition, 0, "g1f3n"), NO_MOVE);
-    ASSERT_TRUE(run("startpos moves e2e4 d7d5 e4e5 f7f5"));
-    EXPECT_EQ(findLegalMove(mainPosition, 0, "e5f6q"), NO_MOVE);  // en passant with a letter
-    EXPECT_NE(findLegalMove(mainPosition, 0, "e5f6"), NO_MOVE);
-    ASSERT_TRUE(run("fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1"));
-    for (const char* text : {"a7a8", "a7a8k", "a7a8p", "e1e2q"}) EXPECT_EQ(findLegalMove(mainPosition, 0, text), NO_MOVE) << text;
-    for (const char* text : {"a7a8n", "a7a8b", "a7a8r", "a7a8q"}) {
-        Move m = findLegalMove(mainPosition, 0, text);
-        ASSERT_NE(m, NO_MOVE) << text;
-        EXPECT_EQ(moveToText(mainPosition, m), text);
-    }
+    EXPECT_TRUE(error.find("e2e4q") != std::string::npos && mainPosition.gamePly == 1) << error;  // the last position stands
+    ASSERT_TRUE(run(enPassant));
+    EXPECT_EQ(moveTo(decodeMove(mainPosition, "e5f6")), 37);  // en passant names the pawn taken
+    ASSERT_TRUE(run("startpos moves e2e4 d7d5 e4e5 f7f5 e5f6"));
+    EXPECT_TRUE(mainPosition.board[45] == WPAWN && mainPosition.board[37] == EMPTY);
 }
 
 TEST_F(PositionCommand, MoveTextChess960) {
