@@ -14,12 +14,13 @@
 #include "test_position.h"
 
 inline void initSearchTables() {
-    static bool done = false;
-    if (done) return;
-    initBoardTables();
-    initReductions();
-    resize(1);
-    done = true;
+    static const bool built = [] {
+        initBoardTables();
+        initReductions();
+        resize(1);
+        return true;
+    }();
+    (void)built;
 }
 
 // The legal move with this text at ply 0, or NO_MOVE.

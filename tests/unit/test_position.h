@@ -11,11 +11,8 @@
 #include "eval/evaluate.h"
 
 inline void initBoardTables() {
-    static bool done = false;
-    if (done) return;
-    initAttackTables();
-    initZobrist();
-    done = true;
+    static const bool built = (initAttackTables(), initZobrist(), true);
+    (void)built;
 }
 
 // Suites of board tests name their fixture after themselves: using MoveGen = BoardTest;
