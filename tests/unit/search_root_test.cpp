@@ -31,6 +31,8 @@ TEST(InfoLine, CentipawnsMatesAndMoveText) {
     EXPECT_EQ(infoLine(31995, 5, 6, 10, 1, 0, pv, *p).substr(0, 18), "info score mate 3 ");
     EXPECT_EQ(infoLine(-31996, 5, 6, 10, 1, 0, pv, *p).substr(0, 19), "info score mate -3 ");
     EXPECT_EQ(infoLine(31871, 5, 6, 10, 1, 0, pv, *p).substr(0, 22), "info score cp 31871 de");
+    // Under MultiPV the rank follows the score.
+    EXPECT_EQ(infoLine(-31996, 5, 6, 10, 1, 0, pv, *p, 12).substr(0, 31), "info score mate -3 multipv 12 d");
 }
 
 TEST(InfoLine, PrincipalVariationIsWrittenMoveAfterMove) {
