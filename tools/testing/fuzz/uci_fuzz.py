@@ -47,7 +47,7 @@ KNOWN_LINES = [re.compile(p) for p in [
     r"info score (cp -?\d+|mate -?\d+)( multipv \d+)? depth \d+ seldepth \d+ nodes \d+ nps \d+ time \d+ tbhits \d+ pv( %s)*" % MOVE,
     r"info score mate 0",
     r"bestmove (%s|\(none\))( ponder %s)?" % (MOVE, MOVE),
-    r"readyok", r"uciok", r"id name Quorvane 3\.0.*", r"id author Olvredan", r"option name \S+ type .*",
+    r"readyok", r"uciok", r"id name Quorvane 3\.0.*", r"id author Olvredan", r"option name \S+( Hash)? type .*",
     r"Quorvane 3\.0.*", r"by Olvredan", r"enter 'help' to see the commands", r"Net read", r"Unknown command",
     r"Evaluation : -?\d+",
     r"\+(---\+){8}", r"\|( [ PNBRQKpnbrqk] \|){8}",
@@ -607,7 +607,7 @@ class Runner:
         """MultiPV: each iteration prints lines 1..k in order, best first, with different first moves; the final
         summary is one more line 1. With MultiPV 1 no line names a rank."""
         m = re.search(r" multipv (\d+) ", line)
-        if s.multipv == 1 or line == "info score mate 0" or " depth 0 " in line:
+        if s.multipv == 1 or line == "info score mate 0" or line.endswith(" pv"):  # the last two: no legal move
             if m:
                 raise Failure("protocol", "multipv rank %s with MultiPV %d: %r" % (m.group(1), s.multipv, line[:200]))
             return
