@@ -28,6 +28,7 @@ struct TimeControl {
     int hardLimit = 0;
     float timeFactor = 1.0f;
     std::vector<Move> searchMoves; // "searchmoves": the root moves allowed; empty for all
+    int multiPv = 1;             // MultiPV: the best root moves searched and reported, each with its line
 };
 
 // Written by the command thread only while the search threads are idle.

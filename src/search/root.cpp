@@ -55,6 +55,7 @@ void resetForSearch(worker& w) {
     w.rootBestMove = NO_MOVE;
     w.rootPv.clear();
     w.rootMoves.clear();
+    w.rootLines.clear();
     for (SearchFrame& f : w.frameStack) {
         f.movedBy = f.current = f.ttMove = f.bestMove = NO_MOVE;
         f.staticEval = 0;
@@ -72,10 +73,10 @@ bool crowdedDepth(const worker& w, int depth) {
 }
 
 // Searches one root move with its aspiration window; returns its score (junk once stopped).
-int searchRootMove(worker& w, int depth, size_t i, int bestScore) {
+int searchRootMove(worker& w, int depth, bool firstMove, int bestScore) {
     const int16_t* steps = ASPIRATION_STEPS[w.index % 32];
     int alpha, beta;
-    if (i == 0) {
+    if (firstMove) {
         if (depth <= 4) {
             alpha = -INFINITE_SCORE;
             beta = INFINITE_SCORE;
@@ -91,7 +92,7 @@ int searchRootMove(worker& w, int depth, size_t i, int bestScore) {
     for (;;) {
         int score = -search(w, 1, depth, -beta, -alpha);
         if (w.stop->get()) return score;
-        if (i == 0 && score <= alpha) {
+        if (firstMove && score <= alpha) {
             beta = (alpha + beta) / 2;
             alpha = lowWidenings < 5 ? std::max(-INFINITE_SCORE, score - steps[lowWidenings++]) : -MATE;
         } else if (score >= beta) {
@@ -102,12 +103,106 @@ int searchRootMove(worker& w, int depth, size_t i, int bestScore) {
     }
 }
 
+// Makes root move m, searches it and takes it back; returns its score (junk once stopped).
+int searchRootChild(worker& w, int depth, Move m, bool firstMove, int bestScore) {
+    Position& p = w.position;
+    SearchFrame& root = w.frames[0];
+    root.nullDisabled = 0;
+    Move tagged = withPiece(m, p.board[moveFrom(m)]);
+    root.current = tagged;
+    w.frames[1].movedBy = tagged;
+    w.frames[1].afterNull = 0;
+    w.pvLength[1] = 1;
+    makeMove(p, 0, m);
+    int score = searchRootMove(w, depth, firstMove, bestScore);
+    unmakeMove(p, 0, m);
+    return score;
+}
+
+// One iteration of the usual search for the best move alone: the first move
+// with the aspiration window, the others with a null window on the best.
+void searchBestMove(worker& w, int depth) {
+    int iterationBest = NO_SCORE;
+    for (size_t i = 0; i < w.rootMoves.size(); ++i) {
+        Move m = w.rootMoves[i];
+        int score = searchRootChild(w, depth, m, i == 0, i == 0 ? w.rootBestScore : iterationBest);
+        if (w.stop->get()) break;
+        if (i == 0 || score > iterationBest) {
+            iterationBest = score;
+            if (i > 0) ++w.bestMoveChanges;
+            w.rootBestMove = m;
+            w.rootBestScore = score;
+            w.pvLength[0] = 0;
+            updatePv(w, 0, m);
+            w.rootPv.assign(w.pv[0], w.pv[0] + w.pvLength[0]);
+            moveToFront(w.rootMoves, i);
+        }
+    }
+}
+
+void takeBestLine(worker& w, const RootLine& line) {
+    w.rootBestMove = line.move;
+    w.rootBestScore = line.score;
+    w.rootPv = line.pv;
+}
+
+// One MultiPV iteration. Line i is the best of the root moves that lines
+// 0..i-1 left, searched like the best move alone: first the move that held
+// line i in the last iteration, with an aspiration window around its score.
+void searchLines(worker& w, int depth, size_t lineCount) {
+    std::vector<RootLine>& lines = w.rootLines;
+    for (size_t i = 0; i < lineCount; ++i) {
+        int lineBest = NO_SCORE;
+        for (size_t j = i; j < lines.size(); ++j) {
+            Move m = lines[j].move;
+            int score = searchRootChild(w, depth, m, j == i, j == i ? lines[i].score : lineBest);
+            if (w.stop->get()) return;
+            if (j == i || score > lineBest) {
+                lineBest = score;
+                w.pvLength[0] = 0;
+                updatePv(w, 0, m);
+                lines[j].score = score;
+                lines[j].pv.assign(w.pv[0], w.pv[0] + w.pvLength[0]);
+                std::rotate(lines.begin() + long(i), lines.begin() + long(j), lines.begin() + long(j) + 1);
+                // The first line is the best move's search: a stop takes its best so far.
+                if (i == 0) {
+                    if (j > 0) ++w.bestMoveChanges;
+                    takeBestLine(w, lines[0]);
+                }
+            }
+        }
+    }
+    // Windows of their own can leave a later line above an earlier one.
+    std::stable_sort(lines.begin(), lines.begin() + long(lineCount),
+                     [](const RootLine& a, const RootLine& b) { return a.score > b.score; });
+    if (!sameMove(lines[0].move, w.rootBestMove)) ++w.bestMoveChanges;
+    takeBestLine(w, lines[0]);
+    for (size_t i = 0; i < lines.size(); ++i) w.rootMoves[i] = lines[i].move;
+}
+
+bool provenMate(int score, int depth) { return isMateScore(score) && MATE - std::abs(score) <= depth + 1; }
+
 // Searches run on their own (with a node budget of their own) print nothing.
 bool reports(const worker& w) { return searchOutputEnabled && !w.solo; }
 
+// With MultiPV above 1 every line names its rank, a lone line too.
+int firstLineRank() { return timeControl.multiPv > 1 ? 1 : 0; }
+
 void printIteration(const worker& w, int depth) {
     if (!reports(w)) return;
-    sendLine(infoLine(w.rootBestScore, depth, w.selDepth, totalNodes(), elapsedMs(), totalTbHits(), w.rootPv, w.position));
+    if (w.rootLines.empty()) {
+        sendLine(infoLine(w.rootBestScore, depth, w.selDepth, totalNodes(), elapsedMs(), totalTbHits(), w.rootPv, w.position,
+                          firstLineRank()));
+        return;
+    }
+    // The lines of one iteration show the same counts.
+    const uint64_t nodes = totalNodes(), tbHits = totalTbHits();
+    const int64_t elapsed = elapsedMs();
+    const size_t lineCount = std::min(w.rootLines.size(), size_t(timeControl.multiPv));
+    for (size_t i = 0; i < lineCount; ++i) {
+        const RootLine& line = w.rootLines[i];
+        sendLine(infoLine(line.score, depth, w.selDepth, nodes, elapsed, tbHits, line.pv, w.position, int(i) + 1));
+    }
 }
 
 // Root positions without a legal move end the search at once.
@@ -133,17 +228,18 @@ bool rootTablebaseMove(worker& w) {
     // The final report sums the threads' counters: the probe is its one node and hit.
     w.nodes.fetch_add(1, std::memory_order_relaxed);
     w.tbHits.fetch_add(1, std::memory_order_relaxed);
-    if (reports(w)) sendLine(infoLine(score, 127, 127, 1, 1, 1, w.rootPv, w.position));
+    if (reports(w)) sendLine(infoLine(score, 127, 127, 1, 1, 1, w.rootPv, w.position, firstLineRank()));
     return true;
 }
 
 } // namespace
 
 std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t elapsed, uint64_t tbHits,
-                     const std::vector<Move>& pv, const Position& root) {
+                     const std::vector<Move>& pv, const Position& root, int multiPv) {
     std::string line = "info score ";
     if (isMateScore(score)) line.append("mate ").append(std::to_string(mateMoves(score)));
     else line.append("cp ").append(std::to_string(score));
+    if (multiPv > 0) line.append(" multipv ").append(std::to_string(multiPv));
     int64_t ms = elapsed > 0 ? elapsed : 1;
     auto field = [&line](const char* name, auto value) { line.append(name).append(std::to_string(value)); };
     field(" depth ", depth);
@@ -191,7 +287,10 @@ void iterativeDeepening(worker& w, bool leader) {
         });
         if (w.rootMoves.empty()) w.rootMoves.push_back(moveBase(allowed[0]));
     }
-    if (leader && !restricted && rootTablebaseMove(w)) return;
+    // MultiPV: as many lines as there are moves to search; a search on its own reports one.
+    const size_t lineCount = w.solo ? 1 : std::min(w.rootMoves.size(), size_t(std::max(1, timeControl.multiPv)));
+    // The tablebase root move is one line; several are searched (the nodes still probe the tables).
+    if (leader && !restricted && lineCount == 1 && rootTablebaseMove(w)) return;
 
     // The stored best move of this position goes first.
     Move stored = entryMove(probe(*w.table, p.key));
@@ -199,6 +298,8 @@ void iterativeDeepening(worker& w, bool leader) {
         if (stored && sameMove(w.rootMoves[i], stored)) moveToFront(w.rootMoves, i);
     w.rootBestMove = w.rootMoves[0];
     w.rootPv = {w.rootBestMove};
+    if (lineCount > 1)
+        for (Move m : w.rootMoves) w.rootLines.push_back({m, w.rootBestScore, {m}});
     const bool singleMove = legalMoves == 1;
     const int depthLimit = w.solo ? 0 : timeControl.depth;
 
@@ -211,31 +312,8 @@ void iterativeDeepening(worker& w, bool leader) {
         w.currentDepth.store(depth, std::memory_order_relaxed);
         w.bestMoveChanges = 0;
 
-        int iterationBest = NO_SCORE;
-        for (size_t i = 0; i < w.rootMoves.size(); ++i) {
-            Move m = w.rootMoves[i];
-            SearchFrame& root = w.frames[0];
-            root.nullDisabled = 0;
-            Move tagged = withPiece(m, p.board[moveFrom(m)]);
-            root.current = tagged;
-            w.frames[1].movedBy = tagged;
-            w.frames[1].afterNull = 0;
-            w.pvLength[1] = 1;
-            makeMove(p, 0, m);
-            int score = searchRootMove(w, depth, i, i == 0 ? w.rootBestScore : iterationBest);
-            unmakeMove(p, 0, m);
-            if (w.stop->get()) break;
-            if (i == 0 || score > iterationBest) {
-                iterationBest = score;
-                if (i > 0) ++w.bestMoveChanges;
-                w.rootBestMove = m;
-                w.rootBestScore = score;
-                w.pvLength[0] = 0;
-                updatePv(w, 0, m);
-                w.rootPv.assign(w.pv[0], w.pv[0] + w.pvLength[0]);
-                moveToFront(w.rootMoves, i);
-            }
-        }
+        if (lineCount > 1) searchLines(w, depth, lineCount);
+        else searchBestMove(w, depth);
         if (w.stop->get()) break;
 
         w.completedDepth = depth;
@@ -243,7 +321,11 @@ void iterativeDeepening(worker& w, bool leader) {
 
         const int score = w.rootBestScore;
         bool goOn = true;
-        if (isMateScore(score) && MATE - std::abs(score) <= depth + 1) goOn = false;
+        if (lineCount == 1 && provenMate(score, depth)) goOn = false;
+        // Under MultiPV the deepening ends once every line is a proven mate.
+        if (lineCount > 1 && std::all_of(w.rootLines.begin(), w.rootLines.begin() + long(lineCount),
+                                         [depth](const RootLine& l) { return provenMate(l.score, depth); }))
+            goOn = false;
         if (leader && timeControl.mate > 0 && score >= MATE_BOUND && mateMoves(score) <= timeControl.mate) goOn = false;
         if (singleMove && depth >= 3) goOn = false;
         if (depthLimit > 0) {
@@ -269,7 +351,7 @@ void reportResult(boss& b) {
     b.reportedMove = chosen->rootBestMove;
     b.reportedPonder = chosen->rootPv.size() > 1 && sameMove(chosen->rootPv[0], chosen->rootBestMove) ? chosen->rootPv[1] : NO_MOVE;
     sendLine(infoLine(chosen->rootBestScore, chosen->completedDepth, chosen->selDepth, totalNodes(), elapsedMs(), totalTbHits(),
-                      chosen->rootPv, b.position));
+                      chosen->rootPv, b.position, firstLineRank()));
     std::string line = "bestmove " + moveToText(b.position, b.reportedMove);
     if (b.reportedPonder) {
         Position& p = b.position;

@@ -14,9 +14,10 @@ void iterativeDeepening(worker& w, bool leader);
 // The boss's final lines: the last info line and "bestmove" (with "ponder").
 void reportResult(boss& b);
 
-// "info score ..." with the counts of all threads.
+// "info score ..." with the counts of all threads; `multiPv` above 0 adds
+// "multipv <multiPv>" after the score, the line's rank under MultiPV.
 std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t elapsed, uint64_t tbHits,
-                     const std::vector<Move>& pv, const Position& root);
+                     const std::vector<Move>& pv, const Position& root, int multiPv = 0);
 
 // Depth scheme of the helper threads, by index mod 16.
 extern const int DEPTH_CYCLE[16];

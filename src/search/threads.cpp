@@ -125,6 +125,11 @@ void clearSearchTables() {
     }
 }
 
+void clearSearchMemory() {
+    clear();
+    clearSearchTables();
+}
+
 void startSearch(const Position& root) {
     for (worker* w : pool) {
         copyRootPosition(w->position, root);

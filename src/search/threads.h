@@ -15,6 +15,8 @@ int setThreadCount(int n);
 void stopAndWait();
 // Zeroes every thread's history tables.
 void clearSearchTables();
+// What a new game and "Clear Hash" forget: the shared table and the history tables.
+void clearSearchMemory();
 
 void waitIdle(worker& w);
 void wakeThread(worker& w);

@@ -67,6 +67,14 @@ struct HistoryBlock {
     PieceToHistory counterHistory[12 * 64];
 };
 
+// One line of a MultiPV search: a root move with its score and principal
+// variation from the last iteration that searched it as a line's best.
+struct RootLine {
+    Move move;
+    int score;
+    std::vector<Move> pv;
+};
+
 class alignas(64) worker {
 public:
     explicit worker(unsigned index);
@@ -90,6 +98,8 @@ public:
 
     std::vector<Move> rootMoves;  // in search order, the best so far first
     std::vector<Move> rootPv;   // principal variation of the best root move
+    // MultiPV > 1: every root move, the lines of the last iteration first, best first; empty otherwise.
+    std::vector<RootLine> rootLines;
     std::atomic<uint64_t> nodes{0};
     std::atomic<uint64_t> tbHits{0};
     std::atomic<int> currentDepth{0};

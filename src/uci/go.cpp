@@ -76,7 +76,7 @@ void go(std::istream& args) {
     TimeControl tc;
     tc.startTime = start;
     int64_t nodes = 0;
-    bool nodesGiven = false, depthGiven = false, moveTimeGiven = false;
+    bool nodesGiven = false, depthGiven = false, moveTimeGiven = false, searchMovesGiven = false;
     std::string token;
     bool pending = false;
     while (pending || args >> token) {
@@ -98,6 +98,7 @@ void go(std::istream& args) {
         } else if (token == "nodes") {
             nodesGiven = readValue(args, token, nodes);
         } else if (token == "searchmoves") {
+            searchMovesGiven = true;
             token = readSearchMoves(args, tc.searchMoves);
             pending = !token.empty();
         }
@@ -115,12 +116,15 @@ void go(std::istream& args) {
         sendLine("info string go: nodes " + std::to_string(nodes) + " is searched as 1 node");
         nodes = 1;
     }
+    if (searchMovesGiven && tc.searchMoves.empty())
+        sendLine("info string go: searchmoves names no legal move, all moves are searched");
     tc.nodes = uint64_t(nodes);
     if (tc.mate < 0) {
         sendLine("info string go: mate " + std::to_string(tc.mate) + " is ignored");
         tc.mate = 0;
     }
 
+    tc.multiPv = optionMultiPv;
     startTimeManagement(tc, mainPosition.sideToMove, optionMoveOverhead, optionThreads, optionPonder);
     timeControl = tc;
     stopFlag.set(false);
@@ -139,7 +143,7 @@ void ponderhitCommand() {
 }
 
 void newGameCommand() {
-    clear();
+    clearSearchMemory();
     startNewGameClock();
     // Only the first 1024 keys are cleared; the rest need nothing. Repetition
     // detection reads only keys below gamePly, and each of those was written

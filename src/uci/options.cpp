@@ -12,10 +12,10 @@
 
 namespace {
 
-enum class OptionType { SPIN, CHECK, STRING };
+enum class OptionType { SPIN, CHECK, STRING, BUTTON };
 
 // An option as the "uci" answer declares it. Check options are off by default
-// and string options "<empty>".
+// and string options "<empty>"; a button has no value, only its action.
 struct OptionSpec {
     const char* name;
     OptionType type;
@@ -34,6 +34,8 @@ constexpr OptionSpec SYZYGY_PATH{"SyzygyPath", OptionType::STRING};
 constexpr OptionSpec NET_FILE{"NetFile", OptionType::STRING};
 constexpr OptionSpec NUMA_NODE{"WindowsNumaNode", OptionType::SPIN, 0, 0, 4};
 constexpr OptionSpec CHESS960{"UCI_Chess960", OptionType::CHECK};
+constexpr OptionSpec MULTI_PV{"MultiPV", OptionType::SPIN, 1, 1, 256};
+constexpr OptionSpec CLEAR_HASH{"Clear Hash", OptionType::BUTTON};
 
 } // namespace
 
@@ -44,6 +46,7 @@ bool optionPonder = false;
 int optionSyzygyProbeDepth = SYZYGY_PROBE_DEPTH.defaultValue;
 std::string optionSyzygyPath = EMPTY_TEXT;
 int optionNumaNode = NUMA_NODE.defaultValue;
+int optionMultiPv = MULTI_PV.defaultValue;
 
 namespace {
 
@@ -66,6 +69,12 @@ int setNumaNode(const std::string&, int node) {
     return optionNumaNode;
 }
 int setChess960(const std::string&, int on) { return chess960 = on; }
+int setMultiPv(const std::string&, int lines) { return optionMultiPv = lines; }
+int pressClearHash(const std::string&, int) {
+    clearSearchMemory();
+    sendLine("info string Hash cleared");
+    return 0;
+}
 
 int setSyzygyPath(const std::string& path, int) {
     optionSyzygyPath = path;
@@ -101,6 +110,8 @@ const OptionEntry OPTIONS[] = {
     {NUMA_NODE, "info string WindowsNumaNode set to: ", setNumaNode},
     {NET_FILE, nullptr, setNetFile},
     {CHESS960, "info string UCI_Chess960 set to : ", setChess960},
+    {MULTI_PV, "info string MultiPV set to : ", setMultiPv},
+    {CLEAR_HASH, nullptr, pressClearHash},
 };
 
 std::string declarationLine(const OptionSpec& o) {
@@ -110,6 +121,7 @@ std::string declarationLine(const OptionSpec& o) {
         return line + "spin default " + std::to_string(o.defaultValue) + " min " + std::to_string(o.min) + " max "
              + std::to_string(o.max);
     case OptionType::CHECK: return line + "check default false";
+    case OptionType::BUTTON: return line + "button";
     default: return line + "string default " + EMPTY_TEXT;
     }
 }

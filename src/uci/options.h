@@ -13,6 +13,7 @@ extern bool optionPonder;
 extern int optionSyzygyProbeDepth;
 extern std::string optionSyzygyPath;
 extern int optionNumaNode;         // 0 = automatic, 1..4 a fixed node
+extern int optionMultiPv;          // principal variations searched and reported
 // UCI_Chess960 lives beside the board code as `chess960`; NetFile as the network path.
 
 // The "option" lines of the "uci" answer, in their order.

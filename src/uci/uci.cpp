@@ -101,7 +101,6 @@ bool executeCommand(const std::string& line) {
     } else if (command == "ucinewgame") {
         stopAndWait();
         newGameCommand();
-        clearSearchTables();
     } else if (command == "position") {
         stopAndWait();
         std::string error;

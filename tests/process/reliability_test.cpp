@@ -106,6 +106,13 @@ TEST(Reliability, SearchMovesRestrictTheRoot) {
     EXPECT_EQ(lines.back().substr(0, 13), "bestmove e1d1");
     EXPECT_TRUE(std::find(lines.begin(), lines.end(), "info string go: searchmoves 'zz9' is not a legal move, ignored") != lines.end());
     EXPECT_GE(fieldOf(withPrefix(lines, "info score").back(), "depth"), 5);
+    // No legal move listed, or none at all: every move is searched, and the depth after them is still read.
+    for (const char* go : {"go searchmoves e2e5 h1h8 depth 3", "go depth 3 searchmoves"}) {
+        s.millisUntilBestMove(go, &lines);
+        EXPECT_NE(std::find(lines.begin(), lines.end(), "info string go: searchmoves names no legal move, all moves are searched"),
+                  lines.end()) << go;
+        EXPECT_EQ(fieldOf(withPrefix(lines, "info score").back(), "depth"), 2) << go;
+    }
 }
 
 TEST(Reliability, RepliesNameWhatWasDoneAndStayShort) {

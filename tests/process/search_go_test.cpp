@@ -1,3 +1,4 @@
+#include <set>
 #include <thread>
 #include "search/timeman.h"
 #include "search_session.h"
@@ -141,6 +142,68 @@ TEST(SearchGo, NodesAndMateLimitsStopTheSearch) {
     for (const auto& l : mates) EXPECT_TRUE(std::regex_match(l, infoPattern())) << l;
 }
 
+// The lines of each completed MultiPV iteration (the final summary left out), checked for their form and ranks.
+std::vector<std::vector<std::string>> multiPvIterations(const std::vector<std::string>& lines) {
+    std::vector<std::vector<std::string>> iterations;
+    auto infos = withPrefix(lines, "info score");
+    if (!infos.empty()) infos.pop_back();
+    for (const auto& l : infos) {
+        long rank = fieldOf(l, "multipv");
+        EXPECT_TRUE(std::regex_match(std::regex_replace(l, std::regex(" multipv [0-9]+ "), " "), infoPattern())) << l;
+        if (rank == 1) iterations.emplace_back();
+        EXPECT_TRUE(!iterations.empty() && rank == long(iterations.back().size()) + 1) << l;
+        if (!iterations.empty()) iterations.back().push_back(l);
+    }
+    return iterations;
+}
+
+std::string firstMove(const std::string& line) {
+    std::string pv = line.substr(line.find(" pv ") + 4);
+    return pv.substr(0, pv.find(' '));
+}
+
+// MultiPV k: each iteration prints lines 1..k, or one per move when fewer may be searched, best first and each
+// starting with another move; bestmove is line 1's move. Several mates in one are several lines.
+TEST(SearchGo, MultiPvLinesPerIteration) {
+    EngineSession s;
+    struct Case {
+        const char *position, *go;
+        int multiPv;
+        std::set<std::string> allowed, mating;  // allowed empty: any move
+    };
+    const Case cases[] = {
+        {"fen 6k1/5ppp/8/8/8/8/8/RQ1R2K1 w - - 0 1", "go depth 4", 4, {}, {"a1a8", "b1b8", "d1d8"}},
+        {"fen k7/8/8/8/8/8/6r1/K6B w - - 0 1", "go depth 5", 5, {"a1b1", "h1g2"}, {}},  // two legal moves
+        {"startpos", "go searchmoves a2a3 h2h4 e2e4 depth 5", 5, {"a2a3", "h2h4", "e2e4"}, {}},
+    };
+    for (const Case& c : cases) {
+        s.send("setoption name MultiPV value " + std::to_string(c.multiPv));
+        auto lines = s.search(c.position, c.go);
+        auto iterations = multiPvIterations(lines);
+        ASSERT_FALSE(iterations.empty()) << c.go;
+        const size_t expected = c.allowed.empty() ? size_t(c.multiPv) : c.allowed.size();
+        for (const auto& lineSet : iterations) {
+            ASSERT_EQ(lineSet.size(), expected) << lineSet[0];
+            std::set<std::string> firsts, mates;
+            for (const auto& l : lineSet) {
+                firsts.insert(firstMove(l));
+                if (startsWith(l, "info score mate 1 ")) mates.insert(firstMove(l));
+            }
+            EXPECT_EQ(firsts.size(), lineSet.size()) << lineSet[0];
+            if (!c.allowed.empty()) EXPECT_EQ(firsts, c.allowed);
+            EXPECT_EQ(mates, c.mating);
+        }
+        EXPECT_EQ(lines.back().substr(0, 13), "bestmove " + firstMove(iterations.back()[0]));
+    }
+    // One listed move, two threads: one line, and bestmove is that move.
+    s.send("setoption name Threads value 2");
+    s.send("setoption name MultiPV value 3");
+    auto lines = s.search("startpos", "go depth 6 searchmoves a2a3");
+    EXPECT_EQ(lines.back().substr(0, 13), "bestmove a2a3");
+    auto iterations = multiPvIterations(lines);
+    EXPECT_EQ(iterations.size(), 5u);
+    for (const auto& lineSet : iterations) EXPECT_EQ(lineSet.size(), 1u) << lineSet[0];
+}
 
 // Checkmate and stalemate at the root: one info line and no move.
 TEST(SearchRoot, NoLegalMoveAtTheRoot) {

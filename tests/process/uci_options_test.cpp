@@ -22,8 +22,11 @@ Declared parseDeclaration(const std::string& line) {
     Declared d;
     std::string word;
     while (in >> word) {
-        if (word == "name") in >> d.name;
-        else if (word == "type") in >> d.type;
+        if (word == "name") {
+            in >> d.name;
+            while (in >> word && word != "type") d.name += " " + word;
+            in >> d.type;
+        } else if (word == "type") in >> d.type;
         else if (word == "default") in >> d.defaultValue;
         else if (word == "min") in >> d.min;
         else if (word == "max") in >> d.max;
@@ -31,8 +34,9 @@ Declared parseDeclaration(const std::string& line) {
     return d;
 }
 
-// The engine holds to what it declares: the nine options in the order of the "uci" answer, each spin option's default
-// inside its range and values beyond the range brought back to its ends, the check options off by default.
+// The engine holds to what it declares: the options in the order of the "uci" answer, each spin option's default
+// inside its range and values beyond the range brought back to its ends, the check options off by default, the
+// button (a two-word name) answering when pressed.
 TEST(UciOptions, DeclarationsAreWhatSetoptionEnforces) {
     EngineSession s;
     s.send("uci");
@@ -43,7 +47,7 @@ TEST(UciOptions, DeclarationsAreWhatSetoptionEnforces) {
     std::vector<std::string> names;
     for (const auto& line : withPrefix(lines, "option ")) names.push_back(declared.emplace_back(parseDeclaration(line)).name);
     EXPECT_EQ(names, (std::vector<std::string>{"Threads", "Hash", "Ponder", "MoveOverhead", "SyzygyPath", "SyzygyProbeDepth",
-                                               "WindowsNumaNode", "NetFile", "UCI_Chess960"}));
+                                               "WindowsNumaNode", "NetFile", "UCI_Chess960", "MultiPV", "Clear Hash"}));
     for (const auto& d : declared) {
         const std::string set = "setoption name " + d.name + " value ";
         if (d.type == "spin") {
@@ -58,6 +62,8 @@ TEST(UciOptions, DeclarationsAreWhatSetoptionEnforces) {
             EXPECT_EQ(d.defaultValue, "false") << d.name;
             EXPECT_EQ(lastWord(reply(s, set + "true")), "1") << d.name;
             EXPECT_EQ(lastWord(reply(s, set + "false")), "0") << d.name;
+        } else if (d.type == "button") {
+            EXPECT_EQ(reply(s, "setoption name " + d.name), "info string Hash cleared");
         } else {
             EXPECT_EQ(d.type, "string") << d.name;
             EXPECT_EQ(d.defaultValue, "<empty>") << d.name;
@@ -80,6 +86,9 @@ TEST(UciOptions, RepliesNameTheStoredValue) {
     EXPECT_EQ(reply(s, "setoption name WindowsNumaNode value 9"), "info string WindowsNumaNode set to: 4");
     EXPECT_EQ(reply(s, "setoption name WindowsNumaNode value 4"), "info string WindowsNumaNode set to: 4");
     EXPECT_EQ(reply(s, "setoption name UCI_Chess960 value true"), "info string UCI_Chess960 set to : 1");
+    EXPECT_EQ(reply(s, "setoption name MultiPV value 3"), "info string MultiPV set to : 3");
+    EXPECT_EQ(reply(s, "setoption name MultiPV value many"),
+              "info string invalid stoi argument: 'many' is not a number, option unchanged");
     // Unknown and two-word names get no reply at all.
     s.send("setoption name Hash Size value 8");
     s.send("setoption name hash value 8");
@@ -123,9 +132,12 @@ TEST(UciOptions, NoNetworkNoSearch) {
     EXPECT_EQ(reply(s, "isready"), "readyok");
 }
 
-TEST(UciOptions, HashStatisticsOfAnEmptyTable) {
+// A table filled by a search and emptied again by the Clear Hash button.
+TEST(UciOptions, HashStatisticsOfAClearedTable) {
     EngineSession s;
     s.send("setoption name Hash value 1");
+    s.search("startpos", "go depth 6");
+    EXPECT_EQ(reply(s, "setoption name Clear Hash"), "info string Hash cleared");
     s.send("hashstats");
     bool found = false;
     auto lines = s.until("Depth distribution", 10000, &found);

@@ -32,6 +32,8 @@ TEST(InfoLine, CentipawnsMatesAndMoveText) {
     EXPECT_EQ(infoLine(mateIn(5), 5, 6, 10, 1, 0, pv, *p).substr(0, 18), "info score mate 3 ");
     EXPECT_EQ(infoLine(matedIn(4), 5, 6, 10, 1, 0, pv, *p).substr(0, 19), "info score mate -3 ");
     EXPECT_EQ(infoLine(LARGEST_PLAIN_SCORE, 5, 6, 10, 1, 0, pv, *p).substr(0, 22), "info score cp 31871 de");
+    // Under MultiPV the rank follows the score.
+    EXPECT_EQ(infoLine(matedIn(4), 5, 6, 10, 1, 0, pv, *p, 12).substr(0, 31), "info score mate -3 multipv 12 d");
 }
 
 TEST(InfoLine, PrincipalVariationIsWrittenMoveAfterMove) {

@@ -44,10 +44,10 @@ PERFT_FILE = ("4k3/8/8/8/8/8/8/4K3 w - - 0 1;2;25\n"
 
 MOVE = r"[a-h][1-8][a-h][1-8][nbrq]?"
 KNOWN_LINES = [re.compile(p) for p in [
-    r"info score (cp -?\d+|mate -?\d+) depth \d+ seldepth \d+ nodes \d+ nps \d+ time \d+ tbhits \d+ pv( %s)*" % MOVE,
+    r"info score (cp -?\d+|mate -?\d+)( multipv \d+)? depth \d+ seldepth \d+ nodes \d+ nps \d+ time \d+ tbhits \d+ pv( %s)*" % MOVE,
     r"info score mate 0",
     r"bestmove (%s|\(none\))( ponder %s)?" % (MOVE, MOVE),
-    r"readyok", r"uciok", r"id name Quorvane 3\.0.*", r"id author Olvredan", r"option name \S+ type .*",
+    r"readyok", r"uciok", r"id name Quorvane 3\.0.*", r"id author Olvredan", r"option name \S+( Hash)? type .*",
     r"Quorvane 3\.0.*", r"by Olvredan", r"enter 'help' to see the commands", r"Net read", r"Unknown command",
     r"Evaluation : -?\d+",
     r"\+(---\+){8}", r"\|( [ PNBRQKpnbrqk] \|){8}",
@@ -77,6 +77,7 @@ class Gen:
         self.rng = rng
         self.chess960 = False
         self.actions = []
+        self.recent_legal = ["e2e4", "d2d4", "g1f3"]  # of the last position sent, for searchmoves
 
     def add(self, kind, data=None):
         self.actions.append([kind, data])
@@ -99,7 +100,7 @@ class Gen:
         r = self.rng
         roll = r.random()
         if roll < 0.05:
-            fen, moves, _ = self.game_fen_and_moves(long_game=True)
+            fen, moves, end = self.game_fen_and_moves(long_game=True)
         else:
             fen, moves, end = self.game_fen_and_moves()
             if r.random() < 0.4 and moves:
@@ -114,6 +115,7 @@ class Gen:
                 head += " moves"
         else:
             head = "position fen " + fen + (" moves" if moves or r.random() < 0.3 else "")
+        self.recent_legal = sorted(end.legal_texts(self.chess960)) or self.recent_legal
         bad = r.random()
         if bad < 0.12:
             moves = moves + [self.bad_move()]
@@ -193,18 +195,49 @@ class Gen:
             wait_stop = True
         elif roll < 0.96:
             g = "go depth %d" % r.randint(6, 9) if r.random() < 0.5 else "go movetime %d" % r.randint(50, 200)
+        elif roll < 0.99:
+            g = self.go_searchmoves()
         else:
             g = "go"
             wait_stop = True
+        if roll < 0.45 and r.random() < 0.15:
+            g += " searchmoves " + " ".join(self.some_moves())
         self.line(g)
         if wait_stop:
             self.add("sleep", r.randint(0, 40))
             self.line("stop")
 
+    def some_moves(self):
+        """Moves for searchmoves: mostly legal ones of the last position sent, now and then junk or nothing."""
+        r = self.rng
+        moves = r.sample(self.recent_legal, min(len(self.recent_legal), r.choice([1, 1, 2, 3, 5])))
+        if r.random() < 0.25:
+            moves.insert(r.randrange(len(moves) + 1), self.bad_move())
+        if r.random() < 0.05:
+            moves = []
+        return moves
+
+    def go_searchmoves(self):
+        """searchmoves before, between or after the other limits, or at the end of the line alone."""
+        r = self.rng
+        limit = r.choice(["depth %d" % r.randint(1, 7), "nodes %d" % r.choice([100, 3000, 30000]),
+                          "movetime %d" % r.randint(1, 60), "mate %d" % r.randint(1, 3),
+                          "wtime %d btime %d" % (r.randint(50, 2000), r.randint(50, 2000))])
+        moves = " ".join(self.some_moves())
+        form = r.randrange(4)
+        if form == 0:
+            return "go searchmoves %s %s" % (moves, limit)
+        if form == 1:
+            return "go %s searchmoves %s" % (limit, moves)
+        if form == 2:
+            return "go depth %d searchmoves %s nodes 20000" % (r.randint(1, 5), moves)
+        return "go %s searchmoves" % limit
+
     def setoption(self):
         r = self.rng
         name = r.choice(["Hash", "Threads", "MoveOverhead", "Ponder", "SyzygyProbeDepth", "SyzygyPath", "NetFile",
-                         "WindowsNumaNode", "UCI_Chess960", "UCI_Chess960", "Nonsense", "hash", "Move Overhead"])
+                         "WindowsNumaNode", "UCI_Chess960", "UCI_Chess960", "Nonsense", "hash", "Move Overhead",
+                         "MultiPV", "MultiPV", "MultiPV", "Clear Hash", "Clear", "clear hash"])
         values = {
             "Hash": ["1", "2", "3", "16", "32", "0", "-5", "abc", "", "99999999999", "1e9"],
             "Threads": ["1", "2", "3", "4", "1", "2", "0", "-3", "abc", "8"],
@@ -215,6 +248,8 @@ class Gen:
             "NetFile": [NET_NAME, NET_NAME, BAD_NET, "missing.nnue", "<empty>", "", "."],
             "WindowsNumaNode": ["0", "1", "4", "9", "-1"],
             "UCI_Chess960": ["true", "false", "True"],
+            "MultiPV": ["1", "2", "3", "4", "5", "8", "256", "0", "1000", "-2", "abc", "", "3x", "99999999999"],
+            "Clear Hash": ["", "true", "x"],
         }.get(name, ["1", "x"])
         value = r.choice(values)
         if name == "UCI_Chess960":
@@ -304,8 +339,26 @@ class Failure(Exception):
 
 
 class Search:
-    def __init__(self, root, chess960, allowed):
-        self.root, self.chess960, self.allowed = root, chess960, allowed
+    def __init__(self, root, chess960, allowed, multipv):
+        self.root, self.chess960, self.allowed, self.multipv = root, chess960, allowed, multipv
+        self.group = []  # the ranked lines of the iteration being printed: (rank, first move, score)
+
+
+def spin_value(text):
+    """A setoption number as the engine reads it (leading digits count), or None when it keeps the old value."""
+    m = re.match(r"\s*([+-]?\d+)", text)
+    if not m or not -2 ** 31 <= int(m.group(1)) < 2 ** 31:
+        return None
+    return int(m.group(1))
+
+
+def line_score(line):
+    """An info line's score on one scale: mates beyond every centipawn value, sooner ones further out."""
+    w = line.split()
+    n = int(w[3])
+    if w[2] == "cp":
+        return n
+    return 10 ** 6 - n if n > 0 else -10 ** 6 - n
 
 
 words = cm.words
@@ -415,6 +468,7 @@ class Runner:
         self.belief = cm.parse_fen(cm.START_FEN, False)
         self.chess960 = False
         self.net_ok = True
+        self.multipv = 1
         self.searches = []          # accepted go commands whose bestmove has not come
         self.refusals_expected = 0
         self.refusals_seen = 0
@@ -531,6 +585,7 @@ class Runner:
 
     def check_info(self, line):
         s = self.current_search(line)
+        self.check_rank(s, line)
         if s.root is None:
             return
         if " pv" in line:
@@ -542,9 +597,48 @@ class Runner:
             if s.root.legal_moves() or not s.root.in_check():
                 raise Failure("illegal", "mate 0 reported in %s" % s.root.fen(s.chess960))
 
+    def line_count_of(self, s):
+        """How many lines a MultiPV search prints per iteration; None when the root is not known."""
+        if s.root is None:
+            return None
+        return min(s.multipv, len(s.allowed) if s.allowed else len(self.legal(s.root, s.chess960)))
+
+    def check_rank(self, s, line):
+        """MultiPV: each iteration prints lines 1..k in order, best first, with different first moves; the final
+        summary is one more line 1. With MultiPV 1 no line names a rank."""
+        m = re.search(r" multipv (\d+) ", line)
+        if s.multipv == 1 or line == "info score mate 0" or line.endswith(" pv"):  # the last two: no legal move
+            if m:
+                raise Failure("protocol", "multipv rank %s with MultiPV %d: %r" % (m.group(1), s.multipv, line[:200]))
+            return
+        if not m:
+            raise Failure("protocol", "no multipv rank with MultiPV %d: %r" % (s.multipv, line[:200]))
+        rank, pv = int(m.group(1)), line.split(" pv", 1)[1].split()
+        count = self.line_count_of(s)
+        if rank == 1:
+            self.close_group(s, ended=False)
+        elif not s.group or rank != s.group[-1][0] + 1:
+            raise Failure("protocol", "multipv %d after %s: %r" % (rank, s.group[-1:] or "nothing", line[:200]))
+        if count is not None and rank > count:
+            raise Failure("protocol", "multipv %d of %d possible lines: %r" % (rank, count, line[:200]))
+        first = pv[0] if pv else None
+        if any(first == f for _, f, _ in s.group):
+            raise Failure("protocol", "two multipv lines start with %s: %r" % (first, line[:200]))
+        if s.group and line_score(line) > s.group[-1][2]:
+            raise Failure("protocol", "multipv %d scores above the line before it: %r" % (rank, line[:200]))
+        s.group.append((rank, first, line_score(line)))
+
+    def close_group(self, s, ended):
+        """An iteration's lines end with a new line 1 or the bestmove; only the final summary stands alone."""
+        count = self.line_count_of(s)
+        if count is not None and s.group and len(s.group) != count and not (ended and len(s.group) == 1):
+            raise Failure("protocol", "%d multipv lines in an iteration of %d: %s" % (len(s.group), count, s.group))
+        s.group = []
+
     def check_bestmove(self, line):
         s = self.current_search(line)
         self.searches.pop(0)
+        self.close_group(s, ended=True)
         if s.root is None:
             return
         w = line.split()
@@ -586,6 +680,15 @@ class Runner:
                 if on != self.chess960:
                     self.belief = None  # castling rights were read under the other rule
                 self.chess960 = on
+            elif name == "MultiPV" and spin_value(value) is not None:
+                self.multipv = min(256, max(1, spin_value(value)))
+            elif name == "Clear Hash":
+                self.since_mark = []
+                self.send(text)
+                self.sync()
+                if "info string Hash cleared" not in self.since_mark:
+                    raise Failure("protocol", "no reply to %r" % text[:200])
+                return
             elif name == "NetFile" and value not in ("", "<empty>"):
                 # Any file that opens counts as loaded, a truncated or junk one too (only the open is checked).
                 self.net_ok = os.path.exists(os.path.join(self.workdir, value))
@@ -601,7 +704,7 @@ class Runner:
                             break
                         if t in legal:
                             allowed.add(t)
-                self.searches.append(Search(self.belief, self.chess960, allowed))
+                self.searches.append(Search(self.belief, self.chess960, allowed, self.multipv))
         self.send(text)
         if head == "isready" and len(w) == 1:
             self.pump_until(lambda l: l == "readyok", 10 * self.scale, "readyok")
