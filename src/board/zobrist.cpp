@@ -4,6 +4,7 @@
 
 namespace {
 
+// clang-format off
 const uint64_t PIECE_KEYS[12 * 64] = {
     0xacfeaf947971818aull, 0x1e1a986bcee58e3bull, 0xd1dd9bbc7b8c8d68ull, 0x34a16698ce98f402ull,
     0x8361abbb1b4c9338ull, 0xcec83ad797b4fbe9ull, 0x726cb34f94db02c1ull, 0xc11219affe197f2bull,
@@ -210,6 +211,7 @@ const uint64_t EP_KEYS[8] = {
     0xc1e7974d83cf2e9aull, 0xa065503b40caa076ull, 0x0c3b0a4e1876149cull, 0x08a2e3741145c6e8ull,
     0xae4001635c8002c6ull, 0x586d0580b0da0b01ull, 0x7e7a662afcf4cc55ull, 0x6445bbd8c88b77b1ull,
 };
+// clang-format on
 
 } // namespace
 

@@ -2,6 +2,7 @@
 
 #include "eval/tables.h"
 
+// clang-format off
 combEval passedPawn[8] = {
     X(0, 0), X(5, 11), X(1, 15), X(3, 19), X(12, 37), X(31, 63), X(40, 86), X(0, 0)};
 combEval connectedPawn[8] = {
@@ -71,6 +72,7 @@ combEval tradeDown[25] = {
 
 combEval drawScale[DRAW_CLASSES] = {X(15, 4), X(26, 23), X(67, 38)};
 
+// clang-format on
 #define EVAL_TABLE(t) {#t, &t[0], int(sizeof(t) / sizeof(combEval))}
 #define EVAL_VALUE(v) {#v, &v, 1}
 

@@ -1,5 +1,6 @@
 #include "eval/tables.h"
 
+// clang-format off
 TCONST combEval materialValue[6] = {
     X(82, 94), X(339, 365), X(375, 385), X(467, 636), X(1136, 1189), X(12000, 12000)
 };
@@ -62,3 +63,4 @@ TCONST combEval pieceSquareScore[6][NOFSQUARES] = {
         X(   4,  -3), X( -10,   5), X( -20,   3), X( -44,   5), X( -22,   2), X( -26,   5), X(   8,   1), X(   4, -17),
         X(   0, -53), X(  14, -19), X(   2, -10), X( -34, -24), X(   1, -33), X( -34,  -4), X(  15, -23), X(  21, -56) },
 };
+// clang-format on

@@ -21,6 +21,7 @@ const int DEPTH_JUMP[16] = {0, 1, 0, 1, 1, 0, 0, 2, 1, 3, 0, 2, 2, 1, 1, 0};
 
 // Rows 0 and 1 are the tried ones; the others spread the helpers' windows
 // around them, narrower and wider, so threads do not all fail at once.
+// clang-format off
 const int16_t ASPIRATION_STEPS[32][5] = {
     {15, 35, 40, 80, 160}, {9, 24, 34, 75, 113},  {12, 30, 45, 90, 150}, {18, 40, 60, 100, 200},
     {10, 26, 38, 70, 120}, {14, 32, 50, 85, 170}, {20, 45, 70, 120, 240}, {8, 20, 32, 64, 128},
@@ -31,6 +32,7 @@ const int16_t ASPIRATION_STEPS[32][5] = {
     {16, 40, 58, 100, 200}, {9, 26, 37, 70, 118}, {18, 36, 54, 92, 185}, {12, 32, 48, 82, 145},
     {23, 52, 78, 140, 280}, {10, 23, 35, 68, 112}, {15, 37, 52, 94, 178}, {20, 44, 66, 116, 230},
 };
+// clang-format on
 
 namespace {
 
