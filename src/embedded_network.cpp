@@ -14,7 +14,8 @@
 asm(QUORVANE_RODATA
     ".balign 64\n"
     "quorvaneEmbeddedNet:\n"
-    ".incbin \"" EMBEDDED_NET_PATH "\"\n"
+    ".incbin \"" EMBEDDED_NET_PATH
+    "\"\n"
     "quorvaneEmbeddedNetEnd:\n"
     ".balign 8\n"
     "quorvaneEmbeddedNetSize:\n"

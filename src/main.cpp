@@ -1,5 +1,5 @@
-#include "eval/default_network.h"
 #include "embedded_network.h"
+#include "eval/default_network.h"
 #include "uci/uci.h"
 
 int main(int argc, char** argv) {

@@ -4,12 +4,12 @@
 // the path they looked for, when it is absent.
 #pragma once
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <unistd.h>
 
 inline std::string testDataPath(const std::string& relative) { return std::string(TEST_DATA_DIR) + "/" + relative; }
 inline std::string sharedDataDir() {
@@ -39,9 +39,9 @@ inline std::string fileBytes(const std::filesystem::path& path) {
 
 // Skips the running test (from its body or SetUp) when a file or folder of the
 // optional data is missing; the skip message names it.
-#define SKIP_WITHOUT_SHARED_DATA(relative)                                                                   \
-    do {                                                                                                     \
-        const std::string wanted_ = sharedDataPath(relative);                                                \
-        if (!std::filesystem::exists(wanted_))                                                               \
+#define SKIP_WITHOUT_SHARED_DATA(relative)                                                                           \
+    do {                                                                                                             \
+        const std::string wanted_ = sharedDataPath(relative);                                                        \
+        if (!std::filesystem::exists(wanted_))                                                                       \
             GTEST_SKIP() << "optional test data " << wanted_ << " not found (QUORVANE_SHARED_DIR names its folder)"; \
     } while (0)

@@ -41,9 +41,7 @@ inline Bitboard bishopAttacks(int sq, Bitboard occ) {
     const Magic& m = bishopMagics[sq];
     return m.attacks[((occ & m.mask) * m.magic) >> m.shift];
 }
-inline Bitboard queenAttacks(int sq, Bitboard occ) {
-    return rookAttacks(sq, occ) | bishopAttacks(sq, occ);
-}
+inline Bitboard queenAttacks(int sq, Bitboard occ) { return rookAttacks(sq, occ) | bishopAttacks(sq, occ); }
 // Squares attacked by a pawn of colour c standing on sq. Computed by shifts
 // because pawnAttackers is empty for the ranks next to the edges.
 inline Bitboard pawnAttacks(int c, int sq) {

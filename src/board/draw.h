@@ -29,5 +29,5 @@ inline bool isRepetition(const Position& p, int ply) {
 // No pawns and at most a minor piece's material on each side.
 inline bool insufficientMaterial(const Position& p) {
     return !(p.pieces[WPAWN] | p.pieces[BPAWN]) && mgOf(p.material[WHITE]) <= INSUFFICIENT_MATERIAL
-        && mgOf(p.material[BLACK]) <= INSUFFICIENT_MATERIAL;
+           && mgOf(p.material[BLACK]) <= INSUFFICIENT_MATERIAL;
 }

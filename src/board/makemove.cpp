@@ -36,11 +36,9 @@ inline void saveUndoState(const Position& p, posinfo& next) {
     next.savedFiftyMove = p.fiftyMove;
 }
 
-inline int castlingIndex(int flag, int us) {
-    return (flag == FLAG_SHORT ? CR_WHITE_SHORT : CR_WHITE_LONG) + us;
-}
+inline int castlingIndex(int flag, int us) { return (flag == FLAG_SHORT ? CR_WHITE_SHORT : CR_WHITE_LONG) + us; }
 
-} // namespace
+}  // namespace
 
 int castlingAfterMove(const Position& p, int castling, int from, int to) {
     if (!castling) return castling;

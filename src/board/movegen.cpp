@@ -56,7 +56,8 @@ Bitboard computeNotPinned(Position& p, int ply) {
 }
 
 // Pawn captures in one direction: promotions first, then the others.
-inline Move* pawnCapturesTowards(Move* out, const Position& p, Bitboard targets, int delta, int promoScore, bool allPromotions, int plainTerm) {
+inline Move* pawnCapturesTowards(Move* out, const Position& p, Bitboard targets, int delta, int promoScore,
+                                 bool allPromotions, int plainTerm) {
     Bitboard promo = targets & (RANK_1 | RANK_8);
     Bitboard plain = targets & ~(RANK_1 | RANK_8);
     while (promo) {
@@ -124,7 +125,8 @@ Move* castlingMoves(Move* out, const Position& p, int ply) {
     int backRank = us == WHITE ? 0 : 56;
     Bitboard occ = occupancy(p);
     for (int side = 0; side < 2; ++side) {  // short first
-        int index = side == 0 ? (us == WHITE ? CR_WHITE_SHORT : CR_BLACK_SHORT) : (us == WHITE ? CR_WHITE_LONG : CR_BLACK_LONG);
+        int index =
+            side == 0 ? (us == WHITE ? CR_WHITE_SHORT : CR_BLACK_SHORT) : (us == WHITE ? CR_WHITE_LONG : CR_BLACK_LONG);
         if (!(rights & (1 << index))) continue;
         int rook = p.castlingRook[index];
         int kingTo = backRank + (side == 0 ? 6 : 2);
@@ -140,15 +142,15 @@ Move* castlingMoves(Move* out, const Position& p, int ply) {
     return out;
 }
 
-} // namespace
+}  // namespace
 
 Bitboard pinnedPieces(const Position& p, int us) {
     int them = us ^ 1;
     int ksq = kingSquare(p, us);
     Bitboard occ = occupancy(p);
     Bitboard queens = p.pieces[WQUEEN + them];
-    Bitboard snipers = (rookEmpty[ksq] & (p.pieces[WROOK + them] | queens))
-                     | (bishopEmpty[ksq] & (p.pieces[WBISHOP + them] | queens));
+    Bitboard snipers =
+        (rookEmpty[ksq] & (p.pieces[WROOK + them] | queens)) | (bishopEmpty[ksq] & (p.pieces[WBISHOP + them] | queens));
     Bitboard pinned = 0;
     while (snipers) {
         Bitboard between = betweenSquares[ksq][popLsb(snipers)] & occ;
@@ -167,7 +169,7 @@ Move* evasionsInstead(int ply, Move* out, Position& p) {
     return out;
 }
 
-} // namespace
+}  // namespace
 
 Move* generateCaptures(int ply, Move* out, Position& p) {
     return p.plyStates[ply].inCheck ? evasionsInstead(ply, out, p) : generateCapturesIgnoringCheck(ply, out, p);
@@ -342,8 +344,7 @@ bool isLegal(const Position& p, int ply, Move m) {
         }
         return !isAttacked(p, to, them, occ ^ bit(from));
     }
-    if (!(p.plyStates[ply].notPinned & bit(from)))
-        return (lineThrough[ksq][from] & bit(to)) != 0;
+    if (!(p.plyStates[ply].notPinned & bit(from))) return (lineThrough[ksq][from] & bit(to)) != 0;
     return true;
 }
 
@@ -377,8 +378,7 @@ int countLegalMoves(int ply, Position& p) {
 
     Bitboard occNoKing = occ ^ bit(ksq);
     Bitboard targets = kingAttacks[ksq] & ~own;
-    while (targets)
-        n += !isAttacked(p, popLsb(targets), them, occNoKing);
+    while (targets) n += !isAttacked(p, popLsb(targets), them, occNoKing);
 
     Bitboard knights = p.pieces[WKNIGHT + us] & ~pinned;
     while (knights) n += popcount(knightAttacks[popLsb(knights)] & ~own);

@@ -7,7 +7,7 @@
 // Each generator writes from `out`, records the end as this ply's end and the
 // next ply's start, and returns it.
 Move* generateCaptures(int ply, Move* out, Position& p);
-Move* generateQuiets(int ply, Move* out, Position& p);    // after generateCaptures of the same ply
+Move* generateQuiets(int ply, Move* out, Position& p);  // after generateCaptures of the same ply
 Move* generateQuiescence(int ply, Move* out, Position& p);
 Move* generateEvasions(int ply, Move* out, Position& p);
 

@@ -6,7 +6,7 @@ namespace {
 
 constexpr Bitboard LAST_RANKS = 0xffull | 0xffull << 56;
 
-} // namespace
+}  // namespace
 
 bool isPseudoLegal(const Position& p, int ply, Move m) {
     int from = moveFrom(m), to = moveTo(m), flag = moveFlag(m);
@@ -20,18 +20,20 @@ bool isPseudoLegal(const Position& p, int ply, Move m) {
     int up = us == WHITE ? 8 : -8;
 
     switch (flag) {
-    case FLAG_NORMAL:
-        break;
-    case FLAG_PROMO_N: case FLAG_PROMO_B: case FLAG_PROMO_R: case FLAG_PROMO_Q:
+    case FLAG_NORMAL: break;
+    case FLAG_PROMO_N:
+    case FLAG_PROMO_B:
+    case FLAG_PROMO_R:
+    case FLAG_PROMO_Q:
         if (type != PAWN || !(bit(to) & LAST_RANKS)) return false;
         if (to == from + up) return target == EMPTY;
         return target != EMPTY && colourOf(target) != us && (pawnAttacks(us, from) & bit(to));
     case FLAG_EP:
         return type == PAWN && p.plyStates[ply].epSquare == to && to != 0 && (epNeighbours[to] & bit(from))
-            && p.board[to] == makePiece(PAWN, us ^ 1) && p.board[to + up] == EMPTY;
+               && p.board[to] == makePiece(PAWN, us ^ 1) && p.board[to + up] == EMPTY;
     case FLAG_DOUBLE:
         return type == PAWN && rankOf(from) == (us == WHITE ? 1 : 6) && to == from + 2 * up
-            && p.board[from + up] == EMPTY && target == EMPTY;
+               && p.board[from + up] == EMPTY && target == EMPTY;
     case FLAG_SHORT:
     case FLAG_LONG: {
         if (type != KING || p.plyStates[ply].inCheck) return false;
@@ -49,8 +51,7 @@ bool isPseudoLegal(const Position& p, int ply, Move m) {
             if (isAttacked(p, popLsb(kingPath), us ^ 1, occ)) return false;
         return true;
     }
-    default:
-        return false;
+    default: return false;
     }
 
     if (target != EMPTY && colourOf(target) == us) return false;
@@ -94,6 +95,6 @@ bool givesCheck(const Position& p, Move m) {
         ours[landedType] |= bit(to);
     }
     return (pawnAttacks(them, ksq) & ours[PAWN]) || (knightAttacks[ksq] & ours[KNIGHT])
-        || (bishopAttacks(ksq, occ) & (ours[BISHOP] | ours[QUEEN]))
-        || (rookAttacks(ksq, occ) & (ours[ROOK] | ours[QUEEN]));
+           || (bishopAttacks(ksq, occ) & (ours[BISHOP] | ours[QUEEN]))
+           || (rookAttacks(ksq, occ) & (ours[ROOK] | ours[QUEEN]));
 }

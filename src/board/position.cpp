@@ -15,21 +15,17 @@ const char* START_FEN = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 
 Bitboard attackersOf(const Position& p, int sq, int by, Bitboard occ) {
     const Bitboard* pc = p.pieces;
     Bitboard queens = pc[WQUEEN + by];
-    return (bishopAttacks(sq, occ) & (pc[WBISHOP + by] | queens))
-         | (rookAttacks(sq, occ) & (pc[WROOK + by] | queens))
-         | (pawnAttackers[by][sq] & pc[WPAWN + by])
-         | (knightAttacks[sq] & pc[WKNIGHT + by])
-         | (kingAttacks[sq] & pc[WKING + by]);
+    return (bishopAttacks(sq, occ) & (pc[WBISHOP + by] | queens)) | (rookAttacks(sq, occ) & (pc[WROOK + by] | queens))
+           | (pawnAttackers[by][sq] & pc[WPAWN + by]) | (knightAttacks[sq] & pc[WKNIGHT + by])
+           | (kingAttacks[sq] & pc[WKING + by]);
 }
 
 bool isAttacked(const Position& p, int sq, int by, Bitboard occ) {
     const Bitboard* pc = p.pieces;
     Bitboard queens = pc[WQUEEN + by];
-    return (bishopAttacks(sq, occ) & (pc[WBISHOP + by] | queens))
-        || (rookAttacks(sq, occ) & (pc[WROOK + by] | queens))
-        || (pawnAttackers[by][sq] & pc[WPAWN + by])
-        || (knightAttacks[sq] & pc[WKNIGHT + by])
-        || (kingAttacks[sq] & pc[WKING + by]);
+    return (bishopAttacks(sq, occ) & (pc[WBISHOP + by] | queens)) || (rookAttacks(sq, occ) & (pc[WROOK + by] | queens))
+           || (pawnAttackers[by][sq] & pc[WPAWN + by]) || (knightAttacks[sq] & pc[WKNIGHT + by])
+           || (kingAttacks[sq] & pc[WKING + by]);
 }
 
 void computeKeys(Position& p) {
@@ -137,10 +133,9 @@ int sanitiseCastling(Position& p) {
         int king = kingSquare(p, colour);
         int rook = p.castlingRook[index];
         bool ok = rook < 64 && rankOf(king) == backRank && rankOf(rook) == backRank
-               && p.board[rook] == makePiece(ROOK, colour)
-               && (isShort ? fileOf(rook) > fileOf(king) : fileOf(rook) < fileOf(king));
-        if (ok && !chess960)
-            ok = fileOf(king) == 4 && fileOf(rook) == (isShort ? 7 : 0);
+                  && p.board[rook] == makePiece(ROOK, colour)
+                  && (isShort ? fileOf(rook) > fileOf(king) : fileOf(rook) < fileOf(king));
+        if (ok && !chess960) ok = fileOf(king) == 4 && fileOf(rook) == (isShort ? 7 : 0);
         if (!ok) {
             root.castling &= ~rightBit;
             dropped |= rightBit;
@@ -149,7 +144,7 @@ int sanitiseCastling(Position& p) {
     return dropped;
 }
 
-} // namespace
+}  // namespace
 
 bool setFen(Position& p, const std::string& fenText, std::string* error, int* droppedCastling) {
     clearPosition(p);
@@ -211,12 +206,22 @@ bool setFen(Position& p, const std::string& fenText, std::string* error, int* dr
             else if (c == 'q') root.castling |= BLACK_LONG;
             else if (c >= 'A' && c <= 'H') {
                 int sq = c - 'A';
-                if (sq >= kingSquare(p, WHITE)) { root.castling |= WHITE_SHORT; p.castlingRook[CR_WHITE_SHORT] = uint8_t(sq); }
-                else { root.castling |= WHITE_LONG; p.castlingRook[CR_WHITE_LONG] = uint8_t(sq); }
+                if (sq >= kingSquare(p, WHITE)) {
+                    root.castling |= WHITE_SHORT;
+                    p.castlingRook[CR_WHITE_SHORT] = uint8_t(sq);
+                } else {
+                    root.castling |= WHITE_LONG;
+                    p.castlingRook[CR_WHITE_LONG] = uint8_t(sq);
+                }
             } else if (c >= 'a' && c <= 'h') {
                 int sq = 56 + (c - 'a');
-                if (sq >= kingSquare(p, BLACK)) { root.castling |= BLACK_SHORT; p.castlingRook[CR_BLACK_SHORT] = uint8_t(sq); }
-                else { root.castling |= BLACK_LONG; p.castlingRook[CR_BLACK_LONG] = uint8_t(sq); }
+                if (sq >= kingSquare(p, BLACK)) {
+                    root.castling |= BLACK_SHORT;
+                    p.castlingRook[CR_BLACK_SHORT] = uint8_t(sq);
+                } else {
+                    root.castling |= BLACK_LONG;
+                    p.castlingRook[CR_BLACK_LONG] = uint8_t(sq);
+                }
             } else {
                 return fail(error, std::string("unexpected castling letter '") + c + "'");
             }
@@ -279,7 +284,10 @@ std::string placementFen(const uint8_t board[64]) {
         int empty = 0;
         for (int file = 0; file < 8; ++file) {
             int code = board[rank * 8 + file];
-            if (!code) { ++empty; continue; }
+            if (!code) {
+                ++empty;
+                continue;
+            }
             if (empty) out += char('0' + empty);
             empty = 0;
             out += PIECE_LETTERS[code];
@@ -339,8 +347,10 @@ void copyRootPosition(Position& dst, const Position& src) {
     std::memcpy(dst.pieces, src.pieces, sizeof src.pieces);
     dst.key = src.key;
     dst.pawnKey = src.pawnKey;
-    dst.material[0] = src.material[0]; dst.material[1] = src.material[1];
-    dst.psq[0] = src.psq[0]; dst.psq[1] = src.psq[1];
+    dst.material[0] = src.material[0];
+    dst.material[1] = src.material[1];
+    dst.psq[0] = src.psq[0];
+    dst.psq[1] = src.psq[1];
     dst.phase = src.phase;
     dst.sideToMove = src.sideToMove;
     dst.gamePly = src.gamePly;
@@ -361,14 +371,16 @@ bool positionIsConsistent(const Position& p, int ply, std::string* why) {
     for (int sq = 0; sq < 64; ++sq)
         if (p.board[sq]) putPiece(copy, p.board[sq], sq);
     for (int i = 0; i < 14; ++i)
-        if (copy.pieces[i] != p.pieces[i]) return fail(why, "bitboard " + std::to_string(i) + " differs from the mailbox");
+        if (copy.pieces[i] != p.pieces[i])
+            return fail(why, "bitboard " + std::to_string(i) + " differs from the mailbox");
     copy.sideToMove = p.sideToMove;
     copy.plyStates[0].castling = p.plyStates[ply].castling;
     copy.plyStates[0].epSquare = p.plyStates[ply].epSquare;
     computeKeys(copy);
     if (copy.key != p.key) return fail(why, "key differs");
     computeEvalSums(copy);
-    if (copy.material[0] != p.material[0] || copy.material[1] != p.material[1]) return fail(why, "material sums differ");
+    if (copy.material[0] != p.material[0] || copy.material[1] != p.material[1])
+        return fail(why, "material sums differ");
     if (copy.psq[0] != p.psq[0] || copy.psq[1] != p.psq[1]) return fail(why, "piece-square sums differ");
     if (copy.phase != p.phase) return fail(why, "phase differs");
     if (copy.pawnKey != p.pawnKey) return fail(why, "pawn key differs");

@@ -38,7 +38,7 @@ struct posinfo {
     int16_t savedFiftyMove;
     uint8_t captured;
     uint8_t castling;
-    uint8_t epSquare;   // square of the pawn that just double-stepped, 0 for none
+    uint8_t epSquare;  // square of the pawn that just double-stepped, 0 for none
     uint8_t inCheck;
     uint8_t genMarker;  // 'c' when check evasions replaced the normal captures
 };
@@ -80,8 +80,8 @@ inline bool sideInCheck(const Position& p, int colour) {
     return isAttacked(p, kingSquare(p, colour), colour ^ 1, occupancy(p));
 }
 
-void computeKeys(Position& p);          // key and pawn key from scratch
-void computeEvalSums(Position& p);      // material, psq and phase from scratch
+void computeKeys(Position& p);      // key and pawn key from scratch
+void computeEvalSums(Position& p);  // material, psq and phase from scratch
 void clearPosition(Position& p);
 
 // Reads a FEN into p. Returns false and leaves a reason in *error when the text

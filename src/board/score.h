@@ -9,12 +9,12 @@
 
 #include "board/types.h"
 
-constexpr int MATE = 32000;                  // the side mated at ply p scores p - MATE
-constexpr int MATE_BOUND = MATE - MAX_PLY;   // 31872: scores at or beyond it are mate or tablebase scores
+constexpr int MATE = 32000;                          // the side mated at ply p scores p - MATE
+constexpr int MATE_BOUND = MATE - MAX_PLY;           // 31872: scores at or beyond it are mate or tablebase scores
 constexpr int LARGEST_PLAIN_SCORE = MATE_BOUND - 1;  // the most an evaluation may claim
-constexpr int NO_SCORE = -MATE;              // a node's best score before any move is searched
-constexpr int NOT_EVALUATED = -32767;        // a frame's evaluation while in check
-constexpr int INFINITE_SCORE = 32767;        // the root's widest window
+constexpr int NO_SCORE = -MATE;                      // a node's best score before any move is searched
+constexpr int NOT_EVALUATED = -32767;                // a frame's evaluation while in check
+constexpr int INFINITE_SCORE = 32767;                // the root's widest window
 
 constexpr int mateIn(int ply) { return MATE - ply; }
 constexpr int matedIn(int ply) { return ply - MATE; }

@@ -213,7 +213,7 @@ const uint64_t EP_KEYS[8] = {
 };
 // clang-format on
 
-} // namespace
+}  // namespace
 
 uint64_t pieceKeys[14][64];
 uint64_t castlingKeys[16];

@@ -12,9 +12,9 @@ struct EvalCacheEntry {
 };
 
 struct PawnEntry {
-    uint64_t key;       // pawn key (pawns and kings)
-    Bitboard passed;    // passed pawns of both colours
-    combEval score;     // pawn structure and king shelter, White minus Black
+    uint64_t key;     // pawn key (pawns and kings)
+    Bitboard passed;  // passed pawns of both colours
+    combEval score;   // pawn structure and king shelter, White minus Black
 };
 
 // The last accumulator half computed from scratch for each perspective and own
@@ -22,8 +22,8 @@ struct PawnEntry {
 // adds and removes what differs from the board the king last stood on.
 struct KingRefreshEntry {
     alignas(64) int16_t values[NNUE_HIDDEN];
-    Bitboard pieces[14];      // by piece code
-    unsigned netGeneration;   // 0: empty; otherwise the network the sums belong to
+    Bitboard pieces[14];     // by piece code
+    unsigned netGeneration;  // 0: empty; otherwise the network the sums belong to
 };
 struct RefreshCache {
     KingRefreshEntry entries[2][NNUE_KING_SQUARES];  // [perspective][own king square]

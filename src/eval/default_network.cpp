@@ -8,8 +8,8 @@
 #ifdef _WIN32
 #include <windows.h>
 #else
-#include <climits>
 #include <unistd.h>
+#include <climits>
 #endif
 
 std::string_view builtInNetwork;
@@ -24,7 +24,7 @@ struct ReadOnlyBuffer : std::streambuf {
     }
 };
 
-} // namespace
+}  // namespace
 
 std::string executableDirectory() {
     std::string path;

@@ -12,7 +12,7 @@ extern std::string_view builtInNetwork;
 
 // Where the default network came from; `path` is empty when none was found.
 struct DefaultNetworkSource {
-    std::string path;      // the file read, or a description of the built-in copy
+    std::string path;  // the file read, or a description of the built-in copy
     bool builtIn = false;
 };
 

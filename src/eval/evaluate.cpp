@@ -39,9 +39,11 @@ void clearTables(EvalTables* t) {
 }
 
 // Beyond this the search would read a mate or tablebase score.
-int clampScore(int v) { return v < -LARGEST_PLAIN_SCORE ? -LARGEST_PLAIN_SCORE : v > LARGEST_PLAIN_SCORE ? LARGEST_PLAIN_SCORE : v; }
+int clampScore(int v) {
+    return v < -LARGEST_PLAIN_SCORE ? -LARGEST_PLAIN_SCORE : v > LARGEST_PLAIN_SCORE ? LARGEST_PLAIN_SCORE : v;
+}
 
-} // namespace
+}  // namespace
 
 bool handcraftedOnly = false;
 
@@ -125,4 +127,3 @@ int evaluateForDisplay(Position& p) {
     p.acc[0].computed = 0;
     return evaluate(0, p);
 }
-

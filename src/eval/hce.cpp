@@ -20,9 +20,9 @@ inline Bitboard pawnAttackSpan(int colour, Bitboard pawns) {
 struct Attacks {
     Bitboard byType[2][7];  // by piece type 1..6
     Bitboard all[2];
-    Bitboard zone[2];       // each king's zone
-    int zoneAttackers[2];   // enemy pieces attacking that zone
-    int units[2];           // attack units against that king
+    Bitboard zone[2];      // each king's zone
+    int zoneAttackers[2];  // enemy pieces attacking that zone
+    int units[2];          // attack units against that king
     bool queenAttacks[2];
 };
 
@@ -48,8 +48,8 @@ combEval pieceTerms(const Position& p, int us, Attacks& a) {
     };
     auto outpost = [&](int sq) {
         int r = relativeRank(us, sq);
-        return r >= 3 && r <= 5 && (pawnAttackers[us][sq] & ownPawns) &&
-               !(frontSpan[us][sq] & adjacentFiles[sq] & enemyPawns);
+        return r >= 3 && r <= 5 && (pawnAttackers[us][sq] & ownPawns)
+               && !(frontSpan[us][sq] & adjacentFiles[sq] & enemyPawns);
     };
     auto behindPawn = [&](int sq) { return (ownPawns & bit(us == WHITE ? sq + 8 : sq - 8)) != 0; };
 
@@ -77,8 +77,8 @@ combEval pieceTerms(const Position& p, int us, Attacks& a) {
         score += rookMobility[count(ROOK, att)];
         Bitboard file = fileMask[fileOf(sq)];
         if (!(file & ownPawns)) score += (file & enemyPawns) ? rookHalfOpenFile : rookOpenFile;
-        if (relativeRank(us, sq) == 6 &&
-            ((enemyPawns & (0xffULL << (us == WHITE ? 48 : 8))) || relativeRank(us, kingSquare(p, them)) == 7))
+        if (relativeRank(us, sq) == 6
+            && ((enemyPawns & (0xffULL << (us == WHITE ? 48 : 8))) || relativeRank(us, kingSquare(p, them)) == 7))
             score += rookOnSeventh;
     }
     for (Bitboard b = p.pieces[WQUEEN + us]; b;) {
@@ -119,7 +119,8 @@ combEval threats(const Position& p, int us, const Attacks& a) {
         Bitboard victims = p.pieces[makePiece(t, them)];
         Bitboard weak = victims & ~defended;
         if (t != PAWN) score += threatByPawn[t - 1] * popcount(victims & a.byType[us][PAWN]);
-        Bitboard minorTargets = t >= ROOK ? victims : (victims & ~pawnDefended & (t == PAWN ? ~defended : ~Bitboard(0)));
+        Bitboard minorTargets =
+            t >= ROOK ? victims : (victims & ~pawnDefended & (t == PAWN ? ~defended : ~Bitboard(0)));
         score += threatByMinor[t - 1] * popcount(minorTargets & byMinor);
         Bitboard rookTargets = t == QUEEN ? victims : weak;
         score += threatByRook[t - 1] * popcount(rookTargets & a.byType[us][ROOK]);
@@ -164,9 +165,7 @@ int centreDistance(int sq) {
     return (f < 4 ? 3 - f : f - 4) + (r < 4 ? 3 - r : r - 4);
 }
 
-combEval scaled(combEval v, combEval factor) {
-    return X(mgOf(v) * mgOf(factor) / 64, egOf(v) * egOf(factor) / 64);
-}
+combEval scaled(combEval v, combEval factor) { return X(mgOf(v) * mgOf(factor) / 64, egOf(v) * egOf(factor) / 64); }
 
 // Material that cannot or can hardly win is scaled toward a draw; a bare king
 // facing enough material is driven to the edge (or to the right corner).
@@ -181,14 +180,13 @@ combEval endgameKnowledge(const Position& p, combEval subtotal) {
     if (!strongPawns) {
         if (onlyMinors && (minors <= 1 || bishops == 0))
             return scaled(subtotal, drawScale[DRAW_ONLY_MINORS]) - subtotal;
-        if (strongPieces - weakPieces < 400)
-            return scaled(subtotal, drawScale[DRAW_NO_PAWNS_SMALL_EDGE]) - subtotal;
+        if (strongPieces - weakPieces < 400) return scaled(subtotal, drawScale[DRAW_NO_PAWNS_SMALL_EDGE]) - subtotal;
     }
     Bitboard whiteBishops = p.pieces[WBISHOP], blackBishops = p.pieces[BBISHOP];
-    Bitboard others = p.pieces[WKNIGHT] | p.pieces[BKNIGHT] | p.pieces[WROOK] | p.pieces[BROOK] |
-                      p.pieces[WQUEEN] | p.pieces[BQUEEN];
-    if (!others && popcount(whiteBishops) == 1 && popcount(blackBishops) == 1 &&
-        ((whiteBishops & DARK_SQUARES) != 0) != ((blackBishops & DARK_SQUARES) != 0))
+    Bitboard others =
+        p.pieces[WKNIGHT] | p.pieces[BKNIGHT] | p.pieces[WROOK] | p.pieces[BROOK] | p.pieces[WQUEEN] | p.pieces[BQUEEN];
+    if (!others && popcount(whiteBishops) == 1 && popcount(blackBishops) == 1
+        && ((whiteBishops & DARK_SQUARES) != 0) != ((blackBishops & DARK_SQUARES) != 0))
         return scaled(subtotal, drawScale[DRAW_OPPOSITE_BISHOPS]) - subtotal;
 
     combEval score = 0;
@@ -202,7 +200,7 @@ combEval endgameKnowledge(const Position& p, combEval subtotal) {
             bool darkBishop = (p.pieces[WBISHOP + strong] & DARK_SQUARES) != 0;
             int a = darkBishop ? 0 : 7, b = darkBishop ? 63 : 56;  // a1 is dark
             int d = squareDistance[weakKing][a] < squareDistance[weakKing][b] ? squareDistance[weakKing][a]
-                                                                               : squareDistance[weakKing][b];
+                                                                              : squareDistance[weakKing][b];
             score += bishopKnightCorner[d];
         } else {
             score += mopUpCentre[centreDistance(weakKing)];
@@ -211,7 +209,7 @@ combEval endgameKnowledge(const Position& p, combEval subtotal) {
     return strong == WHITE ? score : -score;
 }
 
-} // namespace
+}  // namespace
 
 int clampedPhase(const Position& p) { return p.phase < 0 ? 0 : p.phase > 24 ? 24 : p.phase; }
 

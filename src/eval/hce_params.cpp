@@ -73,20 +73,47 @@ combEval tradeDown[25] = {
 combEval drawScale[DRAW_CLASSES] = {X(15, 4), X(26, 23), X(67, 38)};
 
 // clang-format on
-#define EVAL_TABLE(t) {#t, &t[0], int(sizeof(t) / sizeof(combEval))}
-#define EVAL_VALUE(v) {#v, &v, 1}
+#define EVAL_TABLE(t) \
+    { #t, &t[0], int(sizeof(t) / sizeof(combEval)) }
+#define EVAL_VALUE(v) \
+    { #v, &v, 1 }
 
 const EvalTable evalTables[] = {
-    EVAL_TABLE(materialValue), {"pieceSquareScore", &pieceSquareScore[0][0], 6 * NOFSQUARES},
-    EVAL_TABLE(passedPawn), EVAL_TABLE(connectedPawn), EVAL_VALUE(isolatedPawn), EVAL_VALUE(doubledPawn),
-    EVAL_VALUE(backwardPawn), EVAL_TABLE(shelterPawn), EVAL_TABLE(passedOwnKingDistance),
-    EVAL_TABLE(passedEnemyKingDistance), EVAL_TABLE(passedFreePath), EVAL_VALUE(passedUnstoppable),
-    EVAL_TABLE(knightMobility), EVAL_TABLE(bishopMobility), EVAL_TABLE(rookMobility), EVAL_TABLE(queenMobility),
-    EVAL_VALUE(knightOutpost), EVAL_VALUE(bishopOutpost), EVAL_VALUE(minorBehindPawn),
-    EVAL_VALUE(bishopPawnSameColour), EVAL_VALUE(rookOpenFile), EVAL_VALUE(rookHalfOpenFile),
-    EVAL_VALUE(rookOnSeventh), EVAL_TABLE(kingAttackUnits), EVAL_TABLE(safeCheckUnits), EVAL_TABLE(kingDanger),
-    EVAL_TABLE(threatByPawn), EVAL_TABLE(threatByMinor), EVAL_TABLE(threatByRook), EVAL_VALUE(threatByKing),
-    EVAL_VALUE(hangingPiece), EVAL_TABLE(mopUpCentre), EVAL_TABLE(mopUpProximity), EVAL_TABLE(bishopKnightCorner), EVAL_TABLE(tradeDown),
+    EVAL_TABLE(materialValue),
+    {"pieceSquareScore", &pieceSquareScore[0][0], 6 * NOFSQUARES},
+    EVAL_TABLE(passedPawn),
+    EVAL_TABLE(connectedPawn),
+    EVAL_VALUE(isolatedPawn),
+    EVAL_VALUE(doubledPawn),
+    EVAL_VALUE(backwardPawn),
+    EVAL_TABLE(shelterPawn),
+    EVAL_TABLE(passedOwnKingDistance),
+    EVAL_TABLE(passedEnemyKingDistance),
+    EVAL_TABLE(passedFreePath),
+    EVAL_VALUE(passedUnstoppable),
+    EVAL_TABLE(knightMobility),
+    EVAL_TABLE(bishopMobility),
+    EVAL_TABLE(rookMobility),
+    EVAL_TABLE(queenMobility),
+    EVAL_VALUE(knightOutpost),
+    EVAL_VALUE(bishopOutpost),
+    EVAL_VALUE(minorBehindPawn),
+    EVAL_VALUE(bishopPawnSameColour),
+    EVAL_VALUE(rookOpenFile),
+    EVAL_VALUE(rookHalfOpenFile),
+    EVAL_VALUE(rookOnSeventh),
+    EVAL_TABLE(kingAttackUnits),
+    EVAL_TABLE(safeCheckUnits),
+    EVAL_TABLE(kingDanger),
+    EVAL_TABLE(threatByPawn),
+    EVAL_TABLE(threatByMinor),
+    EVAL_TABLE(threatByRook),
+    EVAL_VALUE(threatByKing),
+    EVAL_VALUE(hangingPiece),
+    EVAL_TABLE(mopUpCentre),
+    EVAL_TABLE(mopUpProximity),
+    EVAL_TABLE(bishopKnightCorner),
+    EVAL_TABLE(tradeDown),
     EVAL_TABLE(drawScale),
 };
 const int evalTableCount = int(sizeof(evalTables) / sizeof(evalTables[0]));

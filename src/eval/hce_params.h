@@ -37,9 +37,9 @@ extern combEval rookHalfOpenFile;
 extern combEval rookOnSeventh;
 
 // King safety. Attack units are read from the middlegame half.
-extern combEval kingAttackUnits[6];   // per piece of that type attacking the king zone
-extern combEval safeCheckUnits[6];    // per safe checking square of that piece type
-extern combEval kingDanger[64];       // by total attack units
+extern combEval kingAttackUnits[6];  // per piece of that type attacking the king zone
+extern combEval safeCheckUnits[6];   // per safe checking square of that piece type
+extern combEval kingDanger[64];      // by total attack units
 
 // Threats, indexed by the type of the attacked piece (pawn .. king).
 extern combEval threatByPawn[6];
@@ -50,9 +50,9 @@ extern combEval hangingPiece;
 
 // Won endings without enemy pawns: drive the bare king away from the centre,
 // bring the own king near it, and for bishop and knight to the bishop's corner.
-extern combEval mopUpCentre[7];       // by the weaker king's distance from the centre
-extern combEval mopUpProximity[8];    // by the distance between the kings
-extern combEval bishopKnightCorner[8];// by the weaker king's distance to a bishop-coloured corner
+extern combEval mopUpCentre[7];         // by the weaker king's distance from the centre
+extern combEval mopUpProximity[8];      // by the distance between the kings
+extern combEval bishopKnightCorner[8];  // by the weaker king's distance to a bishop-coloured corner
 // For the side with a clear material lead, by phase (0..24): fewer pieces left is easier to convert.
 extern combEval tradeDown[25];
 

@@ -27,18 +27,18 @@ uint32_t readWord(std::istream& in) {
     return uint32_t(bytes[0]) | uint32_t(bytes[1]) << 8 | uint32_t(bytes[2]) << 16 | uint32_t(bytes[3]) << 24;
 }
 
-} // namespace
+}  // namespace
 
 bool loadNet(std::istream& in) {
     netLoaded = false;
-    readWord(in);                        // version
-    readWord(in);                        // architecture hash
-    uint32_t length = readWord(in);      // description
+    readWord(in);                    // version
+    readWord(in);                    // architecture hash
+    uint32_t length = readWord(in);  // description
     if (length && in) in.ignore(std::streamsize(length));
-    readWord(in);                        // feature transformer header
+    readWord(in);  // feature transformer header
     readBlock(in, nnue.transformerBias, NNUE_HIDDEN);
     readBlock(in, nnue.transformerWeights, size_t(NNUE_FEATURES) * NNUE_HIDDEN);
-    readWord(in);                        // layers header
+    readWord(in);  // layers header
     readBlock(in, nnue.l1Bias, NNUE_L1);
     readBlock(in, nnue.l1Weights, NNUE_L1 * 2 * NNUE_HIDDEN);
     readBlock(in, nnue.l2Bias, NNUE_L2);
@@ -60,6 +60,7 @@ bool loadNetFile(const std::string& path) {
 }
 
 std::string netMissingLine(const std::string& path, bool forPosition) {
-    return "info string NetFile not found/correct: " + path +
-           (forPosition ? ". Unable to calculate the best move for the position." : ". Unable to calculate the best move for a position.");
+    return "info string NetFile not found/correct: " + path
+           + (forPosition ? ". Unable to calculate the best move for the position."
+                          : ". Unable to calculate the best move for a position.");
 }

@@ -19,7 +19,8 @@ void gatherChanges(const Position& p, int side, int first, int last, FeatureDelt
     for (int q = first; q <= last; ++q) {
         const DirtyPiece& dp = p.dirty[q];
         for (int i = 0; i < dp.count; ++i) {
-            if (dp.from[i] != OFF_BOARD) d.removed[d.removedCount++] = featureIndex(side, king, dp.piece[i], dp.from[i]);
+            if (dp.from[i] != OFF_BOARD)
+                d.removed[d.removedCount++] = featureIndex(side, king, dp.piece[i], dp.from[i]);
             if (dp.to[i] != OFF_BOARD) d.added[d.addedCount++] = featureIndex(side, king, dp.piece[i], dp.to[i]);
         }
     }
@@ -69,8 +70,10 @@ void refreshHalfCached(const Position& p, int side, int16_t* out, const NnueKern
         int added[64], removed[64];
         int addedCount = 0, removedCount = 0;
         for (int code = 2; code < 14; ++code) {
-            for (Bitboard b = p.pieces[code] & ~e.pieces[code]; b;) added[addedCount++] = featureIndex(side, king, code, popLsb(b));
-            for (Bitboard b = e.pieces[code] & ~p.pieces[code]; b;) removed[removedCount++] = featureIndex(side, king, code, popLsb(b));
+            for (Bitboard b = p.pieces[code] & ~e.pieces[code]; b;)
+                added[addedCount++] = featureIndex(side, king, code, popLsb(b));
+            for (Bitboard b = e.pieces[code] & ~p.pieces[code]; b;)
+                removed[removedCount++] = featureIndex(side, king, code, popLsb(b));
             e.pieces[code] = p.pieces[code];
         }
         kernel.updateAccumulator(e.values, e.values, added, addedCount, removed, removedCount);
@@ -78,7 +81,7 @@ void refreshHalfCached(const Position& p, int side, int16_t* out, const NnueKern
     std::memcpy(out, e.values, sizeof e.values);
 }
 
-} // namespace
+}  // namespace
 
 NnueChunkedWeights nnueChunked;
 
@@ -86,14 +89,16 @@ void prepareNetwork() {
     ++netGeneration;  // every refresh cache now holds sums of another network
     for (int chunk = 0; chunk < NNUE_INPUTS / 4; ++chunk)
         for (int j = 0; j < NNUE_L1; ++j)
-            for (int b = 0; b < 4; ++b) nnueChunked.l1ByChunk[chunk][j][b] = nnue.l1Weights[j * NNUE_INPUTS + chunk * 4 + b];
+            for (int b = 0; b < 4; ++b)
+                nnueChunked.l1ByChunk[chunk][j][b] = nnue.l1Weights[j * NNUE_INPUTS + chunk * 4 + b];
 }
 
 bool kernelSupported(const NnueKernel& k) {
     // Static initialisers may ask before the runtime has read the processor's features.
     __builtin_cpu_init();
     if (&k == &avx512Kernel)
-        return __builtin_cpu_supports("avx512vnni") && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx2");
+        return __builtin_cpu_supports("avx512vnni") && __builtin_cpu_supports("avx512vl")
+               && __builtin_cpu_supports("avx2");
     if (&k == &avx2Kernel) return __builtin_cpu_supports("avx2");
     if (&k == &ssse3Kernel) return __builtin_cpu_supports("ssse3");
     return true;
@@ -120,7 +125,7 @@ const NnueKernel& startupKernel() {
 #endif
 }
 
-} // namespace
+}  // namespace
 
 const NnueKernel* activeKernel = &startupKernel();
 

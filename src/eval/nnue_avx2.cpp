@@ -7,7 +7,7 @@ inline __m256i dotAdd(__m256i sum, __m256i x, __m256i w) {
     return _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_maddubs_epi16(x, w), _mm256_set1_epi16(1)));
 }
 
-} // namespace
+}  // namespace
 
 #include "eval/nnue_vec256.h"
 

@@ -6,7 +6,7 @@ namespace {
 
 inline __m256i dotAdd(__m256i sum, __m256i x, __m256i w) { return _mm256_dpbusd_epi32(sum, x, w); }
 
-} // namespace
+}  // namespace
 
 #include "eval/nnue_vec256.h"
 

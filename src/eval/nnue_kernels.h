@@ -10,8 +10,8 @@ struct NnueKernel {
     const char* name;
     // out = base + the weights of every added feature - those of every removed
     // one, element by element in wrapping 16-bit arithmetic (NNUE_HIDDEN elements).
-    void (*updateAccumulator)(int16_t* out, const int16_t* base, const int* added, int addedCount,
-                              const int* removed, int removedCount);
+    void (*updateAccumulator)(int16_t* out, const int16_t* base, const int* added, int addedCount, const int* removed,
+                              int removedCount);
     // Clips both accumulator halves (side to move first) and runs the three
     // small layers: the raw output of the network. The vector versions read
     // the chunked first-layer weights, so prepareNetwork() must have run since

@@ -12,8 +12,8 @@ inline int saturate16(int32_t v) { return v < -32768 ? -32768 : v > 32767 ? 3276
 inline int saturate8(int v) { return v < -128 ? -128 : v > 127 ? 127 : v; }
 inline int32_t wrapAdd(int32_t a, int32_t b) { return int32_t(uint32_t(a) + uint32_t(b)); }
 
-void updateScalar(int16_t* out, const int16_t* base, const int* added, int addedCount,
-                  const int* removed, int removedCount) {
+void updateScalar(int16_t* out, const int16_t* base, const int* added, int addedCount, const int* removed,
+                  int removedCount) {
     uint16_t sums[NNUE_HIDDEN];
     for (int i = 0; i < NNUE_HIDDEN; ++i) sums[i] = uint16_t(base[i]);
     for (int a = 0; a < addedCount; ++a) {
@@ -31,8 +31,7 @@ void updateScalar(int16_t* out, const int16_t* base, const int* added, int added
 // before the 32-bit sum, as the byte multiply-add instruction does.
 int32_t dotPairs(const uint8_t* in, const int8_t* w, int n) {
     int32_t sum = 0;
-    for (int i = 0; i < n; i += 2)
-        sum = wrapAdd(sum, saturate16(int(in[i]) * w[i] + int(in[i + 1]) * w[i + 1]));
+    for (int i = 0; i < n; i += 2) sum = wrapAdd(sum, saturate16(int(in[i]) * w[i] + int(in[i + 1]) * w[i + 1]));
     return sum;
 }
 
@@ -58,6 +57,6 @@ int32_t propagateScalar(const int16_t* mover, const int16_t* other) {
     return wrapAdd(dotPairs(hidden2, nnue.outputWeights, NNUE_L2), nnue.outputBias);
 }
 
-} // namespace
+}  // namespace
 
 const NnueKernel scalarKernel = {"scalar", updateScalar, propagateScalar};

@@ -9,17 +9,19 @@ namespace {
 
 constexpr int CHUNK = 64;  // accumulator elements kept in registers per pass (8 vectors)
 
-void updateSsse3(int16_t* out, const int16_t* base, const int* added, int addedCount,
-                 const int* removed, int removedCount) {
+void updateSsse3(int16_t* out, const int16_t* base, const int* added, int addedCount, const int* removed,
+                 int removedCount) {
     for (int c = 0; c < NNUE_HIDDEN; c += CHUNK) {
         __m128i r[CHUNK / 8];
         for (int i = 0; i < CHUNK / 8; ++i) r[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + c) + i);
         for (int a = 0; a < addedCount; ++a) {
-            const __m128i* w = reinterpret_cast<const __m128i*>(nnue.transformerWeights + size_t(added[a]) * NNUE_HIDDEN + c);
+            const __m128i* w =
+                reinterpret_cast<const __m128i*>(nnue.transformerWeights + size_t(added[a]) * NNUE_HIDDEN + c);
             for (int i = 0; i < CHUNK / 8; ++i) r[i] = _mm_add_epi16(r[i], _mm_load_si128(w + i));
         }
         for (int d = 0; d < removedCount; ++d) {
-            const __m128i* w = reinterpret_cast<const __m128i*>(nnue.transformerWeights + size_t(removed[d]) * NNUE_HIDDEN + c);
+            const __m128i* w =
+                reinterpret_cast<const __m128i*>(nnue.transformerWeights + size_t(removed[d]) * NNUE_HIDDEN + c);
             for (int i = 0; i < CHUNK / 8; ++i) r[i] = _mm_sub_epi16(r[i], _mm_load_si128(w + i));
         }
         for (int i = 0; i < CHUNK / 8; ++i) _mm_storeu_si128(reinterpret_cast<__m128i*>(out + c) + i, r[i]);
@@ -89,7 +91,8 @@ void firstLayer(const __m128i* in, __m128i* out) {
     int count = 0;
     for (int v = 0; v < NNUE_INPUTS / 16; v += 2) {
         unsigned nonZero = ~unsigned(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(in[v], zero)))
-                                     | _mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(in[v + 1], zero))) << 4) & 0xff;
+                                     | _mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(in[v + 1], zero))) << 4)
+                           & 0xff;
         __m128i at = _mm_add_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(setBits.positions[nonZero])),
                                    _mm_set1_epi16(int16_t(v * 4)));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(listed + count), at);
@@ -123,6 +126,6 @@ int32_t propagateSsse3(const int16_t* mover, const int16_t* other) {
     return int32_t(uint32_t(_mm_cvtsi128_si32(s)) + uint32_t(nnue.outputBias));
 }
 
-} // namespace
+}  // namespace
 
 const NnueKernel ssse3Kernel = {"SSSE3", updateSsse3, propagateSsse3};

@@ -16,17 +16,19 @@ namespace {
 
 constexpr int CHUNK = 128;  // accumulator elements kept in registers per pass (8 vectors)
 
-void updateVec256(int16_t* out, const int16_t* base, const int* added, int addedCount,
-                const int* removed, int removedCount) {
+void updateVec256(int16_t* out, const int16_t* base, const int* added, int addedCount, const int* removed,
+                  int removedCount) {
     for (int c = 0; c < NNUE_HIDDEN; c += CHUNK) {
         __m256i r[CHUNK / 16];
         for (int i = 0; i < CHUNK / 16; ++i) r[i] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(base + c) + i);
         for (int a = 0; a < addedCount; ++a) {
-            const __m256i* w = reinterpret_cast<const __m256i*>(nnue.transformerWeights + size_t(added[a]) * NNUE_HIDDEN + c);
+            const __m256i* w =
+                reinterpret_cast<const __m256i*>(nnue.transformerWeights + size_t(added[a]) * NNUE_HIDDEN + c);
             for (int i = 0; i < CHUNK / 16; ++i) r[i] = _mm256_add_epi16(r[i], _mm256_load_si256(w + i));
         }
         for (int d = 0; d < removedCount; ++d) {
-            const __m256i* w = reinterpret_cast<const __m256i*>(nnue.transformerWeights + size_t(removed[d]) * NNUE_HIDDEN + c);
+            const __m256i* w =
+                reinterpret_cast<const __m256i*>(nnue.transformerWeights + size_t(removed[d]) * NNUE_HIDDEN + c);
             for (int i = 0; i < CHUNK / 16; ++i) r[i] = _mm256_sub_epi16(r[i], _mm256_load_si256(w + i));
         }
         for (int i = 0; i < CHUNK / 16; ++i) _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + c) + i, r[i]);
@@ -48,8 +50,7 @@ void clipHalf(const int16_t* acc, __m256i* out) {
 inline __m256i rowSums(const __m256i* in, const int8_t* row, int vectors) {
     const __m256i* w = reinterpret_cast<const __m256i*>(row);
     __m256i sum = _mm256_setzero_si256();
-    for (int i = 0; i < vectors; ++i)
-        sum = dotAdd(sum, in[i], _mm256_load_si256(w + i));
+    for (int i = 0; i < vectors; ++i) sum = dotAdd(sum, in[i], _mm256_load_si256(w + i));
     return sum;
 }
 
@@ -144,4 +145,4 @@ int32_t propagateVec256(const int16_t* mover, const int16_t* other) {
     return int32_t(uint32_t(_mm_cvtsi128_si32(t)) + uint32_t(nnue.outputBias));
 }
 
-} // namespace
+}  // namespace

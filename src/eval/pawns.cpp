@@ -44,14 +44,17 @@ combEval pawnsOf(const Position& p, int us, Bitboard& passedOut) {
     Bitboard inFront = own & (us == WHITE ? ranksUpward[ownKing] : ranksDownward[ownKing]);
     for (int f = firstFile; f <= lastFile; ++f) {
         Bitboard onFile = inFront & fileMask[f];
-        if (!onFile) { score += shelterPawn[0]; continue; }
+        if (!onFile) {
+            score += shelterPawn[0];
+            continue;
+        }
         int nearest = us == WHITE ? lsb(onFile) : 63 - __builtin_clzll(onFile);
         score += shelterPawn[relativeRank(us, nearest)];
     }
     return score;
 }
 
-} // namespace
+}  // namespace
 
 void evaluatePawns(const Position& p, PawnEntry& entry) {
     Bitboard passed = 0;

@@ -7,9 +7,9 @@
 
 #define TCONST
 
-extern TCONST combEval materialValue[6];                    // pawn .. king, indexed by type - 1
-extern TCONST combEval pieceSquareScore[6][NOFSQUARES];     // seen from the owner; see psqIndex
-extern const int phaseWeight[7];                            // by piece type
+extern TCONST combEval materialValue[6];                 // pawn .. king, indexed by type - 1
+extern TCONST combEval pieceSquareScore[6][NOFSQUARES];  // seen from the owner; see psqIndex
+extern const int phaseWeight[7];                         // by piece type
 
 // A white piece reads its square mirrored vertically, a black piece its square as it stands.
 constexpr int psqIndex(int colour, int sq) { return colour == WHITE ? sq ^ 56 : sq; }

@@ -45,7 +45,7 @@ const char* const BENCH_FENS[] = {
     "r1bq1rk1/ppp1nppp/4n3/3p3Q/3P4/1BP1B3/PP1N2PP/R4RK1 w - - 1 16",
 };
 
-} // namespace
+}  // namespace
 
 BenchResult runBench(int depth, bool onPool) {
     BenchResult result;

@@ -12,23 +12,23 @@
 #include "board/types.h"
 
 struct TimeControl {
-    int64_t startTime = 0;       // ms of the monotonic clock
+    int64_t startTime = 0;  // ms of the monotonic clock
     int time[2] = {900000, 900000};
     int inc[2] = {0, 0};
     int movesToGo = 30;
     bool movesToGoGiven = false;
-    int depth = 0;               // 0: no limit
-    int mate = 0;                // 0: none
-    uint64_t nodes = 0;          // 0: no limit
-    int moveTime = 0;            // 0: none
+    int depth = 0;       // 0: no limit
+    int mate = 0;        // 0: none
+    uint64_t nodes = 0;  // 0: no limit
+    int moveTime = 0;    // 0: none
     bool infinite = false;
     bool pondering = false;
     int nodeCheckInterval = 4096;
     int softLimit = 0;
     int hardLimit = 0;
     float timeFactor = 1.0f;
-    std::vector<Move> searchMoves; // "searchmoves": the root moves allowed; empty for all
-    int multiPv = 1;             // MultiPV: the best root moves searched and reported, each with its line
+    std::vector<Move> searchMoves;  // "searchmoves": the root moves allowed; empty for all
+    int multiPv = 1;                // MultiPV: the best root moves searched and reported, each with its line
 };
 
 // Written by the command thread only while the search threads are idle.
@@ -51,6 +51,7 @@ extern SearchFlag timeUpFlag;
 extern bool searchOutputEnabled;
 
 inline int64_t nowMs() {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
 }
 inline int64_t elapsedMs() { return nowMs() - timeControl.startTime; }

@@ -12,7 +12,11 @@ inline void selectBestQuiet(Move* from, Move* end, int* scores) {
     int* bestScorePtr = scores;
     for (Move* m = from + 1; m < end; ++m) {
         int s = scores[m - from];
-        if (s > bestScore) { bestScore = s; best = m; bestScorePtr = scores + (m - from); }
+        if (s > bestScore) {
+            bestScore = s;
+            best = m;
+            bestScorePtr = scores + (m - from);
+        }
     }
     std::swap(*from, *best);
     std::swap(*scores, *bestScorePtr);
@@ -34,7 +38,7 @@ inline bool usableQuiet(const Position& p, int ply, const SearchFrame& f, Move m
     return isPseudoLegal(p, ply, m);
 }
 
-} // namespace
+}  // namespace
 
 void startPicker(worker& w, int ply, Move ttMove, bool inCheck) {
     Position& p = *w.pos;
@@ -77,7 +81,10 @@ Move nextMove(worker& w, int ply, const ContinuationBlocks& blocks) {
     case STAGE_GOOD_CAPTURES:
         while (s.current < s.end) {
             Move m = takeBest(s);
-            if (wasYielded(f, m)) { s.current[-1] = moveBase(m); continue; }
+            if (wasYielded(f, m)) {
+                s.current[-1] = moveBase(m);
+                continue;
+            }
             if (!seeTest(p, m, 0)) {
                 s.current[-1] = moveBase(m) | Move(BAD_CAPTURE_KEY) << 24;
                 continue;
@@ -161,8 +168,7 @@ Move nextMove(worker& w, int ply, const ContinuationBlocks& blocks) {
             return takeBest(s);
         }
         return NO_MOVE;
-    default:
-        return NO_MOVE;
+    default: return NO_MOVE;
     }
 }
 

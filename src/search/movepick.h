@@ -119,12 +119,12 @@ inline Move nextCapture(worker& w, int ply) {
     Position& p = *w.pos;
     PickerState& s = w.frames[ply].picker;
     switch (s.stage) {
-    case STAGE_CAPTURE_TT:
-        s.stage = STAGE_GEN_NOISY;
-        return s.ttMove;
+    case STAGE_CAPTURE_TT: s.stage = STAGE_GEN_NOISY; return s.ttMove;
     case STAGE_GEN_NOISY:
-        beginList(s, s.withPromotions ? generateQuiescenceIgnoringCheck(ply, s.listStart, p)
-                                      : generateCapturesIgnoringCheck(ply, s.listStart, p), STAGE_NOISY);
+        beginList(s,
+                  s.withPromotions ? generateQuiescenceIgnoringCheck(ply, s.listStart, p)
+                                   : generateCapturesIgnoringCheck(ply, s.listStart, p),
+                  STAGE_NOISY);
         [[fallthrough]];
     case STAGE_NOISY:
         while (s.current < s.end) {
@@ -132,9 +132,7 @@ inline Move nextCapture(worker& w, int ply) {
             if (goesOut(p, s, m)) return m;
         }
         return NO_MOVE;
-    case STAGE_PLAIN_EVASIONS:
-        return s.current < s.end ? *s.current++ : NO_MOVE;
-    default:
-        return NO_MOVE;
+    case STAGE_PLAIN_EVASIONS: return s.current < s.end ? *s.current++ : NO_MOVE;
+    default: return NO_MOVE;
     }
 }

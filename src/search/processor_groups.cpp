@@ -9,9 +9,9 @@
 #include <windows.h>
 #include <cstdlib>
 #elif defined(__linux__)
+#include <dirent.h>
 #include <pthread.h>
 #include <sched.h>
-#include <dirent.h>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -34,9 +34,7 @@ std::vector<int> buildNodeTable(const ProcessorTopology& t) {
     return table;
 }
 
-int nodeFromTable(const std::vector<int>& table, unsigned index) {
-    return index < table.size() ? table[index] : -1;
-}
+int nodeFromTable(const std::vector<int>& table, unsigned index) { return index < table.size() ? table[index] : -1; }
 
 int nodeToBind(const std::vector<int>& table, unsigned index, int forcedNodeOption) {
     if (forcedNodeOption != 0) return forcedNodeOption - 1;
@@ -68,7 +66,8 @@ FARPROC kernelFunction(const char* name) {
 
 void bindToNode(int node) {
     auto nodeMask = reinterpret_cast<NodeMaskFn>(reinterpret_cast<void*>(kernelFunction("GetNumaNodeProcessorMaskEx")));
-    auto setAffinity = reinterpret_cast<GroupAffinityFn>(reinterpret_cast<void*>(kernelFunction("SetThreadGroupAffinity")));
+    auto setAffinity =
+        reinterpret_cast<GroupAffinityFn>(reinterpret_cast<void*>(kernelFunction("SetThreadGroupAffinity")));
     if (!nodeMask || !setAffinity) return;
     GROUP_AFFINITY affinity;
     if (!nodeMask(USHORT(node), &affinity)) return;
@@ -129,12 +128,13 @@ void bindToNode(int) {}
 
 #endif
 
-} // namespace
+}  // namespace
 
 ProcessorTopology systemTopology() {
     ProcessorTopology t;
 #ifdef _WIN32
-    auto infoEx = reinterpret_cast<InfoExFn>(reinterpret_cast<void*>(kernelFunction("GetLogicalProcessorInformationEx")));
+    auto infoEx =
+        reinterpret_cast<InfoExFn>(reinterpret_cast<void*>(kernelFunction("GetLogicalProcessorInformationEx")));
     if (!infoEx) return t;
     DWORD length = 0;
     if (infoEx(RelationAll, nullptr, &length) || GetLastError() != ERROR_INSUFFICIENT_BUFFER) return t;
@@ -157,7 +157,7 @@ ProcessorTopology systemTopology() {
     std::free(buffer);
 #elif defined(__linux__)
     t.nodes = countNodes();
-    std::set<std::pair<int, int>> cores;
+    std::set<std::pair<int, int> > cores;
     for (int cpu = 0;; ++cpu) {
         std::string base = "/sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/topology/";
         std::string package = readFirstLine(base + "physical_package_id");

@@ -6,7 +6,7 @@ uint8_t lmrTable[128][256];
 
 namespace {
 bool filled = false;
-}
+}  // namespace
 
 void initReductions() {
     if (filled) return;

@@ -193,8 +193,8 @@ int firstLineRank() { return timeControl.multiPv > 1 ? 1 : 0; }
 void printIteration(const worker& w, int depth) {
     if (!reports(w)) return;
     if (w.rootLines.empty()) {
-        sendLine(infoLine(w.rootBestScore, depth, w.selDepth, totalNodes(), elapsedMs(), totalTbHits(), w.rootPv, w.position,
-                          firstLineRank()));
+        sendLine(infoLine(w.rootBestScore, depth, w.selDepth, totalNodes(), elapsedMs(), totalTbHits(), w.rootPv,
+                          w.position, firstLineRank()));
         return;
     }
     // The lines of one iteration show the same counts.
@@ -234,7 +234,7 @@ bool rootTablebaseMove(worker& w) {
     return true;
 }
 
-} // namespace
+}  // namespace
 
 std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t elapsed, uint64_t tbHits,
                      const std::vector<Move>& pv, const Position& root, int multiPv) {
@@ -325,8 +325,9 @@ void iterativeDeepening(worker& w, bool leader) {
         bool goOn = true;
         if (lineCount == 1 && provenMate(score, depth)) goOn = false;
         // Under MultiPV the deepening ends once every line is a proven mate.
-        if (lineCount > 1 && std::all_of(w.rootLines.begin(), w.rootLines.begin() + long(lineCount),
-                                         [depth](const RootLine& l) { return provenMate(l.score, depth); }))
+        if (lineCount > 1
+            && std::all_of(w.rootLines.begin(), w.rootLines.begin() + long(lineCount),
+                           [depth](const RootLine& l) { return provenMate(l.score, depth); }))
             goOn = false;
         if (leader && timeControl.mate > 0 && score >= MATE_BOUND && mateMoves(score) <= timeControl.mate) goOn = false;
         if (singleMove && depth >= 3) goOn = false;
@@ -351,9 +352,10 @@ void reportResult(boss& b) {
     for (const worker* w : pool)
         if (w->completedDepth > chosen->completedDepth && w->rootBestMove) chosen = w;
     b.reportedMove = chosen->rootBestMove;
-    b.reportedPonder = chosen->rootPv.size() > 1 && sameMove(chosen->rootPv[0], chosen->rootBestMove) ? chosen->rootPv[1] : NO_MOVE;
-    sendLine(infoLine(chosen->rootBestScore, chosen->completedDepth, chosen->selDepth, totalNodes(), elapsedMs(), totalTbHits(),
-                      chosen->rootPv, b.position, firstLineRank()));
+    b.reportedPonder =
+        chosen->rootPv.size() > 1 && sameMove(chosen->rootPv[0], chosen->rootBestMove) ? chosen->rootPv[1] : NO_MOVE;
+    sendLine(infoLine(chosen->rootBestScore, chosen->completedDepth, chosen->selDepth, totalNodes(), elapsedMs(),
+                      totalTbHits(), chosen->rootPv, b.position, firstLineRank()));
     std::string line = "bestmove " + moveToText(b.position, b.reportedMove);
     if (b.reportedPonder) {
         Position& p = b.position;

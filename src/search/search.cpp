@@ -50,7 +50,8 @@ bool outOfTime(worker& w) {
 // bucket is asked for once the move is made.
 inline void prefetchChildBucket(const worker& w, const Position& p, Move m) {
     int from = moveFrom(m), to = moveTo(m), piece = p.board[from];
-    prefetchBucket(*w.table, p.key ^ sideKey ^ pieceKeys[piece][from] ^ pieceKeys[piece][to] ^ pieceKeys[p.board[to]][to]);
+    prefetchBucket(*w.table,
+                   p.key ^ sideKey ^ pieceKeys[piece][from] ^ pieceKeys[piece][to] ^ pieceKeys[p.board[to]][to]);
 }
 
 inline void makeSearchMove(worker& w, int ply, Move m) {
@@ -132,10 +133,12 @@ bool nullMoveCutoff(worker& w, int ply, int depth, int beta, int value, int& res
     Position& p = *w.pos;
     SearchFrame& f = w.frames[ply];
     SearchFrame& child = w.frames[ply + 1];
-    if (f.nullDisabled || w.frames[ply - 1].afterNull || value < beta || !hasNonPawnMaterial(p, p.sideToMove)) return false;
+    if (f.nullDisabled || w.frames[ply - 1].afterNull || value < beta || !hasNonPawnMaterial(p, p.sideToMove))
+        return false;
 
     const int reduced = depth - depth / NULL_MOVE_DEPTH_DIVISOR
-                      - std::min(NULL_MOVE_MAX_EVAL_REDUCTION, (value - beta) / NULL_MOVE_EVAL_STEP) - NULL_MOVE_REDUCTION;
+                        - std::min(NULL_MOVE_MAX_EVAL_REDUCTION, (value - beta) / NULL_MOVE_EVAL_STEP)
+                        - NULL_MOVE_REDUCTION;
     f.current = NO_MOVE;
     child.movedBy = NO_MOVE;
     child.afterNull = 1;
@@ -240,7 +243,7 @@ bool isSingular(worker& w, int ply, int depth, int ttScore, const ContinuationBl
     return singular;
 }
 
-} // namespace
+}  // namespace
 
 void updatePv(worker& w, int ply, Move m) {
     w.pv[ply][ply] = moveBase(m);
@@ -303,13 +306,14 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
         const int eval = evaluate(ply, p);
         f.staticEval = int16_t(eval);
         int value = eval;
-        if (ttBound == EXACT || (ttBound == LOWER && ttScore > eval) || (ttBound == UPPER && ttScore < eval)) value = ttScore;
+        if (ttBound == EXACT || (ttBound == LOWER && ttScore > eval) || (ttBound == UPPER && ttScore < eval))
+            value = ttScore;
         improving = ply < 2 || w.frames[ply - 2].staticEval <= eval;
 
         if (!pvNode) {
             // Reverse futility: far enough above beta that one quiet move will not change it.
-            if (depth < REVERSE_FUTILITY_DEPTH && !isMateScore(value)
-                && value >= beta + REVERSE_FUTILITY_MARGIN * depth && hasNonPawnMaterial(p, us))
+            if (depth < REVERSE_FUTILITY_DEPTH && !isMateScore(value) && value >= beta + REVERSE_FUTILITY_MARGIN * depth
+                && hasNonPawnMaterial(p, us))
                 return value;
 
             if (depth < RAZOR_DEPTH) {
@@ -393,15 +397,18 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                 if (!improving) ++r;
                 if (extendedQuiets >= LMR_EXTENDED_QUIETS) ++r;
                 int historySum = w.history->historyTable[piece][to] + (blocks.followUp ? blocks.followUp[index] : 0)
-                               + (blocks.counter ? blocks.counter[index] : 0);
-                r -= std::clamp((historySum - LMR_HISTORY_OFFSET) / LMR_HISTORY_DIVISOR, LMR_HISTORY_MIN, LMR_HISTORY_MAX);
+                                 + (blocks.counter ? blocks.counter[index] : 0);
+                r -= std::clamp((historySum - LMR_HISTORY_OFFSET) / LMR_HISTORY_DIVISOR, LMR_HISTORY_MIN,
+                                LMR_HISTORY_MAX);
                 r = std::max(0, r);
             }
             if (r > 0 && pvNode) --r;
             if (typeOf(piece) == PAWN) {
                 if (r > 0 && (rankOf(to) == 6 || rankOf(to) == 1)) --r;
                 // A killer pawn move with no enemy pawn ahead may go one ply deeper than the rest.
-                if ((sameMove(m, f.killers[0]) || sameMove(m, f.killers[1])) && !(frontSpan[us][to] & p.pieces[WPAWN + them])) --r;
+                if ((sameMove(m, f.killers[0]) || sameMove(m, f.killers[1]))
+                    && !(frontSpan[us][to] & p.pieces[WPAWN + them]))
+                    --r;
             }
             score = childSearch(w, ply, newDepth - r, alpha, alpha + 1);
             if (r != 0 && newDepth >= 1 && score > alpha) score = -search(w, ply + 1, newDepth, -alpha - 1, -alpha);
@@ -423,7 +430,8 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
                     if (inCheck) return score;
                     if (!capture) {
                         Move ttMove = offeredTtMove(w, ply);
-                        if (ttMove && !sameMove(ttMove, m) && !isCapture(p, ttMove) && quietsTriedCount < MAX_PENALISED_QUIETS)
+                        if (ttMove && !sameMove(ttMove, m) && !isCapture(p, ttMove)
+                            && quietsTriedCount < MAX_PENALISED_QUIETS)
                             quietsTried[quietsTriedCount++] = withPiece(ttMove, p.board[moveFrom(ttMove)]);
                         updateHistories(w, ply, depth, withPiece(m, piece), blocks, quietsTried, quietsTriedCount);
                     }
@@ -439,7 +447,8 @@ int search(worker& w, int ply, int depth, int alpha, int beta) {
     // ---- Mate, stalemate, fifty moves and the table entry ---------------
     if (!anyLegal) return inCheck ? matedIn(ply) : 0;
     if (p.fiftyMove > 99) return 0;
-    store(*w.table, p.key, f.bestMove, bestScore, std::min(depth, MAX_STORED_DEPTH), bestScore > alphaStart ? EXACT : UPPER, ply);
+    store(*w.table, p.key, f.bestMove, bestScore, std::min(depth, MAX_STORED_DEPTH),
+          bestScore > alphaStart ? EXACT : UPPER, ply);
     return bestScore;
 }
 

@@ -13,12 +13,12 @@ inline Bitboard straightSliders(const Position& p) {
 
 Bitboard allAttackers(const Position& p, int sq, Bitboard occ) {
     return (pawnAttackers[WHITE][sq] & p.pieces[WPAWN]) | (pawnAttackers[BLACK][sq] & p.pieces[BPAWN])
-         | (knightAttacks[sq] & (p.pieces[WKNIGHT] | p.pieces[BKNIGHT]))
-         | (kingAttacks[sq] & (p.pieces[WKING] | p.pieces[BKING]))
-         | (bishopAttacks(sq, occ) & diagonalSliders(p)) | (rookAttacks(sq, occ) & straightSliders(p));
+           | (knightAttacks[sq] & (p.pieces[WKNIGHT] | p.pieces[BKNIGHT]))
+           | (kingAttacks[sq] & (p.pieces[WKING] | p.pieces[BKING])) | (bishopAttacks(sq, occ) & diagonalSliders(p))
+           | (rookAttacks(sq, occ) & straightSliders(p));
 }
 
-} // namespace
+}  // namespace
 
 bool seeTest(const Position& p, Move m, int threshold) {
     int flag = moveFlag(m);

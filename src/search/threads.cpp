@@ -160,7 +160,7 @@ void prepareFixedDepth(int depth) {
     newSearch();
 }
 
-} // namespace
+}  // namespace
 
 uint64_t searchFixedDepth(const Position& root, int depth) {
     worker& w = *pool[0];
@@ -195,5 +195,6 @@ SoloSearchResult searchToNodes(worker& w, const Position& root, uint64_t nodes, 
     w.pos = &w.position;
     iterativeDeepening(w, true);
     bool hasMove = !w.rootMoves.empty();
-    return {hasMove ? w.rootBestMove : NO_MOVE, w.rootBestScore, w.completedDepth, w.nodes.load(std::memory_order_relaxed)};
+    return {hasMove ? w.rootBestMove : NO_MOVE, w.rootBestScore, w.completedDepth,
+            w.nodes.load(std::memory_order_relaxed)};
 }

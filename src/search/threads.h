@@ -32,9 +32,9 @@ uint64_t searchFixedDepthWithPool(const Position& root, int depth);
 
 // The result of a search run on its own.
 struct SoloSearchResult {
-    Move move;       // NO_MOVE when the root has no legal move
-    int score;       // side to move's view
-    int depth;       // last completed iteration
+    Move move;  // NO_MOVE when the root has no legal move
+    int score;  // side to move's view
+    int depth;  // last completed iteration
     uint64_t nodes;
 };
 

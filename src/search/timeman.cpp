@@ -56,11 +56,12 @@ Split splitWithMovesToGo(const AllotmentInput& in) {
 // Recomputed at the first "go" of a game from its clock and increment.
 float incrementFactorOf(const AllotmentInput& in) {
     if (!in.newGame) return in.incrementFactor;
-    int64_t ratio = std::clamp<int64_t>(int64_t(in.time) / std::max(1, in.inc), INCREMENT_RATIO_MIN, INCREMENT_RATIO_MAX);
+    int64_t ratio =
+        std::clamp<int64_t>(int64_t(in.time) / std::max(1, in.inc), INCREMENT_RATIO_MIN, INCREMENT_RATIO_MAX);
     return float(double(float(ratio - INCREMENT_RATIO_MIN) * INCREMENT_FACTOR_SLOPE) + INCREMENT_FACTOR_START);
 }
 
-} // namespace
+}  // namespace
 
 int gameMoveCountOf(bool fromStartPosition, int gamePly, int movesListed) {
     if (fromStartPosition) return movesListed;

@@ -10,15 +10,15 @@
 
 // What the allotment reads besides the "go" line's clock of the side to move.
 struct AllotmentInput {
-    int time = 900000;           // ms left for the side to move
-    int inc = 0;                 // its increment
+    int time = 900000;  // ms left for the side to move
+    int inc = 0;        // its increment
     int movesToGo = 30;
     bool movesToGoGiven = false;
     int moveTime = 0;
-    int overhead = 100;          // the MoveOverhead option
+    int overhead = 100;  // the MoveOverhead option
     int threads = 1;
     int gameMoveCount = 0;
-    bool ponder = false;         // the Ponder option
+    bool ponder = false;  // the Ponder option
     bool newGame = false;
     float incrementFactor = float(time_rules::INCREMENT_FACTOR_START);
 };
@@ -27,15 +27,16 @@ struct Allotment {
     int softLimit;
     int hardLimit;
     float timeFactor;
-    float incrementFactor;       // recomputed at the first "go" of a game
+    float incrementFactor;  // recomputed at the first "go" of a game
     int movesToGo;
 };
 
 // What the allotment keeps from one "go" to the next.
 struct GameClock {
-    float incrementFactor = float(time_rules::INCREMENT_FACTOR_START);  // how far the increment stretches the moves to go
-    bool newGame = true;            // recompute incrementFactor at the next "go"
-    int gameMoveCount = 0;          // the game's moves so far, as the position command counts them
+    float incrementFactor =
+        float(time_rules::INCREMENT_FACTOR_START);  // how far the increment stretches the moves to go
+    bool newGame = true;                            // recompute incrementFactor at the next "go"
+    int gameMoveCount = 0;                          // the game's moves so far, as the position command counts them
 };
 extern GameClock gameClock;
 

@@ -2,9 +2,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <ostream>
 #include <string>
-#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -24,9 +24,7 @@ TranspositionTable tt;
 
 namespace {
 
-inline uint64_t loadWord(uint64_t& word) {
-    return std::atomic_ref<uint64_t>(word).load(std::memory_order_relaxed);
-}
+inline uint64_t loadWord(uint64_t& word) { return std::atomic_ref<uint64_t>(word).load(std::memory_order_relaxed); }
 inline void storeWord(uint64_t& word, uint64_t value) {
     std::atomic_ref<uint64_t>(word).store(value, std::memory_order_relaxed);
 }
@@ -46,7 +44,7 @@ void preferLargePages(void* start, size_t bytes) {
 #endif
 }
 
-} // namespace
+}  // namespace
 
 HashEntry probe(const TranspositionTable& table, uint64_t key) {
     HashBucket& b = table.buckets[key & table.mask];
@@ -58,17 +56,27 @@ HashEntry probe(const TranspositionTable& table, uint64_t key) {
 void store(TranspositionTable& table, uint64_t key, Move move, int score, int depth, int bound, int ply) {
     score = scoreToTable(score, ply);
     uint64_t word = uint64_t(uint32_t(move)) | uint64_t(uint16_t(int16_t(score))) << 32
-                  | uint64_t(uint8_t(int8_t(depth))) << 48 | uint64_t(bound & 3) << 56 | uint64_t(table.age & 63) << 58;
+                    | uint64_t(uint8_t(int8_t(depth))) << 48 | uint64_t(bound & 3) << 56
+                    | uint64_t(table.age & 63) << 58;
     HashBucket& b = table.buckets[key & table.mask];
     int chosen = -1;
     int lowest = 32768;
     for (int i = 0; i < 4; ++i) {
         uint64_t k = loadWord(b.keys[i]);
-        if (k == key) { chosen = i; break; }
+        if (k == key) {
+            chosen = i;
+            break;
+        }
         uint64_t e = loadWord(b.entries[i]);
-        if (e == 0) { chosen = i; break; }
+        if (e == 0) {
+            chosen = i;
+            break;
+        }
         int value = entryDepth(e) + (entryBound(e) == EXACT ? 1 : 0) - 4 * ((table.age - entryAge(e)) & 63);
-        if (value < lowest) { lowest = value; chosen = i; }
+        if (value < lowest) {
+            lowest = value;
+            chosen = i;
+        }
     }
     storeWord(b.keys[chosen], key);
     storeWord(b.entries[chosen], word);
@@ -118,12 +126,15 @@ uint64_t tableMemoryLimit() {
     return 0;
 }
 
-} // namespace
+}  // namespace
 
 int resize(int megabytes) {
     uint64_t buckets = 16384;
     if (megabytes >= 2)
-        for (uint64_t p = 1; p + 1 <= uint64_t(megabytes);) { p *= 2; buckets *= 2; }
+        for (uint64_t p = 1; p + 1 <= uint64_t(megabytes);) {
+            p *= 2;
+            buckets *= 2;
+        }
     if (uint64_t limit = tableMemoryLimit())
         while (buckets > 16384 && (buckets + 1) * sizeof(HashBucket) > limit) buckets /= 2;
     std::free(tt.buckets);
@@ -175,18 +186,21 @@ void printStatistics(std::ostream& out) {
         }
     uint64_t usedShown = used ? used : 1;
     uint64_t total = (tt.mask + 1) * 6;
-    out << "Size of info : pos structure : " << sizeof(Position) << " posinfo structure : " << sizeof(posinfo) << std::endl;
+    out << "Size of info : pos structure : " << sizeof(Position) << " posinfo structure : " << sizeof(posinfo)
+        << std::endl;
     out << "Hash Statistics " << std::endl << "Number of entries " << total << std::endl;
     out << "Used entries " << usedShown << std::endl;
-    out << "Type of entries UPPER - LOWER - EXACT " << typeCount[0] << "\t - " << typeCount[1] << "\t - " << typeCount[2]
-        << "\t - " << typeCount[3] << std::endl;
+    out << "Type of entries UPPER - LOWER - EXACT " << typeCount[0] << "\t - " << typeCount[1] << "\t - "
+        << typeCount[2] << "\t - " << typeCount[3] << std::endl;
     out << "Percentage of entries UPPER - LOWER - EXACT " << typeCount[0] * 100 / usedShown << "\t - "
         << typeCount[1] * 100 / usedShown << "\t - " << typeCount[2] * 100 / usedShown << std::endl;
     out << "Number of Hashmoves " << hashMoves << std::endl;
     out << "Age distribution nof - prcused - prctotal" << std::endl;
     for (int a = 0; a < 64; ++a)
-        out << "  " << ageCount[a] << " - " << (ageCount[a] / usedShown) * 100 << " - " << (ageCount[a] / total) * 100 << std::endl;
+        out << "  " << ageCount[a] << " - " << (ageCount[a] / usedShown) * 100 << " - " << (ageCount[a] / total) * 100
+            << std::endl;
     out << "Depth distribution " << std::endl;
     for (int d = 0; d < 128; ++d)
-        out << "  " << depthCount[d] << " - " << (depthCount[d] / usedShown) * 100 << " - " << (depthCount[d] / total) * 100 << std::endl;
+        out << "  " << depthCount[d] << " - " << (depthCount[d] / usedShown) * 100 << " - "
+            << (depthCount[d] / total) * 100 << std::endl;
 }

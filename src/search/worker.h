@@ -15,34 +15,46 @@
 #include "search/control.h"
 #include "search/tt.h"
 
-constexpr int FRAME_OFFSET = 2;     // frames[-2] and frames[-1] exist so ply - 2 never needs a test
+constexpr int FRAME_OFFSET = 2;  // frames[-2] and frames[-1] exist so ply - 2 never needs a test
 
 // Picker stages; the numbers are the order in which they run.
 enum PickStage : uint8_t {
-    STAGE_TT = 0, STAGE_GEN_CAPTURES = 1, STAGE_GOOD_CAPTURES = 2, STAGE_KILLER1 = 3, STAGE_KILLER2 = 4,
-    STAGE_COUNTER = 5, STAGE_REWIND = 6, STAGE_BAD_CAPTURES = 7, STAGE_GEN_QUIETS = 8, STAGE_QUIETS = 9,
-    STAGE_DONE = 10, STAGE_EVASIONS = 99,
+    STAGE_TT = 0,
+    STAGE_GEN_CAPTURES = 1,
+    STAGE_GOOD_CAPTURES = 2,
+    STAGE_KILLER1 = 3,
+    STAGE_KILLER2 = 4,
+    STAGE_COUNTER = 5,
+    STAGE_REWIND = 6,
+    STAGE_BAD_CAPTURES = 7,
+    STAGE_GEN_QUIETS = 8,
+    STAGE_QUIETS = 9,
+    STAGE_DONE = 10,
+    STAGE_EVASIONS = 99,
     // The capture picker of ProbCut and quiescence.
-    STAGE_CAPTURE_TT = 20, STAGE_GEN_NOISY = 21, STAGE_NOISY = 22, STAGE_PLAIN_EVASIONS = 23
+    STAGE_CAPTURE_TT = 20,
+    STAGE_GEN_NOISY = 21,
+    STAGE_NOISY = 22,
+    STAGE_PLAIN_EVASIONS = 23
 };
 
 struct PickerState {
-    uint8_t stage;       // the stage to run next
-    uint8_t lastStage;   // the stage that produced the last move
+    uint8_t stage;      // the stage to run next
+    uint8_t lastStage;  // the stage that produced the last move
     Move ttMove;
-    Move yielded[4];     // TT move, killers and counter move once tried, so they are not tried twice
+    Move yielded[4];  // TT move, killers and counter move once tried, so they are not tried twice
     Move* current;
     Move* end;
     Move* listStart;
     Move* captureEnd;
     Move* quietStart;
-    int threshold;       // capture picker: the exchange a capture must reach
-    bool withPromotions; // capture picker: quiet queen promotions too
+    int threshold;        // capture picker: the exchange a capture must reach
+    bool withPromotions;  // capture picker: quiet queen promotions too
 };
 
 struct SearchFrame {
-    Move movedBy;        // move that led to this node, moving piece in the top byte; 0 after a null move
-    Move current;        // move being searched here, moving piece in the top byte
+    Move movedBy;  // move that led to this node, moving piece in the top byte; 0 after a null move
+    Move current;  // move being searched here, moving piece in the top byte
     Move ttMove;
     Move bestMove;
     Move killers[2];
@@ -52,7 +64,7 @@ struct SearchFrame {
     Move spareMove;
     int16_t staticEval;
     int16_t nullDisabled;
-    uint8_t afterNull;   // the move that led here was a null move
+    uint8_t afterNull;  // the move that led here was a null move
     PickerState picker;
 };
 
@@ -97,7 +109,7 @@ public:
     int pvLength[PLY_STACK];
 
     std::vector<Move> rootMoves;  // in search order, the best so far first
-    std::vector<Move> rootPv;   // principal variation of the best root move
+    std::vector<Move> rootPv;     // principal variation of the best root move
     // MultiPV > 1: every root move, the lines of the last iteration first, best first; empty otherwise.
     std::vector<RootLine> rootLines;
     std::atomic<uint64_t> nodes{0};
@@ -147,4 +159,6 @@ public:
 };
 
 // Counts a node in the owner's counter (only the owner writes it).
-inline void countNode(worker& w) { w.nodes.store(w.nodes.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed); }
+inline void countNode(worker& w) {
+    w.nodes.store(w.nodes.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+}

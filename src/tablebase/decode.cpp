@@ -25,16 +25,28 @@ int offDiagonal(int sq) {
 }
 int transpose(int sq) { return ((sq & 7) << 3) | (sq >> 3); }
 
-uint32_t le32(const uint8_t* p) { uint32_t v; std::memcpy(&v, p, 4); return v; }
+uint32_t le32(const uint8_t* p) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+}
 uint32_t le16(const uint8_t* p) { return uint32_t(p[0]) | uint32_t(p[1]) << 8; }
-uint64_t be64(const uint8_t* p) { uint64_t v; std::memcpy(&v, p, 8); return __builtin_bswap64(v); }
-uint32_t be32(const uint8_t* p) { uint32_t v; std::memcpy(&v, p, 4); return __builtin_bswap32(v); }
+uint64_t be64(const uint8_t* p) {
+    uint64_t v;
+    std::memcpy(&v, p, 8);
+    return __builtin_bswap64(v);
+}
+uint32_t be32(const uint8_t* p) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return __builtin_bswap32(v);
+}
 
 // Reads one compressed sub-table's header at `p`. Sizes of its index table,
 // size table and blocks go to sizes[0..2]; returns the end of the header or
 // nullptr when it runs past `end`.
-const uint8_t* readPairs(PairsData& d, const uint8_t* p, const uint8_t* end, uint64_t positions,
-                         bool wdl, uint64_t sizes[3]) {
+const uint8_t* readPairs(PairsData& d, const uint8_t* p, const uint8_t* end, uint64_t positions, bool wdl,
+                         uint64_t sizes[3]) {
     if (end - p < 2) return nullptr;
     d.flags = p[0];
     sizes[0] = sizes[1] = sizes[2] = 0;
@@ -90,7 +102,10 @@ const uint8_t* readPairs(PairsData& d, const uint8_t* p, const uint8_t* end, uin
             bool waiting = false;
             for (uint32_t half : {left, right}) {
                 if (state[half] == 1) return nullptr;  // a cycle: not a valid table
-                if (state[half] == 0) { stack.push_back(half); waiting = true; }
+                if (state[half] == 0) {
+                    stack.push_back(half);
+                    waiting = true;
+                }
             }
             if (waiting) continue;
             d.symbolLength[t] = uint16_t(d.symbolLength[left] + d.symbolLength[right] + 1);
@@ -200,8 +215,8 @@ const uint8_t* alignTo(const uint8_t* p, const uint8_t* file, int alignment) {
 
 // Index tables, size tables and blocks follow the headers in this order, each
 // list running over files and sides; blocks start on 64-byte boundaries.
-bool placeTables(PairsData* pairs[], uint64_t (*sizes)[3], int count, const uint8_t*& p,
-                 const uint8_t* file, const uint8_t* end) {
+bool placeTables(PairsData* pairs[], uint64_t (*sizes)[3], int count, const uint8_t*& p, const uint8_t* file,
+                 const uint8_t* end) {
     for (int i = 0; i < count; ++i) {
         pairs[i]->indexTable = p;
         p += sizes[i][0];
@@ -218,7 +233,7 @@ bool placeTables(PairsData* pairs[], uint64_t (*sizes)[3], int count, const uint
     return p <= end;
 }
 
-} // namespace
+}  // namespace
 
 void initIndexTables() {
     for (int n = 0; n <= 64; ++n) {
@@ -405,7 +420,7 @@ uint64_t groupIndex(const TbSideData& side, int* sq, int n, int i, uint64_t inde
     return index;
 }
 
-} // namespace
+}  // namespace
 
 uint64_t pawnlessIndex(const TbSideData& side, int* sq, int n, bool twoKings) {
     if (sq[0] & 4)
@@ -427,16 +442,15 @@ uint64_t pawnlessIndex(const TbSideData& side, int* sq, int n, bool twoKings) {
     } else {
         int a = sq[0], b = sq[1], c = sq[2];
         int bAbove = b > a, cAbove = (c > a) + (c > b);
-        if (offDiagonal(a))
-            index = uint64_t(triangleIndex[a]) * 63 * 62 + (b - bAbove) * 62 + (c - cAbove);
+        if (offDiagonal(a)) index = uint64_t(triangleIndex[a]) * 63 * 62 + (b - bAbove) * 62 + (c - cAbove);
         else if (offDiagonal(b))
             index = 6 * 63 * 62 + diagonalIndex[a] * 28 * 62 + belowDiagonalIndex[b] * 62 + (c - cAbove);
         else if (offDiagonal(c))
             index = 6 * 63 * 62 + 4 * 28 * 62 + diagonalIndex[a] * 7 * 28 + (diagonalIndex[b] - bAbove) * 28
-                  + belowDiagonalIndex[c];
+                    + belowDiagonalIndex[c];
         else
-            index = 6 * 63 * 62 + 4 * 28 * 62 + 4 * 7 * 28 + diagonalIndex[a] * 7 * 6
-                  + (diagonalIndex[b] - bAbove) * 6 + (diagonalIndex[c] - cAbove);
+            index = 6 * 63 * 62 + 4 * 28 * 62 + 4 * 7 * 28 + diagonalIndex[a] * 7 * 6 + (diagonalIndex[b] - bAbove) * 6
+                    + (diagonalIndex[c] - cAbove);
     }
     return groupIndex(side, sq, n, unique, index * side.factor[0]);
 }

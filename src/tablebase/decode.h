@@ -8,18 +8,18 @@
 // One compressed sub-table: the values of one side to move (and, with pawns,
 // one file of the leading pawn), stored as Huffman-coded symbols in blocks.
 struct PairsData {
-    const uint8_t* indexTable;      // 6 bytes per entry: first block (le32), offset in it (le16)
-    const uint8_t* sizeTable;       // le16 per block: number of values in it minus one
+    const uint8_t* indexTable;  // 6 bytes per entry: first block (le32), offset in it (le16)
+    const uint8_t* sizeTable;   // le16 per block: number of values in it minus one
     const uint8_t* blocks;
-    const uint8_t* symbolPatterns;  // 3 bytes per symbol: two 12-bit halves or a value
-    const uint8_t* lengthOffsets;   // le16 per code length, from the shortest
-    std::vector<uint64_t> base;     // smallest left-aligned code of each length
+    const uint8_t* symbolPatterns;       // 3 bytes per symbol: two 12-bit halves or a value
+    const uint8_t* lengthOffsets;        // le16 per code length, from the shortest
+    std::vector<uint64_t> base;          // smallest left-aligned code of each length
     std::vector<uint16_t> symbolLength;  // values a symbol expands to, minus one
     uint8_t blockBits;
     uint8_t indexBits;
     uint8_t minLength;
-    uint8_t flags;          // first header byte; for DTZ: side, maps, plies or moves
-    bool constant;          // every position has the same value
+    uint8_t flags;  // first header byte; for DTZ: side, maps, plies or moves
+    bool constant;  // every position has the same value
     uint8_t constantValue;
 };
 
@@ -37,7 +37,7 @@ struct TbTableData {
     int sides;              // 2 when both sides to move are stored
     const uint8_t* map;     // DTZ only: value maps, found from mapOffset
     uint32_t mapOffset[4][4];
-    bool wideMap[4];        // 16-bit map entries
+    bool wideMap[4];  // 16-bit map entries
 };
 
 // What the registry knows of a table before reading its file.

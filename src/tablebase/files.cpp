@@ -13,11 +13,11 @@
 #endif
 #include <windows.h>
 #else
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 #endif
 
 namespace {
@@ -48,7 +48,7 @@ bool fileSize(TbFile file, uint64_t* size) {
     return true;
 }
 
-} // namespace
+}  // namespace
 
 #ifdef _WIN32
 const TbFile INVALID_TB_FILE = INVALID_HANDLE_VALUE;
@@ -148,8 +148,7 @@ bool mapTableFile(const std::string& name, const std::string& extension, TbMappi
 void unmapTableFile(TbMapping& m) {
     if (!m.view) return;
 #ifdef _WIN32
-    if (!UnmapViewOfFile(m.view))
-        std::fprintf(stderr, "unmap failed, error code %lu\n", (unsigned long)GetLastError());
+    if (!UnmapViewOfFile(m.view)) std::fprintf(stderr, "unmap failed, error code %lu\n", (unsigned long)GetLastError());
     if (!CloseHandle(m.handle))
         std::fprintf(stderr, "CloseHandle failed, error code %lu\n", (unsigned long)GetLastError());
 #else

@@ -10,7 +10,7 @@ struct TbMapping;
 #ifdef _WIN32
 using TbFile = void*;  // a HANDLE
 #else
-using TbFile = int;    // a file descriptor
+using TbFile = int;  // a file descriptor
 #endif
 extern const TbFile INVALID_TB_FILE;
 

@@ -19,8 +19,8 @@ const int PLIES_FLAG[5] = {8, 0, 0, 0, 4};
 // the table's piece order, with colours swapped (and the board turned) when
 // `flip` is set, numbered as the stored side `side` (always 0 for DTZ, which
 // keeps one side). Returns the index and the file of the leading pawn.
-bool tableIndex(const TbTable& t, const TbTableData& data, const TbBoard& b, bool flip, int side,
-                uint64_t* index, int* file) {
+bool tableIndex(const TbTable& t, const TbTableData& data, const TbBoard& b, bool flip, int side, uint64_t* index,
+                int* file) {
     int sq[8];
     int colourSwap = flip ? 8 : 0, turn = flip ? 0x38 : 0;
     int n = t.pieceCount;
@@ -288,7 +288,7 @@ bool better(const RootChoice& a, const RootChoice& b) {
     return a.order < b.order;
 }
 
-} // namespace
+}  // namespace
 
 int probeWdlValue(Position& p) {
     TbBoard b;

@@ -207,7 +207,7 @@ void unregisterAll() {
     std::memset(hashSlots, 0, sizeof hashSlots);
 }
 
-} // namespace
+}  // namespace
 
 uint64_t materialKey(const int counts[2][7]) {
     uint64_t key = 0;
@@ -275,8 +275,8 @@ bool mapTable(TbTable& table, TbType type) {
     if (ok && type != TB_DTM) {
         TbShape shape{table.pieceCount, table.hasPawns, {table.pawnCount[0], table.pawnCount[1]}, table.twoKings};
         ok = m.size >= 16
-          && (type == TB_WDL ? readWdlHeader(table.wdl, m.view, m.size, shape)
-                             : readDtzHeader(table.dtz, m.view, m.size, shape));
+             && (type == TB_WDL ? readWdlHeader(table.wdl, m.view, m.size, shape)
+                                : readDtzHeader(table.dtz, m.view, m.size, shape));
     }
     if (!ok) {
         std::fprintf(stderr, "Corrupted table.\n");

@@ -16,8 +16,8 @@ bool attacked(const TbBoard& b, int sq, int by, Bitboard occ) {
     const Bitboard* pc = b.pieces;
     Bitboard queens = pc[WQUEEN + by];
     return (bishopAttacks(sq, occ) & (pc[WBISHOP + by] | queens)) || (rookAttacks(sq, occ) & (pc[WROOK + by] | queens))
-        || (pawnAttackers[by][sq] & pc[WPAWN + by]) || (knightAttacks[sq] & pc[WKNIGHT + by])
-        || (kingAttacks[sq] & pc[WKING + by]);
+           || (pawnAttackers[by][sq] & pc[WPAWN + by]) || (knightAttacks[sq] & pc[WKNIGHT + by])
+           || (kingAttacks[sq] & pc[WKING + by]);
 }
 
 void addPawnMove(TbMoveList& list, int from, int to) {
@@ -81,8 +81,7 @@ void pseudoLegal(const TbBoard& b, TbMoveKind kind, TbMoveList& list) {
     addTargets(list, king, kingAttacks[king] & targets);
 }
 
-} // namespace
-
+}  // namespace
 
 bool boardFromPosition(const Position& p, TbBoard& b) {
     uint64_t key = castlingKeys[0];

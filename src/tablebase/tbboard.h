@@ -8,7 +8,7 @@
 struct TbBoard {
     Bitboard pieces[14];  // laid out as in Position: 0 white, 1 black, 2..13 by piece code
     int side;
-    int epSquare;         // square of the pawn that may be taken en passant, 0 for none
+    int epSquare;  // square of the pawn that may be taken en passant, 0 for none
     int fifty;
 };
 

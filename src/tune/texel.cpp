@@ -154,7 +154,7 @@ void ensureWorkers(int n) {
 
 bool isFixedPawnEntry(const TuneParam& p, int i) { return p.fixedEdgeRanks && (i < 8 || i >= 56); }
 
-} // namespace
+}  // namespace
 
 double sigmoid(double score, double k) { return 1.0 / (std::exp(-k * score / 400.0) + 1.0); }
 
@@ -214,15 +214,17 @@ std::vector<TuneParam> buildParameterList() {
             params.push_back({"materialValue[6]", 9, table.values + 1, 4, 2, true, false});
         } else if (name == "pieceSquareScore") {
             for (int type = 0; type < 6; ++type)
-                params.push_back({"pieceSquareScore[" + std::to_string(type) + "]", 10, table.values + type * NOFSQUARES,
-                                  NOFSQUARES, 1, true, type == 0});
+                params.push_back({"pieceSquareScore[" + std::to_string(type) + "]", 10,
+                                  table.values + type * NOFSQUARES, NOFSQUARES, 1, true, type == 0});
         } else if (table.count == 1) {
             params.push_back({name, 11, table.values, 1, 1, true, false});
-        } else if (table.count == 8 && table.values[0] == 0 && table.values[7] == 0 && name.find("assed") != std::string::npos) {
+        } else if (table.count == 8 && table.values[0] == 0 && table.values[7] == 0
+                   && name.find("assed") != std::string::npos) {
             // Indexed by rank: a pawn never stands on its first or last rank.
             params.push_back({name + "[8]", 6, table.values + 1, 6, 1, true, false});
         } else {
-            params.push_back({name + "[" + std::to_string(table.count) + "]", 11, table.values, table.count, 1, true, false});
+            params.push_back(
+                {name + "[" + std::to_string(table.count) + "]", 11, table.values, table.count, 1, true, false});
         }
     }
     return params;
@@ -236,13 +238,40 @@ void printParam(std::ostream& out, const TuneParam& p) {
         return;
     }
     switch (p.kind) {
-    case 5: out << "TCONST combEval " << p.name << " = {" << " X(   0,   0), " << values << "};\n"; break;
-    case 6: out << "TCONST combEval " << p.name << " = {" << " X(   0,   0), " << values << ", X( 0, 0) " << "};\n"; break;
-    case 7: out << "TCONST combEval " << p.name << " = {" << " X(   0,   0), " << " X(   0,   0), " << values << ", X( 0, 0) " << "};\n"; break;
-    case 8: out << "TCONST combEval " << p.name << " = {" << " 0, " << values << "};\n"; break;
-    case 9: out << "TCONST combEval " << p.name << " = {" << " X(  82,  94), " << values << ", X(12000, 12000) " << "};\n"; break;
-    case 10: out << "{" << values << "}" << "," << "\n"; break;
-    default: out << "TCONST combEval " << p.name << " = {" << values << "," << "\n" << "};\n"; break;
+    case 5:
+        out << "TCONST combEval " << p.name << " = {"
+            << " X(   0,   0), " << values << "};\n";
+        break;
+    case 6:
+        out << "TCONST combEval " << p.name << " = {"
+            << " X(   0,   0), " << values << ", X( 0, 0) "
+            << "};\n";
+        break;
+    case 7:
+        out << "TCONST combEval " << p.name << " = {"
+            << " X(   0,   0), "
+            << " X(   0,   0), " << values << ", X( 0, 0) "
+            << "};\n";
+        break;
+    case 8:
+        out << "TCONST combEval " << p.name << " = {"
+            << " 0, " << values << "};\n";
+        break;
+    case 9:
+        out << "TCONST combEval " << p.name << " = {"
+            << " X(  82,  94), " << values << ", X(12000, 12000) "
+            << "};\n";
+        break;
+    case 10:
+        out << "{" << values << "}"
+            << ","
+            << "\n";
+        break;
+    default:
+        out << "TCONST combEval " << p.name << " = {" << values << ","
+            << "\n"
+            << "};\n";
+        break;
     }
 }
 
@@ -304,7 +333,8 @@ double findK(std::ostream& out, const std::vector<TuningRecord>& records, int wo
     return best;
 }
 
-void localSearch(std::ostream& out, std::vector<TuneParam>& params, const std::vector<TuningRecord>& records, int workers) {
+void localSearch(std::ostream& out, std::vector<TuneParam>& params, const std::vector<TuningRecord>& records,
+                 int workers) {
     double minError = tuningError(records, workers);
     out << "Starting error " << minError << std::endl;
     bool improved = true;
@@ -324,7 +354,8 @@ void localSearch(std::ostream& out, std::vector<TuneParam>& params, const std::v
                         if (error < minError) {
                             minError = error;
                             improved = true;
-                            out << "Min error " << error << " parameter " << p.name << " stepsize " << p.step << std::endl;
+                            out << "Min error " << error << " parameter " << p.name << " stepsize " << p.step
+                                << std::endl;
                             break;
                         }
                         p.values[i] = original;
@@ -341,7 +372,7 @@ void localSearch(std::ostream& out, std::vector<TuneParam>& params, const std::v
     out << "Ending error " << ending << " Minimum error " << minError << std::endl;
 }
 
-} // namespace
+}  // namespace
 
 void runTexel(std::ostream& out, const std::string& path) {
     std::vector<TuningRecord> records;

@@ -9,8 +9,8 @@
 #include "board/position.h"
 
 struct TuneParam {
-    std::string name;   // printable name, with its dimension for tables
-    int kind;           // printing layout, see printParam
+    std::string name;  // printable name, with its dimension for tables
+    int kind;          // printing layout, see printParam
     combEval* values;
     int count;
     int step;

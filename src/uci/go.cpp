@@ -19,8 +19,8 @@
 namespace {
 
 bool isGoKeyword(const std::string& token) {
-    static const char* const words[] = {"wtime", "btime", "winc", "binc", "movestogo", "depth", "nodes",
-                                        "mate", "movetime", "infinite", "ponder", "searchmoves"};
+    static const char* const words[] = {"wtime", "btime", "winc",     "binc",     "movestogo", "depth",
+                                        "nodes", "mate",  "movetime", "infinite", "ponder",    "searchmoves"};
     for (const char* w : words)
         if (token == w) return true;
     return false;
@@ -57,7 +57,7 @@ std::string readSearchMoves(std::istream& args, std::vector<Move>& moves) {
     return "";
 }
 
-} // namespace
+}  // namespace
 
 void go(std::istream& args) {
     if (!netLoaded) {

@@ -4,27 +4,26 @@
 
 #include "board/movegen.h"
 
-std::string squareText(int sq) {
-    return std::string{char('a' + fileOf(sq)), char('1' + rankOf(sq))};
-}
+std::string squareText(int sq) { return std::string{char('a' + fileOf(sq)), char('1' + rankOf(sq))}; }
 
 std::string moveToText(const Position& p, Move m) {
     int from = moveFrom(m), to = moveTo(m), flag = moveFlag(m);
     int us = p.sideToMove;
     switch (flag) {
-    case FLAG_PROMO_N: case FLAG_PROMO_B: case FLAG_PROMO_R: case FLAG_PROMO_Q:
-        return squareText(from) + squareText(to) + PROMO_LETTERS[flag];
-    case FLAG_EP:
-        return squareText(from) + squareText(us == WHITE ? to + 8 : to - 8);
-    case FLAG_SHORT: case FLAG_LONG:
+    case FLAG_PROMO_N:
+    case FLAG_PROMO_B:
+    case FLAG_PROMO_R:
+    case FLAG_PROMO_Q: return squareText(from) + squareText(to) + PROMO_LETTERS[flag];
+    case FLAG_EP: return squareText(from) + squareText(us == WHITE ? to + 8 : to - 8);
+    case FLAG_SHORT:
+    case FLAG_LONG:
         if (chess960) {
             bool isShort = fileOf(to) == 6;
             int rook = p.castlingRook[(isShort ? CR_WHITE_SHORT : CR_WHITE_LONG) + us];
             return squareText(from) + squareText(rook);
         }
         return squareText(from) + squareText(to);
-    default:
-        return squareText(from) + squareText(to);
+    default: return squareText(from) + squareText(to);
     }
 }
 
@@ -51,8 +50,13 @@ Move decodeMove(const Position& p, const std::string& text) {
             else if (text == "e1c1" || text == "e8c8") flag = FLAG_LONG;
         } else if (p.board[to] == makePiece(ROOK, us)) {
             int backRank = us == WHITE ? 0 : 56;
-            if (to != p.castlingRook[CR_WHITE_LONG + us]) { flag = FLAG_SHORT; to = backRank + 6; }
-            else { flag = FLAG_LONG; to = backRank + 2; }
+            if (to != p.castlingRook[CR_WHITE_LONG + us]) {
+                flag = FLAG_SHORT;
+                to = backRank + 6;
+            } else {
+                flag = FLAG_LONG;
+                to = backRank + 2;
+            }
         }
     } else if (piece == makePiece(PAWN, us)) {
         if (fileOf(from) != fileOf(to) && !p.board[to]) {

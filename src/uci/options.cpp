@@ -37,7 +37,7 @@ constexpr OptionSpec CHESS960{"UCI_Chess960", OptionType::CHECK};
 constexpr OptionSpec MULTI_PV{"MultiPV", OptionType::SPIN, 1, 1, 256};
 constexpr OptionSpec CLEAR_HASH{"Clear Hash", OptionType::BUTTON};
 
-} // namespace
+}  // namespace
 
 int optionHash = HASH.defaultValue;
 int optionThreads = THREADS.defaultValue;
@@ -119,7 +119,7 @@ std::string declarationLine(const OptionSpec& o) {
     switch (o.type) {
     case OptionType::SPIN:
         return line + "spin default " + std::to_string(o.defaultValue) + " min " + std::to_string(o.min) + " max "
-             + std::to_string(o.max);
+               + std::to_string(o.max);
     case OptionType::CHECK: return line + "check default false";
     case OptionType::BUTTON: return line + "button";
     default: return line + "string default " + EMPTY_TEXT;
@@ -139,7 +139,7 @@ bool readNumber(const std::string& value, int& out) {
     return false;
 }
 
-} // namespace
+}  // namespace
 
 std::vector<std::string> optionDeclarations() {
     std::vector<std::string> lines;

@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-extern int optionHash;             // MiB
+extern int optionHash;  // MiB
 extern int optionThreads;
-extern int optionMoveOverhead;     // ms
+extern int optionMoveOverhead;  // ms
 extern bool optionPonder;
 extern int optionSyzygyProbeDepth;
 extern std::string optionSyzygyPath;
-extern int optionNumaNode;         // 0 = automatic, 1..4 a fixed node
-extern int optionMultiPv;          // principal variations searched and reported
+extern int optionNumaNode;  // 0 = automatic, 1..4 a fixed node
+extern int optionMultiPv;   // principal variations searched and reported
 // UCI_Chess960 lives beside the board code as `chess960`; NetFile as the network path.
 
 // The "option" lines of the "uci" answer, in their order.

@@ -30,7 +30,7 @@ private:
     std::string pending;
 };
 
-} // namespace
+}  // namespace
 
 void sendLine(const std::string& line) {
     std::string whole = line + '\n';

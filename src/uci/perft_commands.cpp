@@ -42,9 +42,7 @@ bool readCount(const std::string& field, uint64_t& out) {
     return error == std::errc() && end == text.data() + text.size();
 }
 
-std::string shortened(const std::string& text) {
-    return text.size() <= 40 ? text : text.substr(0, 40) + "...";
-}
+std::string shortened(const std::string& text) { return text.size() <= 40 ? text : text.substr(0, 40) + "..."; }
 
 // Splits a file line at ';' and checks its numbers; a line that fails is
 // reported with its number and counts as a failed check.
@@ -64,7 +62,8 @@ bool readPerftLine(const std::string& text, int lineNumber, size_t fields, std::
     for (size_t i = 1; i < parts.size(); ++i) {
         uint64_t n = 0;
         if (!readCount(parts[i], n)) {
-            out << where << "field " << i + 1 << " '" << shortened(trim(parts[i])) << "' is not a whole number" << std::endl;
+            out << where << "field " << i + 1 << " '" << shortened(trim(parts[i])) << "' is not a whole number"
+                << std::endl;
             return false;
         }
         numbers.push_back(n);
@@ -74,7 +73,7 @@ bool readPerftLine(const std::string& text, int lineNumber, size_t fields, std::
 
 const char* FILE_PROBLEM = "There seems to be a problem with the perftFile. check of the move generator not executed\n";
 
-} // namespace
+}  // namespace
 
 void perftCommand(const Position& main, int depth, std::ostream& out) {
     auto copy = copyOf(main);
@@ -84,8 +83,8 @@ void perftCommand(const Position& main, int depth, std::ostream& out) {
     int64_t ns = nanosSince(start);
     double seconds = double(ns) / 1000000000.0;
     out << ns << " ns and " << seconds << " in seconds\n";
-    out << "Perft results for depth: " << depth << "  " << nodes << "  Nodes per sec: "
-        << (seconds > 0 ? double(nodes) / seconds : 0.0) << std::endl;
+    out << "Perft results for depth: " << depth << "  " << nodes
+        << "  Nodes per sec: " << (seconds > 0 ? double(nodes) / seconds : 0.0) << std::endl;
 }
 
 int rtestCommand(const Position& main, std::ostream& out) {
@@ -128,7 +127,8 @@ int rtestCommand(const Position& main, std::ostream& out) {
         }
         bool match = ok && nodes == expected;
         if (!match) result = 0;
-        out << (match ? 1 : 0) << "; " << parts[0] << "; " << depth << "; " << expected << "; " << nodes << "; " << ns << std::endl;
+        out << (match ? 1 : 0) << "; " << parts[0] << "; " << depth << "; " << expected << "; " << nodes << "; " << ns
+            << std::endl;
         resize(128);
     }
     out << "Results of the perft checks is OK: " << result << std::endl;
@@ -164,7 +164,8 @@ int rtestRFCCommand(const Position& main, std::ostream& out) {
             for (int d = 1; d <= 6; ++d) {
                 uint64_t nodes = perft(0, d, *copy);
                 if (nodes != expected[d - 1]) {
-                    out << "WRONGGGGGGGGGGGG " << d << " correct : " << expected[d - 1] << " berekend : " << nodes << std::endl;
+                    out << "WRONGGGGGGGGGGGG " << d << " correct : " << expected[d - 1] << " berekend : " << nodes
+                        << std::endl;
                     allMatch = false;
                     result = 0;
                     break;

@@ -22,7 +22,7 @@ void compactHistory(Position& p) {
     p.gamePly = keep;
 }
 
-} // namespace
+}  // namespace
 
 void playRootMove(Position& p, Move m) {
     makeMove(p, 0, m);
@@ -45,7 +45,10 @@ void setStartPosition() {
 
 bool positionCommand(std::istream& args, std::string* error) {
     std::string word;
-    if (!(args >> word)) { *error = "position needs 'startpos' or 'fen'"; return false; }
+    if (!(args >> word)) {
+        *error = "position needs 'startpos' or 'fen'";
+        return false;
+    }
     std::string fen;
     bool fromStart = false;
     std::string pending;
@@ -75,7 +78,8 @@ bool positionCommand(std::istream& args, std::string* error) {
     while (args >> word) {
         Move m = findLegalMove(*next, 0, word);
         if (m == NO_MOVE) {
-            *error = "illegal or malformed move " + excerpt(word) + " after " + std::to_string(played) + " moves, position unchanged";
+            *error = "illegal or malformed move " + excerpt(word) + " after " + std::to_string(played)
+                     + " moves, position unchanged";
             return false;
         }
         playRootMove(*next, m);

@@ -11,15 +11,15 @@
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "eval/nnue_kernels.h"
-#include "tune/texel.h"
 #include "search/bench.h"
 #include "search/reductions.h"
 #include "search/threads.h"
 #include "search/tt.h"
+#include "tune/texel.h"
 #include "uci/go.h"
 #include "uci/options.h"
-#include "uci/perft_commands.h"
 #include "uci/output.h"
+#include "uci/perft_commands.h"
 #include "uci/position_command.h"
 
 #ifndef QUORVANE_SIMD_NAME
@@ -33,8 +33,11 @@ const char* SIMD_NAME = QUORVANE_SIMD_NAME;
 int perftDepth = 6;
 
 void printHelp() {
-    sendLine("supported UCI commands 'uci' 'ucinewgame' 'position' 'go' 'ponderhit' 'stop 'quit' 'setoption' 'isready'");
-    sendLine("other commands 'perft depth', default depth=6, change board with 'position'; 'showboard' shows the current board");
+    sendLine(
+        "supported UCI commands 'uci' 'ucinewgame' 'position' 'go' 'ponderhit' 'stop 'quit' 'setoption' 'isready'");
+    sendLine(
+        "other commands 'perft depth', default depth=6, change board with 'position'; 'showboard' shows the current "
+        "board");
 }
 
 void perftArgs(std::istream& args) {
@@ -84,7 +87,7 @@ void benchArgs(std::istream& args) {
     printBenchReport(consoleOut(), result, 1, false);
 }
 
-} // namespace
+}  // namespace
 
 bool executeCommand(const std::string& line) {
     std::istringstream args(line);

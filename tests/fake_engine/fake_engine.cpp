@@ -61,7 +61,7 @@ int clockMs(const std::vector<std::string>& go, const std::string& key) {
         if (go[i] == key) return std::atoi(go[i + 1].c_str());
     return 0;
 }
-} // namespace
+}  // namespace
 int main(int argc, char** argv) {
     Script script;
     for (int i = 1; i < argc; ++i) {
@@ -104,7 +104,8 @@ int main(int argc, char** argv) {
             bool faultNow = movesPlayed == script.faultAt;
             if (faultNow && script.fault == "crash") std::abort();
             if (faultNow && script.fault == "quit") return 0;
-            bool overrun = script.fault == "overrun" && movesPlayed >= script.faultAt && movesPlayed < script.faultAt + 3;
+            bool overrun =
+                script.fault == "overrun" && movesPlayed >= script.faultAt && movesPlayed < script.faultAt + 3;
             if ((faultNow && script.fault == "flag") || overrun) {
                 int ms = clockMs(go, mainPosition.sideToMove == WHITE ? "wtime" : "btime") + (overrun ? 60 : 300);
                 std::this_thread::sleep_for(std::chrono::milliseconds(ms));

@@ -19,7 +19,8 @@ TEST(AnyFolder, PlaysAGameStartedFromAnUnrelatedFolder) {
     for (int ply = 0; ply < 8; ++ply) {
         send(e, "position startpos" + (moves.empty() ? "" : " moves" + moves));
         send(e, ply % 2 ? "go nodes 3000" : "go depth 5");
-        auto lines = readUntil(e, [](const std::string& l) { return startsWith(l, "bestmove"); }, 30000, &found);
+        auto lines = readUntil(
+            e, [](const std::string& l) { return startsWith(l, "bestmove"); }, 30000, &found);
         ASSERT_TRUE(found) << "ply " << ply;
         for (const std::string& l : lines) EXPECT_FALSE(startsWith(l, "info string NetFile not found")) << l;
         std::smatch m;

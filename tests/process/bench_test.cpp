@@ -25,7 +25,7 @@ long long recordedSignature() {
         if (!line.empty() && line[0] != '#') return std::stoll(line);
     return -1;
 }
-} // namespace
+}  // namespace
 // "quorvane bench [depth]": the benchmark tool's count, the same on every run,
 // closing with the line that engine-testing tools read; exit status 0.
 TEST(Bench, OnTheCommandLineMatchesTheBenchmarkTool) {
@@ -40,7 +40,8 @@ TEST(Bench, OnTheCommandLineMatchesTheBenchmarkTool) {
 #ifdef BENCH_PATH  // the tool is built where CLI11 is found
     // The tool reads the same network from its file.
     EngineProcess tool;
-    ASSERT_TRUE(startProgram(tool, {BENCH_PATH, "5", std::string(TEST_DATA_DIR) + "/../../220321-307.nnue"}, away.path));
+    ASSERT_TRUE(
+        startProgram(tool, {BENCH_PATH, "5", std::string(TEST_DATA_DIR) + "/../../220321-307.nnue"}, away.path));
     std::string report;
     for (std::string line; readLine(tool, line, 120000);) report += line + "\n";
     EXPECT_EQ(waitExit(tool, 10000), 0);
@@ -51,8 +52,10 @@ TEST(Bench, OnTheCommandLineMatchesTheBenchmarkTool) {
 TEST(Bench, AtTheConsoleKeepsTheEngineUsable) {
     std::string out = runEngine("bench 3\nbench x\nposition startpos moves e2e4\ngo depth 3\n", {}, "", 120000);
     auto lines = splitLines(out);
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](auto& l) { return std::regex_match(l, std::regex("^[0-9]+ nodes [0-9]+ nps$")); }),
-              1) << out;
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](auto& l) { return std::regex_match(l, std::regex("^[0-9]+ nodes [0-9]+ nps$")); }),
+              1)
+        << out;
     EXPECT_NE(out.find("info string bench depth 'x' is not a number\n"), std::string::npos) << out;
     ASSERT_FALSE(lines.empty());
     EXPECT_TRUE(startsWith(lines.back(), "bestmove ")) << out;
@@ -69,7 +72,8 @@ TEST(BenchSignature, DefaultBenchSearchesTheRecordedNodeCount) {
     EXPECT_EQ(status, 0) << report;
     long long nodes = benchNodes(report);
     ASSERT_GT(nodes, 0) << report;
-    EXPECT_EQ(nodes, recorded) << "quorvane bench searched " << nodes << " nodes, but tests/data/bench_signature.txt records "
-                               << recorded << ". If the change means to alter the search, write " << nodes
+    EXPECT_EQ(nodes, recorded) << "quorvane bench searched " << nodes
+                               << " nodes, but tests/data/bench_signature.txt records " << recorded
+                               << ". If the change means to alter the search, write " << nodes
                                << " into that file and put \"Bench: " << nodes << "\" in the commit message.";
 }

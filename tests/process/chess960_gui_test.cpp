@@ -32,7 +32,7 @@ bool isKingTakesRook(const std::vector<std::string>& board, const std::string& m
     char from = at(move.substr(0, 2)), to = at(move.substr(2, 2));
     return (from == 'K' && to == 'R') || (from == 'k' && to == 'r');
 }
-} // namespace
+}  // namespace
 // Games from the Chess960 book: every move the engine answers is taken back
 // by the position command exactly as a GUI sends it, castling included.
 TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
@@ -69,7 +69,8 @@ TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
 TEST(Chess960Gui, CastlingIsAnsweredAsKingTakesRookOnlyInChess960) {
     EngineSession s;
     // The last: the same right named by its rook's file.
-    for (auto [chess960, rights, expected] : {std::tuple{false, "K", "e1g1"}, {true, "K", "e1h1"}, {true, "H", "e1h1"}}) {
+    for (auto [chess960, rights, expected] :
+         {std::tuple{false, "K", "e1g1"}, {true, "K", "e1h1"}, {true, "H", "e1h1"}}) {
         if (chess960) answerTo(s, "setoption name UCI_Chess960 value true");
         s.send(std::string("position fen 4rkr1/4p1p1/8/8/8/8/8/4K2R w ") + rights + " - 0 1");
         s.send("go depth 3");
@@ -90,5 +91,6 @@ TEST(Chess960Gui, CastlingSentAsKingTakesRookMovesBothPieces) {
     ASSERT_EQ(refused.size(), 1u);
     EXPECT_EQ(refused[0].rfind("info string ", 0), 0u) << refused[0];
     // Only the exact word "true" turns the mode on.
-    EXPECT_EQ(answerTo(s, "setoption name UCI_Chess960 value True"), std::vector<std::string>{"info string UCI_Chess960 set to : 0"});
+    EXPECT_EQ(answerTo(s, "setoption name UCI_Chess960 value True"),
+              std::vector<std::string>{"info string UCI_Chess960 set to : 0"});
 }

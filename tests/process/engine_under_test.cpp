@@ -1,8 +1,8 @@
 #include "engine_under_test.h"
+#include <unistd.h>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
 namespace {
 std::vector<std::string> engineCommand(const std::vector<std::string>& args) {
@@ -10,7 +10,7 @@ std::vector<std::string> engineCommand(const std::vector<std::string>& args) {
     argv.insert(argv.end(), args.begin(), args.end());
     return argv;
 }
-} // namespace
+}  // namespace
 bool startEngine(EngineProcess& e, const std::vector<std::string>& args, const std::string& workdir) {
     return startProgram(e, engineCommand(args), workdir);
 }

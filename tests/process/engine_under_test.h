@@ -8,13 +8,14 @@
 bool startEngine(EngineProcess& e, const std::vector<std::string>& args = {}, const std::string& workdir = "");
 // Runs the engine with `input` on its standard input (then end of input) and
 // returns everything it printed; *status gets the exit status (-1 on timeout).
-std::string runEngine(const std::string& input, const std::vector<std::string>& args = {}, const std::string& workdir = "",
-                      int timeoutMs = 30000, int* status = nullptr);
+std::string runEngine(const std::string& input, const std::vector<std::string>& args = {},
+                      const std::string& workdir = "", int timeoutMs = 30000, int* status = nullptr);
 // The lines of `text`, without their line ends.
 inline std::vector<std::string> splitLines(const std::string& text) {
     std::vector<std::string> out;
     size_t start = 0;
-    for (size_t nl; (nl = text.find('\n', start)) != std::string::npos; start = nl + 1) out.push_back(text.substr(start, nl - start));
+    for (size_t nl; (nl = text.find('\n', start)) != std::string::npos; start = nl + 1)
+        out.push_back(text.substr(start, nl - start));
     if (start < text.size()) out.push_back(text.substr(start));
     return out;
 }

@@ -23,8 +23,9 @@ std::vector<std::string> afterStartUp(const std::string& text) {
     auto it = std::find(all.begin(), all.end(), "enter 'help' to see the commands");
     if (it == all.end()) return all;
     ++it;
-    while (it != all.end() && (startsWith(*it, "info string NetFile") || startsWith(*it, "info string network kernel") ||
-                               *it == "Net read"))
+    while (it != all.end()
+           && (startsWith(*it, "info string NetFile") || startsWith(*it, "info string network kernel")
+               || *it == "Net read"))
         ++it;
     return std::vector<std::string>(it, all.end());
 }
@@ -48,7 +49,8 @@ TEST(Frontend, BannerAndIdentification) {
 TEST(Frontend, StartUpNamesTheNetworkUsed) {
     TempDir away("quorvane-nonet-");
     auto out = splitLines(runEngine("quit\n", {}, away.path));
-    EXPECT_TRUE(contains(out, "Net read") && contains(out, "info string NetFile used : 220321-307.nnue (the copy built into the engine)"));
+    EXPECT_TRUE(contains(out, "Net read")
+                && contains(out, "info string NetFile used : 220321-307.nnue (the copy built into the engine)"));
     EXPECT_EQ(countPrefix(out, "info string NetFile not found"), 0);
     // The kernel the engine picked is the one this build picks on this processor.
     EXPECT_TRUE(contains(out, std::string("info string network kernel ") + engineKernel().name));
@@ -60,31 +62,37 @@ TEST(Frontend, StartUpNamesTheNetworkUsed) {
 
 TEST(Frontend, HelpUnknownAndEmptyCommands) {
     auto out = afterStartUp(runEngine("help\nfoo\n\nUCI\nisready extra words\n"));
-    EXPECT_EQ(out, (std::vector<std::string>{
-        "supported UCI commands 'uci' 'ucinewgame' 'position' 'go' 'ponderhit' 'stop 'quit' 'setoption' 'isready'",
-        "other commands 'perft depth', default depth=6, change board with 'position'; 'showboard' shows the current board",
-        "Unknown command", "Unknown command", "Unknown command", "readyok"}));
+    EXPECT_EQ(
+        out,
+        (std::vector<std::string>{
+            "supported UCI commands 'uci' 'ucinewgame' 'position' 'go' 'ponderhit' 'stop 'quit' 'setoption' 'isready'",
+            "other commands 'perft depth', default depth=6, change board with 'position'; 'showboard' shows the "
+            "current board",
+            "Unknown command", "Unknown command", "Unknown command", "readyok"}));
 }
 
 // Perft shows the board, remembers its depth and leaves the position as it was, as the picture after it shows.
 TEST(Frontend, PerftCountsRemembersItsDepthAndLeavesThePosition) {
-    auto out = afterStartUp(runEngine("perft 3\nposition fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1\n"
-                                      "perft\nposition startpos moves e2e4 e7e5 g1f3\nperft 2\nshowboard\n"));
+    auto out = afterStartUp(
+        runEngine("perft 3\nposition fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1\n"
+                  "perft\nposition startpos moves e2e4 e7e5 g1f3\nperft 2\nshowboard\n"));
     std::vector<std::string> results;
-    std::copy_if(out.begin(), out.end(), std::back_inserter(results), [](auto& l) { return startsWith(l, "Perft results for depth: "); });
+    std::copy_if(out.begin(), out.end(), std::back_inserter(results),
+                 [](auto& l) { return startsWith(l, "Perft results for depth: "); });
     ASSERT_EQ(results.size(), 3u);
     EXPECT_TRUE(startsWith(results[0], "Perft results for depth: 3  8902  Nodes per sec: ")) << results[0];
     EXPECT_TRUE(startsWith(results[1], "Perft results for depth: 3  97862  Nodes per sec: ")) << results[1];
     EXPECT_TRUE(startsWith(results[2], "Perft results for depth: 2  779  Nodes per sec: ")) << results[2];
     ASSERT_EQ(countPrefix(out, BOARD_LINE), 36);  // four pictures
     // The timing line: nanoseconds, then seconds.
-    auto timing = std::find_if(out.begin(), out.end(), [](const std::string& l) { return l.find(" ns and ") != std::string::npos; });
+    auto timing = std::find_if(out.begin(), out.end(),
+                               [](const std::string& l) { return l.find(" ns and ") != std::string::npos; });
     EXPECT_TRUE(timing != out.end() && timing->find(" in seconds") != std::string::npos);
     out.erase(out.begin(), out.end() - 17);
     EXPECT_EQ((std::vector<std::string>{out[0], out[1], out[7], out[9], out[11], out[15]}),
-              (std::vector<std::string>{BOARD_LINE, "| r | n | b | q | k | b | n | r |", "|   |   |   |   | p |   |   |   |",
-                                        "|   |   |   |   | P |   |   |   |", "|   |   |   |   |   | N |   |   |",
-                                        "| R | N | B | Q | K | B |   | R |"}));
+              (std::vector<std::string>{BOARD_LINE, "| r | n | b | q | k | b | n | r |",
+                                        "|   |   |   |   | p |   |   |   |", "|   |   |   |   | P |   |   |   |",
+                                        "|   |   |   |   |   | N |   |   |", "| R | N | B | Q | K | B |   | R |"}));
 }
 
 TEST(Frontend, CommandLineArgumentsRunOneCommand) {
@@ -96,17 +104,19 @@ TEST(Frontend, CommandLineArgumentsRunOneCommand) {
 
 // What a person might type must never take the engine down.
 TEST(Frontend, BadInputIsReportedAndSurvived) {
-    std::string input = "position startpos moves e2e4\nposition fen 8/8/8/8/8/8/8/8 w - - 0 1\n"
-                        "position fen rnbqkbnr/pppppppp/9/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1\n"
-                        "position startpos moves e7e5x\nposition\nposition fen\nposition startpos moves e2\n"
-                        "setoption name Hash value lots\nsetoption name Threads value 99999999999999\n"
-                        "setoption\nsetoption name\nsetoption name UCI_Chess960\nperft x\nperft -3\ngo\ngo depth banana\n"
-                        "evil\nhashstats\nstop\nponderhit\nucinewgame\nposition startpos moves e2e4\n\x01\x02\xff garbage\n" +
-                        std::string(100000, 'x') + "\nshowboard\nisready\n";
+    std::string input =
+        "position startpos moves e2e4\nposition fen 8/8/8/8/8/8/8/8 w - - 0 1\n"
+        "position fen rnbqkbnr/pppppppp/9/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1\n"
+        "position startpos moves e7e5x\nposition\nposition fen\nposition startpos moves e2\n"
+        "setoption name Hash value lots\nsetoption name Threads value 99999999999999\n"
+        "setoption\nsetoption name\nsetoption name UCI_Chess960\nperft x\nperft -3\ngo\ngo depth banana\n"
+        "evil\nhashstats\nstop\nponderhit\nucinewgame\nposition startpos moves e2e4\n\x01\x02\xff garbage\n"
+        + std::string(100000, 'x') + "\nshowboard\nisready\n";
     int status = -1;
     auto out = afterStartUp(runEngine(input, {}, "", 60000, &status));
     ASSERT_FALSE(out.empty());
-    EXPECT_TRUE(status == 0 && out.back() == "readyok" && countPrefix(out, "info string") >= 10) << status << " " << out.back();
+    EXPECT_TRUE(status == 0 && out.back() == "readyok" && countPrefix(out, "info string") >= 10)
+        << status << " " << out.back();
     // The position after the last good command stands: e2e4 played.
     EXPECT_TRUE(contains(out, "| P | P | P | P |   | P | P | P |"));
 }
@@ -138,25 +148,30 @@ protected:
 
 TEST_F(PerftFiles, MissingFile) {
     auto out = afterStartUp(runEngine("rtest\nrtestRFC\n", {}, dir));
-    const std::string problem = "There seems to be a problem with the perftFile. check of the move generator not executed";
+    const std::string problem =
+        "There seems to be a problem with the perftFile. check of the move generator not executed";
     EXPECT_EQ(out, (std::vector<std::string>{problem, problem, "Results of the perft checks (0 = wrong, 1 = OK) : 0"}));
 }
 
 TEST_F(PerftFiles, RtestLineFormatAndStopWord) {
-    writeFile("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1;3;8902\n"
-              "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1;2;190\nextended\nthis line is never read;1;1\n");
+    writeFile(
+        "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1;3;8902\n"
+        "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1;2;190\nextended\nthis line is never read;1;1\n");
     auto out = afterStartUp(runEngine("rtest\n", {}, dir));
     ASSERT_EQ(out.size(), 3u);
-    EXPECT_TRUE(startsWith(out[0], "1; rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1; 3; 8902; 8902; ")) << out[0];
+    EXPECT_TRUE(startsWith(out[0], "1; rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1; 3; 8902; 8902; "))
+        << out[0];
     EXPECT_TRUE(startsWith(out[1], "0; 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1; 2; 190; 191; ")) << out[1];
     EXPECT_EQ(out[2], "Results of the perft checks is OK: 0");
     writeFile("full\nrnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1;1;21\n");
-    EXPECT_EQ(afterStartUp(runEngine("rtest\n", {}, dir)), (std::vector<std::string>{"Results of the perft checks is OK: 1"}));
+    EXPECT_EQ(afterStartUp(runEngine("rtest\n", {}, dir)),
+              (std::vector<std::string>{"Results of the perft checks is OK: 1"}));
 }
 
 TEST_F(PerftFiles, RtestRFCStopsALineAtItsFirstWrongDepth) {
-    writeFile("bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KQkq - 0 1;20;401;9006;201143;4975808;121983565\n"
-              "bqnbnrkr/pppppppp/8/8/8/8/PPPPPPPP/BQNBNRKR w KQkq - 0 1;20;400;8948;198393;4863733;118108315\n");
+    writeFile(
+        "bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KQkq - 0 1;20;401;9006;201143;4975808;121983565\n"
+        "bqnbnrkr/pppppppp/8/8/8/8/PPPPPPPP/BQNBNRKR w KQkq - 0 1;20;400;8948;198393;4863733;118108315\n");
     auto out = afterStartUp(runEngine("setoption name UCI_Chess960 value true\nrtestRFC\n", {}, dir, 120000));
     EXPECT_EQ(out, (std::vector<std::string>{"info string UCI_Chess960 set to : 1",
                                              "bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KQkq - 0 1",
@@ -165,7 +180,9 @@ TEST_F(PerftFiles, RtestRFCStopsALineAtItsFirstWrongDepth) {
                                              "Results of the perft checks (0 = wrong, 1 = OK) : 0"}));
 }
 
-TEST_F(PerftFiles, KeptFilesPass) { checkFiles(testDataPath("perft/rtest.txt"), 48, testDataPath("perft/perftFRC.txt"), 6); }
+TEST_F(PerftFiles, KeptFilesPass) {
+    checkFiles(testDataPath("perft/rtest.txt"), 48, testDataPath("perft/perftFRC.txt"), 6);
+}
 TEST_F(PerftFiles, FullSharedFilesPass) {
     SKIP_WITHOUT_SHARED_DATA("perft/perftFRC.txt");
     checkFiles(sharedDataPath("perft/rtest.txt"), 300, sharedDataPath("perft/perftFRC.txt"), 100);
@@ -176,11 +193,12 @@ TEST_F(PerftFiles, FullSharedFilesPass) {
 TEST(Frontend, TexelCommandTranscript) {
     TempDir dir("quorvane-texel-");
     auto refused = afterStartUp(runEngine("texel\nisready\n", {}, dir.path));
-    EXPECT_EQ(refused, (std::vector<std::string>{"Starting texel tuning....",
-                                                 "There seems to be a problem with the tuning file. tuning not executed", "readyok"}));
+    EXPECT_EQ(refused, (std::vector<std::string>{
+                           "Starting texel tuning....",
+                           "There seems to be a problem with the tuning file. tuning not executed", "readyok"}));
     writeZeroNetwork(dir.path + "/220321-307.nnue");
     std::ofstream(dir.path + "/lichess-good.epd") << "4k3/8/8/8/8/8/3P4/4K3 w - - 0 1 c9 \"1-0\";\n"
-                                                    "4k3/3p4/8/8/8/8/3P4/4K3 b - - 0 1 c9 \"1/2-1/2\";\n";
+                                                     "4k3/3p4/8/8/8/8/3P4/4K3 b - - 0 1 c9 \"1/2-1/2\";\n";
     auto out = afterStartUp(runEngine("texel\nisready\n", {}, dir.path, 120000));
     ASSERT_GE(out.size(), 4u);
     EXPECT_EQ(out[0], "Starting texel tuning....");
@@ -195,8 +213,9 @@ TEST(Frontend, TexelCommandTranscript) {
     int trials = countPrefix(out, "Trying the following K value");
     EXPECT_TRUE(trials >= 11 + 4 * 19 && trials <= 11 + 4 * 21) << trials;
     EXPECT_TRUE(contains(out, " Optimal K calculated :0"));
-    EXPECT_EQ(countPrefix(out, "TCONST combEval pieceSquareScore[6][NOFSQUARES] = "), countPrefix(out, " Improving:") + 1);
+    EXPECT_EQ(countPrefix(out, "TCONST combEval pieceSquareScore[6][NOFSQUARES] = "),
+              countPrefix(out, " Improving:") + 1);
     EXPECT_EQ(countPrefix(out, "Starting error"), 1);
     EXPECT_TRUE(startsWith(out[out.size() - 2], "Ending error") && out.back() == "readyok") << out[out.size() - 2];
 }
-} // namespace
+}  // namespace

@@ -31,9 +31,25 @@ MatchRun runMatch(const std::string& first, const std::string& second, const std
     std::ofstream bookFile(book);
     for (const auto& o : openings) bookFile << o << "\n";
     bookFile.close();
-    std::vector<std::string> argv{MATCH_PATH, "--engine", first, "--engine", second, "--name", "first", "--name",
-                                  "second", "--book", book, "--book-order", "sequential", "--tc", tc,
-                                  "--games", std::to_string(games ? games : int(2 * openings.size())), "--pgn", pgn};
+    std::vector<std::string> argv{MATCH_PATH,
+                                  "--engine",
+                                  first,
+                                  "--engine",
+                                  second,
+                                  "--name",
+                                  "first",
+                                  "--name",
+                                  "second",
+                                  "--book",
+                                  book,
+                                  "--book-order",
+                                  "sequential",
+                                  "--tc",
+                                  tc,
+                                  "--games",
+                                  std::to_string(games ? games : int(2 * openings.size())),
+                                  "--pgn",
+                                  pgn};
     argv.insert(argv.end(), extra.begin(), extra.end());
     EngineProcess e;
     MatchRun run;
@@ -49,8 +65,11 @@ bool contains(const std::string& text, const std::string& part) { return text.fi
 const std::string START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 const std::string MIDDLE_GAME_BLACK = "r1bq1rk1/ppp2ppp/2n2n2/3pp3/1b1PP3/2N2N2/PPP1BPPP/R1BQK2R b KQ - 3 6";
 TEST(MatchTool, RuleBreakerLosesWithEitherColourAndEitherSeat) {
-    struct Case { std::string fault, counted; };
-    for (const Case& c : {Case{"illegal", "illegal"}, Case{"crash", "crash"}, Case{"quit", "crash"}, Case{"flag", "time"}}) {
+    struct Case {
+        std::string fault, counted;
+    };
+    for (const Case& c :
+         {Case{"illegal", "illegal"}, Case{"crash", "crash"}, Case{"quit", "crash"}, Case{"flag", "time"}}) {
         std::string bad = FAKE + " --fault " + c.fault + " --at 2";
         // A short clock keeps the flagging games short.
         std::string tc = c.fault == "flag" ? "0.5+0" : "2+0";
@@ -81,8 +100,8 @@ TEST(MatchTool, MarginForgivesEachOverrunButNotALongerOne) {
 
 TEST(MatchTool, AgreedScoresAdjudicateForTheSideBothEnginesSee) {
     // The loser admits it in centipawns or as a mate against it; the winner reports in the other field order.
-    for (const auto& [losing, winning] : {std::pair<std::string, std::string>{"cp -1500", "cp 1200"},
-                                          {"mate -3", "mate 4"}}) {
+    for (const auto& [losing, winning] :
+         {std::pair<std::string, std::string>{"cp -1500", "cp 1200"}, {"mate -3", "mate 4"}}) {
         std::string loser = FAKE + " --score " + losing, winner = FAKE + " --score-first --score " + winning;
         MatchRun a = runMatch(loser, winner, {START, MIDDLE_GAME_BLACK});
         EXPECT_TRUE(contains(a.output, "Score of first vs second: 0 - 4 - 0")) << losing << "\n" << a.output;
@@ -119,11 +138,14 @@ TEST(MatchTool, RulesOfChessEndGamesForTheRightSide) {
 TEST(MatchTool, EnginesGetOneThreadAndNoPonderUnlessTold) {
     TempDir dir("match_options_");
     std::string log1 = dir.path + "/one.txt", log2 = dir.path + "/two.txt";
-    MatchRun run = runMatch(FAKE + " --threads-default 4 --record " + log1, FAKE + " --threads-default 4 --record " + log2,
-                            {START}, {"--option", "2:Threads=3", "--option", "2:Bogus=7"}, 1);
+    MatchRun run =
+        runMatch(FAKE + " --threads-default 4 --record " + log1, FAKE + " --threads-default 4 --record " + log2,
+                 {START}, {"--option", "2:Threads=3", "--option", "2:Bogus=7"}, 1);
     EXPECT_EQ(fileBytes(log1), "setoption name Threads value 1\nsetoption name Ponder value false\n");
-    EXPECT_EQ(fileBytes(log2), "setoption name Ponder value false\nsetoption name Threads value 3\nsetoption name Bogus value 7\n");
-    EXPECT_TRUE(contains(run.output, "first (Fake): sent Threads=1 [default 4] Ponder=false [default true]; left at default: Hash=16"))
+    EXPECT_EQ(fileBytes(log2),
+              "setoption name Ponder value false\nsetoption name Threads value 3\nsetoption name Bogus value 7\n");
+    EXPECT_TRUE(contains(
+        run.output, "first (Fake): sent Threads=1 [default 4] Ponder=false [default true]; left at default: Hash=16"))
         << run.output;
     EXPECT_TRUE(contains(run.output, "Bogus=7 [not offered]")) << run.output;
 }
@@ -131,12 +153,12 @@ TEST(MatchTool, EnginesGetOneThreadAndNoPonderUnlessTold) {
 TEST(MatchTool, SequentialTestStopsWhenItDecides) {
     std::string strong = FAKE + " --score cp 2000", weak = FAKE + " --score cp -2000";
     for (bool firstStronger : {true, false}) {
-        MatchRun run = runMatch(firstStronger ? strong : weak, firstStronger ? weak : strong, {START, MIDDLE_GAME_BLACK},
-                                {"--sprt", "0", "10"}, 200);
+        MatchRun run = runMatch(firstStronger ? strong : weak, firstStronger ? weak : strong,
+                                {START, MIDDLE_GAME_BLACK}, {"--sprt", "0", "10"}, 200);
         EXPECT_TRUE(contains(run.output, firstStronger ? "H1 accepted" : "H0 accepted")) << run.output;
         // Every pair is won outright, yet no verdict comes before ten pairs; then the match stops.
         EXPECT_TRUE(run.pgnResults.size() >= 20u && run.pgnResults.size() < 30u) << run.pgnResults.size();
         EXPECT_TRUE(std::regex_search(run.output, std::regex("LLR -?[0-9.]+ \\[-2.94, 2.94\\]")));
     }
 }
-} // namespace
+}  // namespace

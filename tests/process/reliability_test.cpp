@@ -12,7 +12,8 @@ bool anyStartsWith(const std::vector<std::string>& lines, const std::string& pre
 // "rtest" resizes the table for every line; a search still probing it once crashed the engine.
 TEST(Reliability, PerftChecksDuringASearchStopItFirst) {
     EngineSession s;
-    std::ofstream(s.dir + "/perftFRC.txt") << "4k3/8/8/8/8/8/8/4K3 w - - 0 1;3;170\n4k3/8/8/8/8/8/8/4K3 w - - 0 1;2;25\n";
+    std::ofstream(s.dir + "/perftFRC.txt")
+        << "4k3/8/8/8/8/8/8/4K3 w - - 0 1;3;170\n4k3/8/8/8/8/8/8/4K3 w - - 0 1;2;25\n";
     s.send("setoption name Threads value 2");
     for (const char* go : {"go infinite", "go depth 30", "go ponder", "go infinite", "go ponder"}) {
         s.send(go);
@@ -38,7 +39,9 @@ TEST(Reliability, HashstatsAndEvilDuringASearch) {
     }
     s.send("stop");
     auto lines = s.untilBestMove(60000);
-    EXPECT_GE(std::count_if(lines.begin(), lines.end(), [](const std::string& l) { return startsWith(l, "Evaluation : "); }), 3);
+    EXPECT_GE(
+        std::count_if(lines.begin(), lines.end(), [](const std::string& l) { return startsWith(l, "Evaluation : "); }),
+        3);
 }
 
 // A memory limit leaves room for a few dozen threads only: the engine takes what it gets, says so, and goes on playing.
@@ -49,16 +52,20 @@ TEST(Reliability, RefusedThreadsFallBackToFewer) {
     TempDir dir("quorvane-threads-");
     writeZeroNetwork(dir.path + "/220321-307.nnue");
     EngineProcess e;
-    ASSERT_TRUE(startProgram(e, {"/bin/sh", "-c", std::string("ulimit -v 900000; exec '") + ENGINE_PATH + "'"}, dir.path));
+    ASSERT_TRUE(
+        startProgram(e, {"/bin/sh", "-c", std::string("ulimit -v 900000; exec '") + ENGINE_PATH + "'"}, dir.path));
     send(e, "setoption name Hash value 1");
     send(e, "setoption name Threads value 256");
     bool found = false;
-    auto lines = readUntil(e, [](const std::string& l) { return startsWith(l, "info string Number of threads set to : "); }, 30000, &found);
+    auto lines = readUntil(
+        e, [](const std::string& l) { return startsWith(l, "info string Number of threads set to : "); }, 30000,
+        &found);
     ASSERT_TRUE(found);
     EXPECT_TRUE(anyStartsWith(lines, "info string Only ")) << lines.back();
     for (const char* go : {"go depth 3", "ucinewgame\ngo depth 2"}) {
         send(e, go);
-        readUntil(e, [](const std::string& l) { return startsWith(l, "bestmove"); }, 30000, &found);
+        readUntil(
+            e, [](const std::string& l) { return startsWith(l, "bestmove"); }, 30000, &found);
         EXPECT_TRUE(found) << go;
     }
     send(e, "quit");
@@ -68,7 +75,11 @@ TEST(Reliability, RefusedThreadsFallBackToFewer) {
 // Each odd value gets a short note and a search a GUI author would expect.
 TEST(Reliability, OddGoValuesAreReportedAndAnswered) {
     EngineSession s;
-    struct Case { const char *go, *note; long maxMs; } cases[] = {  // note "": none expected
+    struct Case {
+        const char *go, *note;
+        long maxMs;
+    } cases[] = {
+        // note "": none expected
         {"go depth 0", "info string go: depth 0 is searched as depth 1", 3000},
         {"go movetime 0", "info string go: movetime 0 is searched as 1 ms", 3000},
         {"go movetime -20", "info string go: movetime -20 is searched as 1 ms", 3000},
@@ -104,13 +115,16 @@ TEST(Reliability, SearchMovesRestrictTheRoot) {
     s.send("position fen 4k3/8/8/8/8/8/8/R3K3 w - - 0 1");
     s.millisUntilBestMove("go searchmoves e1d1 zz9 depth 6", &lines);
     EXPECT_EQ(lines.back().substr(0, 13), "bestmove e1d1");
-    EXPECT_TRUE(std::find(lines.begin(), lines.end(), "info string go: searchmoves 'zz9' is not a legal move, ignored") != lines.end());
+    EXPECT_TRUE(std::find(lines.begin(), lines.end(), "info string go: searchmoves 'zz9' is not a legal move, ignored")
+                != lines.end());
     EXPECT_GE(fieldOf(withPrefix(lines, "info score").back(), "depth"), 5);
     // No legal move listed, or none at all: every move is searched, and the depth after them is still read.
     for (const char* go : {"go searchmoves e2e5 h1h8 depth 3", "go depth 3 searchmoves"}) {
         s.millisUntilBestMove(go, &lines);
-        EXPECT_NE(std::find(lines.begin(), lines.end(), "info string go: searchmoves names no legal move, all moves are searched"),
-                  lines.end()) << go;
+        EXPECT_NE(std::find(lines.begin(), lines.end(),
+                            "info string go: searchmoves names no legal move, all moves are searched"),
+                  lines.end())
+            << go;
         EXPECT_EQ(fieldOf(withPrefix(lines, "info score").back(), "depth"), 2) << go;
     }
 }
@@ -127,7 +141,9 @@ TEST(Reliability, RepliesNameWhatWasDoneAndStayShort) {
     ASSERT_TRUE(found);
     // Where memory ran short the reply names the size obtained, as the warning before it does.
     std::string got = lines.back().substr(std::string("info string Size of Hashtable set to : ").size());
-    if (got != "262144") { EXPECT_EQ(lines[lines.size() - 2], "info string Not enough memory, hash table has " + got + " MB"); }
+    if (got != "262144") {
+        EXPECT_EQ(lines[lines.size() - 2], "info string Not enough memory, hash table has " + got + " MB");
+    }
     s.send("setoption name Hash value 16");
 #endif
     s.send("position startpos moves e2e4 " + std::string(1 << 20, 'x'));
@@ -136,7 +152,8 @@ TEST(Reliability, RepliesNameWhatWasDoneAndStayShort) {
     auto notes = withPrefix(lines, "info string");
     ASSERT_GE(notes.size(), 2u);
     for (const auto& l : notes) EXPECT_LT(l.size(), 200u);
-    EXPECT_TRUE(std::find(lines.begin(), lines.end(), "info string castling rights kQq dropped: no king and rook stand ready for them")
+    EXPECT_TRUE(std::find(lines.begin(), lines.end(),
+                          "info string castling rights kQq dropped: no king and rook stand ready for them")
                 != lines.end());
 }
-} // namespace
+}  // namespace

@@ -14,7 +14,8 @@ TEST(SearchGo, DepthLimitAndInfoLineForm) {
     EXPECT_EQ(fieldOf(infos.back(), "depth"), 4);
     for (const auto& l : infos) EXPECT_TRUE(std::regex_match(l, infoPattern())) << l;
     const std::string& best = lines.back();
-    EXPECT_TRUE(std::regex_match(best, std::regex("bestmove [a-h][1-8][a-h][1-8] ponder [a-h][1-8][a-h][1-8]"))) << best;
+    EXPECT_TRUE(std::regex_match(best, std::regex("bestmove [a-h][1-8][a-h][1-8] ponder [a-h][1-8][a-h][1-8]")))
+        << best;
     // The bestmove and the ponder move are the start of the final line's pv.
     std::string pv = infos.back().substr(infos.back().find(" pv ") + 4);
     EXPECT_EQ(pv.substr(0, 9), best.substr(9, 4) + " " + best.substr(21, 4));
@@ -29,7 +30,11 @@ TEST(SearchGo, MoveTimeIsKept) {
 
 // The limits the engine works out for this "go", as the search receives them.
 Allotment allotmentFor(int time, int movesToGo, int gameMoveCount) {
-    AllotmentInput in{.time = time, .movesToGo = movesToGo, .movesToGoGiven = movesToGo > 0, .gameMoveCount = gameMoveCount, .newGame = true};
+    AllotmentInput in{.time = time,
+                      .movesToGo = movesToGo,
+                      .movesToGoGiven = movesToGo > 0,
+                      .gameMoveCount = gameMoveCount,
+                      .newGame = true};
     return withSafetyMargin(allotTime(in), in);
 }
 
@@ -37,9 +42,12 @@ Allotment allotmentFor(int time, int movesToGo, int gameMoveCount) {
 // hard limit. The bounds are wide, for a busy machine: a quarter of the soft limit, the hard limit and a second.
 TEST(SearchGo, ClockSearchSpendsItsAllotmentAndNoMore) {
     EngineSession s(false);  // the built-in network: a search of real positions
-    struct Case { const char* go; int time, movesToGo; };
-    for (const Case& c : {Case{"go wtime 60000 btime 60000", 60000, 0},
-                          Case{"go wtime 3000 btime 3000 movestogo 1", 3000, 1}}) {
+    struct Case {
+        const char* go;
+        int time, movesToGo;
+    };
+    for (const Case& c :
+         {Case{"go wtime 60000 btime 60000", 60000, 0}, Case{"go wtime 3000 btime 3000 movestogo 1", 3000, 1}}) {
         Allotment a = allotmentFor(c.time, c.movesToGo, 1);
         s.send("ucinewgame");
         s.send("position startpos moves e2e4");
@@ -55,8 +63,8 @@ TEST(SearchGo, ClockSearchSpendsItsAllotmentAndNoMore) {
 TEST(SearchGo, TinyClocksAreAnsweredAtOnce) {
     EngineSession s(false);
     s.send("position startpos moves d2d4");
-    for (const char* go : {"go wtime 50 btime 50", "go wtime 150 btime 150 winc 3000 binc 3000",
-                           "go wtime 120 btime 120 movestogo 1"}) {
+    for (const char* go :
+         {"go wtime 50 btime 50", "go wtime 150 btime 150 winc 3000 binc 3000", "go wtime 120 btime 120 movestogo 1"}) {
         std::vector<std::string> lines;
         long ms = s.millisUntilBestMove(go, &lines);
         EXPECT_LT(ms, 1000) << go;
@@ -210,10 +218,12 @@ TEST(SearchRoot, NoLegalMoveAtTheRoot) {
     EngineSession s;
     auto mated = s.search("startpos moves f2f3 e7e5 g2g4 d8h4", "go wtime 10000 btime 10000", 3000);
     ASSERT_GE(mated.size(), 2u);
-    EXPECT_EQ(std::vector(mated.end() - 2, mated.end()), (std::vector<std::string>{"info score mate 0", "bestmove (none)"}));
+    EXPECT_EQ(std::vector(mated.end() - 2, mated.end()),
+              (std::vector<std::string>{"info score mate 0", "bestmove (none)"}));
     auto stalemate = s.search("fen 7k/8/8/8/8/8/5q2/7K w - - 0 1", "go depth 5", 3000);
     ASSERT_GE(stalemate.size(), 2u);
-    EXPECT_TRUE(startsWith(stalemate[stalemate.size() - 2], "info score cp 0 depth 0") && stalemate.back() == "bestmove (none)")
+    EXPECT_TRUE(startsWith(stalemate[stalemate.size() - 2], "info score cp 0 depth 0")
+                && stalemate.back() == "bestmove (none)")
         << stalemate[stalemate.size() - 2];
 }
 
@@ -234,9 +244,10 @@ TEST(SearchRoot, AMatedSideSeesANegativeMateAndARepetitionOfTheGameIsADraw) {
     EXPECT_TRUE(startsWith(infos.back(), "info score mate -")) << infos.back();
     // Black, a rook down, can repeat the position a third time with Qe1+.
     infos = withPrefix(
-        s.search("fen 6k1/5ppp/8/8/8/8/q4PPP/1R4K1 b - - 0 1 moves a2e2 g1h1 e2e1 h1h2 e1e2 h2h1 e2e1 h1h2 e1e2 h2h1", "go depth 6"),
+        s.search("fen 6k1/5ppp/8/8/8/8/q4PPP/1R4K1 b - - 0 1 moves a2e2 g1h1 e2e1 h1h2 e1e2 h2h1 e2e1 h1h2 e1e2 h2h1",
+                 "go depth 6"),
         "info score");
     ASSERT_FALSE(infos.empty());
     EXPECT_LE(std::abs(fieldOf(infos.back(), "cp")), 1) << infos.back();
 }
-} // namespace
+}  // namespace

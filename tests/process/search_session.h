@@ -36,7 +36,8 @@ struct EngineSession {
     }
     // Lines up to and including the first one starting with `prefix`; *found tells whether it came.
     std::vector<std::string> until(const std::string& prefix, int timeoutMs, bool* found = nullptr) {
-        return readUntil(engine, [&](const std::string& l) { return startsWith(l, prefix); }, timeoutMs, found);
+        return readUntil(
+            engine, [&](const std::string& l) { return startsWith(l, prefix); }, timeoutMs, found);
     }
     std::vector<std::string> untilBestMove(int timeoutMs = 20000) {
         bool found = false;
@@ -51,18 +52,21 @@ struct EngineSession {
         return untilBestMove(timeoutMs);
     }
     // Sends `line` and answers how many ms passed until the bestmove.
-    long millisUntilBestMove(const std::string& line, std::vector<std::string>* lines = nullptr, int timeoutMs = 20000) {
+    long millisUntilBestMove(const std::string& line, std::vector<std::string>* lines = nullptr,
+                             int timeoutMs = 20000) {
         auto start = std::chrono::steady_clock::now();
         send(line);
         auto got = untilBestMove(timeoutMs);
         if (lines) *lines = got;
-        return long(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count());
+        return long(
+            std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count());
     }
 };
 
 inline const std::regex& infoPattern() {
     static const std::regex pattern(
-        "info score (cp -?[0-9]+|mate -?[0-9]+) depth [0-9]+ seldepth [0-9]+ nodes [0-9]+ nps [0-9]+ time [0-9]+ tbhits [0-9]+ pv"
+        "info score (cp -?[0-9]+|mate -?[0-9]+) depth [0-9]+ seldepth [0-9]+ nodes [0-9]+ nps [0-9]+ time [0-9]+ "
+        "tbhits [0-9]+ pv"
         "( [a-h][1-8][a-h][1-8][nbrq]?)+");
     return pattern;
 }

@@ -26,7 +26,8 @@ Outcome playOut(EngineSession& s, const std::string& fen, int limit) {
             o.mated = std::find(lines.begin(), lines.end(), "info score mate 0") != lines.end();
             break;
         }
-        static const std::regex probeLine("^info score (cp|mate) (-?[0-9]+) depth 127 seldepth 127 nodes 1 .*tbhits 1 pv (\\S+)$");
+        static const std::regex probeLine(
+            "^info score (cp|mate) (-?[0-9]+) depth 127 seldepth 127 nodes 1 .*tbhits 1 pv (\\S+)$");
         std::smatch m;
         bool probed = false;
         for (const auto& l : lines)
@@ -75,4 +76,4 @@ TEST(TablebasePlay, WithoutTablesTheSearchRuns) {
     auto lines = s.untilBestMove(20000);
     for (const auto& l : lines) EXPECT_EQ(l.find("depth 127"), std::string::npos) << l;
 }
-} // namespace
+}  // namespace

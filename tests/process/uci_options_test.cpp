@@ -45,9 +45,11 @@ TEST(UciOptions, DeclarationsAreWhatSetoptionEnforces) {
     ASSERT_TRUE(found);
     std::vector<Declared> declared;
     std::vector<std::string> names;
-    for (const auto& line : withPrefix(lines, "option ")) names.push_back(declared.emplace_back(parseDeclaration(line)).name);
-    EXPECT_EQ(names, (std::vector<std::string>{"Threads", "Hash", "Ponder", "MoveOverhead", "SyzygyPath", "SyzygyProbeDepth",
-                                               "WindowsNumaNode", "NetFile", "UCI_Chess960", "MultiPV", "Clear Hash"}));
+    for (const auto& line : withPrefix(lines, "option "))
+        names.push_back(declared.emplace_back(parseDeclaration(line)).name);
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"Threads", "Hash", "Ponder", "MoveOverhead", "SyzygyPath", "SyzygyProbeDepth",
+                                        "WindowsNumaNode", "NetFile", "UCI_Chess960", "MultiPV", "Clear Hash"}));
     for (const auto& d : declared) {
         const std::string set = "setoption name " + d.name + " value ";
         if (d.type == "spin") {
@@ -114,10 +116,11 @@ TEST(UciOptions, NetFileLoadsOrRefuses) {
     ASSERT_TRUE(found);
     EXPECT_EQ(lines.back(), "info string NetFile used : " + path);
     std::string missing = s.dir + "/none.nnue";
-    EXPECT_EQ(reply(s, "setoption name NetFile value " + missing),
-              "info string NetFile not found/correct: " + missing + ". Unable to calculate the best move for a position.");
-    EXPECT_EQ(reply(s, "go depth 2"),
-              "info string NetFile not found/correct: " + missing + ". Unable to calculate the best move for the position.");
+    EXPECT_EQ(
+        reply(s, "setoption name NetFile value " + missing),
+        "info string NetFile not found/correct: " + missing + ". Unable to calculate the best move for a position.");
+    EXPECT_EQ(reply(s, "go depth 2"), "info string NetFile not found/correct: " + missing
+                                          + ". Unable to calculate the best move for the position.");
     EXPECT_EQ(reply(s, "isready"), "readyok");  // and no bestmove before it
 }
 
@@ -125,10 +128,12 @@ TEST(UciOptions, NetFileLoadsOrRefuses) {
 // nowhere else: the built-in copy is only the start-up default's fallback.
 TEST(UciOptions, NoNetworkNoSearch) {
     EngineSession s(false);
-    EXPECT_EQ(reply(s, "setoption name NetFile value 220321-307.nnue"),
-              "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for a position.");
-    EXPECT_EQ(reply(s, "go depth 3"),
-              "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for the position.");
+    EXPECT_EQ(
+        reply(s, "setoption name NetFile value 220321-307.nnue"),
+        "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for a position.");
+    EXPECT_EQ(
+        reply(s, "go depth 3"),
+        "info string NetFile not found/correct: 220321-307.nnue. Unable to calculate the best move for the position.");
     EXPECT_EQ(reply(s, "isready"), "readyok");
 }
 
@@ -142,11 +147,12 @@ TEST(UciOptions, HashStatisticsOfAClearedTable) {
     bool found = false;
     auto lines = s.until("Depth distribution", 10000, &found);
     ASSERT_TRUE(found);
-    for (const char* line : {"Number of entries 98304", "Used entries 1", "Type of entries UPPER - LOWER - EXACT 0\t - 0\t - 0\t - 0",
-                             "Percentage of entries UPPER - LOWER - EXACT 0\t - 0\t - 0", "Number of Hashmoves 0"})
+    for (const char* line :
+         {"Number of entries 98304", "Used entries 1", "Type of entries UPPER - LOWER - EXACT 0\t - 0\t - 0\t - 0",
+          "Percentage of entries UPPER - LOWER - EXACT 0\t - 0\t - 0", "Number of Hashmoves 0"})
         EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << line;
     auto ages = readFor(s.engine, 300);
     ASSERT_GE(ages.size(), 128u);
     for (size_t i = 0; i < 128; ++i) EXPECT_EQ(ages[i], "  0 - 0 - 0");
 }
-} // namespace
+}  // namespace

@@ -85,4 +85,4 @@ TEST_F(AttackTables, EvaluationMasks) {
     EXPECT_EQ(kingZone[BLACK][sq("a8")], (fileMask[0] | fileMask[1] | fileMask[2]) & (0xffffffffull << 32));
     EXPECT_EQ(popcount(kingZone[WHITE][sq("d4")]), 12);
 }
-} // namespace
+}  // namespace

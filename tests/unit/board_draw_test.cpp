@@ -51,9 +51,11 @@ TEST(Repetition, AResetHalfmoveClockEndsTheScan) {
 }
 
 TEST(InsufficientMaterial, MinorPiecesAloneCannotWin) {
-    for (const char* fen : {"8/8/4k3/8/8/3NK3/8/8 w - - 0 1", "8/8/4kb2/8/8/3NK3/8/8 w - - 0 1", "8/8/4k3/8/8/4K3/8/8 w - - 0 1"})
+    for (const char* fen :
+         {"8/8/4k3/8/8/3NK3/8/8 w - - 0 1", "8/8/4kb2/8/8/3NK3/8/8 w - - 0 1", "8/8/4k3/8/8/4K3/8/8 w - - 0 1"})
         EXPECT_TRUE(insufficientMaterial(*TestPosition(fen))) << fen;
-    for (const char* fen : {"8/8/4k3/8/8/3RK3/8/8 w - - 0 1", "8/8/4k3/8/8/2NNK3/8/8 w - - 0 1", "8/8/4k3/8/8/4K3/4P3/8 w - - 0 1"})
+    for (const char* fen :
+         {"8/8/4k3/8/8/3RK3/8/8 w - - 0 1", "8/8/4k3/8/8/2NNK3/8/8 w - - 0 1", "8/8/4k3/8/8/4K3/4P3/8 w - - 0 1"})
         EXPECT_FALSE(insufficientMaterial(*TestPosition(fen))) << fen;
 }
-} // namespace
+}  // namespace

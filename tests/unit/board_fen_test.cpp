@@ -7,7 +7,8 @@ using Fen = BoardTest;
 
 // The castling rooks' squares: white short, white long, black short, black long.
 std::vector<int> rooks(const Position& p) {
-    return {p.castlingRook[CR_WHITE_SHORT], p.castlingRook[CR_WHITE_LONG], p.castlingRook[CR_BLACK_SHORT], p.castlingRook[CR_BLACK_LONG]};
+    return {p.castlingRook[CR_WHITE_SHORT], p.castlingRook[CR_WHITE_LONG], p.castlingRook[CR_BLACK_SHORT],
+            p.castlingRook[CR_BLACK_LONG]};
 }
 
 TEST_F(Fen, StartPosition) {
@@ -24,12 +25,15 @@ TEST_F(Fen, StartPosition) {
 // What the reader fills in, clamps or drops shows in the FEN written back (nullptr: the same text); the en-passant
 // field names the pawn that can be taken.
 TEST_F(Fen, ReaderPadsClampsAndDrops) {
-    struct Case { const char *in, *out; int epSquare; } cases[] = {
+    struct Case {
+        const char *in, *out;
+        int epSquare;
+    } cases[] = {
         {"4k3/8/8/8/8/8/8/4K3 w", "4k3/8/8/8/8/8/8/4K3 w - - 0 1", 0},  // missing fields
         {"4k3/8/8/8/8/8/8/4K3 w - - 0 0", "4k3/8/8/8/8/8/8/4K3 w - - 0 1", 0},
         {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1", nullptr, 28},
         {"rnbqkbnr/ppp1pppp/8/3pP3/8/8/PPPP1PPP/RNBQKBNR w KQkq d6 0 3", nullptr, 35},
-        {"4k3/8/8/8/8/8/8/4K3 b - e3 0 1", "4k3/8/8/8/8/8/8/4K3 b - - 0 1", 0},  // no double step explains e3
+        {"4k3/8/8/8/8/8/8/4K3 b - e3 0 1", "4k3/8/8/8/8/8/8/4K3 b - - 0 1", 0},         // no double step explains e3
         {"r3k3/8/8/8/8/8/8/4K2R w KQkq - 0 1", "r3k3/8/8/8/8/8/8/4K2R w Kq - 0 1", 0},  // rights without their rook
         {"4k3/8/8/8/8/8/8/3K3R w K - 0 1", "4k3/8/8/8/8/8/8/3K3R w - - 0 1", 0},  // outside Chess960 the king is on e1
     };
@@ -56,22 +60,23 @@ TEST_F(Fen, Chess960CastlingLetters) {
 
 TEST_F(Fen, MalformedTextIsRefusedWithAReason) {
     const char* bad[] = {
-        "", "4k3/8/8/8/8/8/8/4K3",                        // empty, no side to move
-        "8/8/8/8/8/8/8/8 w - - 0 1",                      // no kings
-        "4k3/8/8/8/8/8/8/4KK2 w - - 0 1",                 // two white kings
-        "4k3/8/8/8/8/8/8/9 w - - 0 1",                    // rank digit 9
-        "4k3/8/8/8/8/8/8/4K4 w - - 0 1",                  // nine squares in a rank
-        "4k3/8/8/8/8/8/4K3 w - - 0 1",                    // seven ranks
-        "4k3/8/8/8/8/8/8/4K2 w - - 0 1",                  // seven squares in a rank
-        "4k3/8/8/8/8/8/8/4KX2 w - - 0 1",                 // unknown piece letter
-        "4k2P/8/8/8/8/8/8/4K3 w - - 0 1",                 // pawn on the last rank
-        "4k3/8/8/8/8/8/8/4K3 x - - 0 1",                  // side to move
-        "4k3/4R3/8/8/8/8/8/4K3 w - - 0 1",                // side not to move in check
-        "4k3/8/8/8/8/8/8/4K3 w - z9 0 1",                 // en-passant text
-        "4k3/8/8/8/8/8/8/4K3 w X - 0 1",                  // castling letter
-        "4k3/8/8/8/8/8/8/4K3 w - - abc 1",                // clock
-        "4k3/8/8/8/8/8/8/4K3 w - - 0 -1",                 // move number
-        "QQQQQQQQ/QQQQQQQQ/8/8/8/8/8/4K2k w - - 0 1",     // more queens than promotions allow
+        "",
+        "4k3/8/8/8/8/8/8/4K3",                         // empty, no side to move
+        "8/8/8/8/8/8/8/8 w - - 0 1",                   // no kings
+        "4k3/8/8/8/8/8/8/4KK2 w - - 0 1",              // two white kings
+        "4k3/8/8/8/8/8/8/9 w - - 0 1",                 // rank digit 9
+        "4k3/8/8/8/8/8/8/4K4 w - - 0 1",               // nine squares in a rank
+        "4k3/8/8/8/8/8/4K3 w - - 0 1",                 // seven ranks
+        "4k3/8/8/8/8/8/8/4K2 w - - 0 1",               // seven squares in a rank
+        "4k3/8/8/8/8/8/8/4KX2 w - - 0 1",              // unknown piece letter
+        "4k2P/8/8/8/8/8/8/4K3 w - - 0 1",              // pawn on the last rank
+        "4k3/8/8/8/8/8/8/4K3 x - - 0 1",               // side to move
+        "4k3/4R3/8/8/8/8/8/4K3 w - - 0 1",             // side not to move in check
+        "4k3/8/8/8/8/8/8/4K3 w - z9 0 1",              // en-passant text
+        "4k3/8/8/8/8/8/8/4K3 w X - 0 1",               // castling letter
+        "4k3/8/8/8/8/8/8/4K3 w - - abc 1",             // clock
+        "4k3/8/8/8/8/8/8/4K3 w - - 0 -1",              // move number
+        "QQQQQQQQ/QQQQQQQQ/8/8/8/8/8/4K2k w - - 0 1",  // more queens than promotions allow
     };
     for (const char* fen : bad) {
         TestPosition t;
@@ -101,7 +106,8 @@ TEST_F(Fen, BookPositionsRoundTrip) {
 }
 
 TEST_F(Fen, KeysSeparateSideCastlingAndEnPassant) {
-    TestPosition a("4k3/8/8/8/8/8/8/4K2R w K - 0 1"), b("4k3/8/8/8/8/8/8/4K2R b K - 0 1"), c("4k3/8/8/8/8/8/8/4K2R w - - 0 1");
+    TestPosition a("4k3/8/8/8/8/8/8/4K2R w K - 0 1"), b("4k3/8/8/8/8/8/8/4K2R b K - 0 1"),
+        c("4k3/8/8/8/8/8/8/4K2R w - - 0 1");
     EXPECT_NE(a->key, b->key);
     EXPECT_NE(a->key, c->key);
     EXPECT_EQ(a->pawnKey, c->pawnKey);
@@ -118,4 +124,4 @@ TEST_F(Fen, BoardPicture) {
     expected += "| R |   |   |   | K |   |   |   |\n" + line;
     EXPECT_EQ(boardPicture(*t), expected);
 }
-} // namespace
+}  // namespace

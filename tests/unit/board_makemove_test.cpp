@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <array>
-#include <tuple>
 #include <fstream>
 #include <random>
+#include <tuple>
 #include "board_test_util.h"
 #include "uci/movetext.h"
 
@@ -11,8 +11,9 @@ using MakeMove = BoardTest;
 
 // What make and unmake change, as one comparable value.
 auto snapshot(const Position& p) {
-    return std::tuple(std::vector<uint8_t>(p.board, p.board + 64), std::vector<Bitboard>(p.pieces, p.pieces + 14), p.key,
-                      p.pawnKey, p.material[0], p.material[1], p.psq[0], p.psq[1], p.phase, p.sideToMove, p.gamePly, p.fiftyMove);
+    return std::tuple(std::vector<uint8_t>(p.board, p.board + 64), std::vector<Bitboard>(p.pieces, p.pieces + 14),
+                      p.key, p.pawnKey, p.material[0], p.material[1], p.psq[0], p.psq[1], p.phase, p.sideToMove,
+                      p.gamePly, p.fiftyMove);
 }
 // The pieces a move changed: piece, from, to.
 std::vector<std::array<int, 3>> changes(const DirtyPiece& d) {
@@ -67,8 +68,8 @@ TEST_F(MakeMove, CapturingARookOnItsSquareRemovesTheRight) {
     makeMove(p, 0, m);
     EXPECT_EQ(p.plyStates[1].castling, WHITE_SHORT | WHITE_LONG | BLACK_SHORT);
     // The key changes by the moved bishop, the taken rook, the side and the two castling masks.
-    uint64_t expected = keyBefore ^ pieceKeys[WBISHOP][sq("g2")] ^ pieceKeys[WBISHOP][sq("a8")] ^
-                        pieceKeys[BROOK][sq("a8")] ^ sideKey ^ castlingKeys[15] ^ castlingKeys[7];
+    uint64_t expected = keyBefore ^ pieceKeys[WBISHOP][sq("g2")] ^ pieceKeys[WBISHOP][sq("a8")]
+                        ^ pieceKeys[BROOK][sq("a8")] ^ sideKey ^ castlingKeys[15] ^ castlingKeys[7];
     EXPECT_EQ(p.key, expected);
 }
 
@@ -89,15 +90,17 @@ TEST_F(MakeMove, ChangedPieceLists) {
     Move promo = findLegalMove(p, 0, "a7b8q");
     ASSERT_NE(promo, NO_MOVE);
     makeMove(p, 0, promo);
-    EXPECT_EQ(changes(p.dirty[1]), (std::vector<std::array<int, 3>>{
-                                       {WPAWN, sq("a7"), OFF_BOARD}, {WQUEEN, OFF_BOARD, sq("b8")}, {BKNIGHT, sq("b8"), OFF_BOARD}}));
+    EXPECT_EQ(changes(p.dirty[1]),
+              (std::vector<std::array<int, 3>>{
+                  {WPAWN, sq("a7"), OFF_BOARD}, {WQUEEN, OFF_BOARD, sq("b8")}, {BKNIGHT, sq("b8"), OFF_BOARD}}));
     EXPECT_EQ(p.acc[1].computed, 0);
     EXPECT_EQ(p.phase, 8);  // two rooks and the new queen; the knight is gone
     unmakeMove(p, 0, promo);
     Move castle = findLegalMove(p, 0, "e1g1");
     ASSERT_EQ(moveFlag(castle), FLAG_SHORT);
     makeMove(p, 0, castle);
-    EXPECT_EQ(changes(p.dirty[1]), (std::vector<std::array<int, 3>>{{WKING, sq("e1"), sq("g1")}, {WROOK, sq("h1"), sq("f1")}}));
+    EXPECT_EQ(changes(p.dirty[1]),
+              (std::vector<std::array<int, 3>>{{WKING, sq("e1"), sq("g1")}, {WROOK, sq("h1"), sq("f1")}}));
     EXPECT_EQ(p.plyStates[1].captured, 0);
     EXPECT_EQ(p.fiftyMove, 4);
     EXPECT_EQ(p.plyStates[1].castling, 0);
@@ -116,4 +119,4 @@ TEST_F(MakeMove, NullMoveFlipsSideAndKey) {
     unmakeNullMove(p, 0);
     EXPECT_TRUE(snapshot(p) == before);
 }
-} // namespace
+}  // namespace

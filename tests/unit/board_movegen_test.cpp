@@ -93,7 +93,7 @@ TEST_F(MoveGen, EvasionsMeetTheCheck) {
     TestPosition check("4r1k1/8/8/8/8/2N5/8/B3K3 w - - 0 1");
     std::set<std::string> texts;
     for (Move m : legalMoves(*check, 0)) texts.insert(moveToText(*check, m));
-    EXPECT_TRUE(texts.count("c3e4") && texts.count("e1d2"));    // the knight blocks, the king steps aside
+    EXPECT_TRUE(texts.count("c3e4") && texts.count("e1d2"));   // the knight blocks, the king steps aside
     EXPECT_FALSE(texts.count("e1e2") || texts.count("a1b2"));  // still on the file; does not meet the check
 }
 
@@ -130,7 +130,13 @@ TEST_F(MoveGen, CastlingNeedsSafeAndEmptySquares) {
     TestPosition clear("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
     auto q = quiets(*clear);
     EXPECT_EQ(std::count_if(q.begin(), q.end(), [](Move m) { return isCastling(m); }), 2);
-    struct Case { bool chess960; const char *fen, *from, *to; int flag; long legal; const char* why; } cases[] = {
+    struct Case {
+        bool chess960;
+        const char *fen, *from, *to;
+        int flag;
+        long legal;
+        const char* why;
+    } cases[] = {
         {false, "r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", "e1", "g1", FLAG_SHORT, 0, "a rook on f8 covers f1"},
         {false, "r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", "e1", "c1", FLAG_LONG, 1, "long castling stays"},
         {false, "1r2k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1", "c1", FLAG_LONG, 1, "an attacked b1 does not stop it"},
@@ -140,7 +146,8 @@ TEST_F(MoveGen, CastlingNeedsSafeAndEmptySquares) {
         {true, "r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", "b1", "c1", FLAG_LONG, 1, "king b1, rook a1: c1 and d1 empty"},
         {true, "r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", "b1", "g1", FLAG_SHORT, 1, "king b1, rook h1"},
         {true, "r3k2r/8/8/8/8/8/8/RK1N3R w AH - 0 1", "b1", "c1", FLAG_LONG, 0, "d1 taken"},
-        {true, "4k3/8/8/8/8/8/8/r1RK4 w C - 0 1", "d1", "c1", FLAG_LONG, 0, "the rook behind gives check once the castling rook leaves"},
+        {true, "4k3/8/8/8/8/8/8/r1RK4 w C - 0 1", "d1", "c1", FLAG_LONG, 0,
+         "the rook behind gives check once the castling rook leaves"},
         {true, "4k3/8/8/8/8/8/8/5KR1 w G - 0 1", "f1", "g1", FLAG_SHORT, 1, "king and rook on each other's targets"}};
     for (const Case& c : cases) {
         Chess960Scope scope(c.chess960);
@@ -156,4 +163,4 @@ TEST_F(MoveGen, CastlingNeedsSafeAndEmptySquares) {
     unmakeMove(*fg, 0, castle);
     EXPECT_TRUE(fg->board[sq("f1")] == WKING && fg->board[sq("g1")] == WROOK);
 }
-} // namespace
+}  // namespace

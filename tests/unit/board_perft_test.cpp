@@ -10,7 +10,12 @@ protected:
 
 // Tricky positions with counts from an independent generator, deeper than the kept file goes.
 TEST_F(Perft, PromotionsPinsAndCastlingEdgeCases) {
-    struct Case { const char* fen; int depth; uint64_t nodes; bool frc; };
+    struct Case {
+        const char* fen;
+        int depth;
+        uint64_t nodes;
+        bool frc;
+    };
     const Case cases[] = {
         {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", 5, 4865609, false},
         {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1", 4, 4085603, false},
@@ -29,4 +34,4 @@ TEST_F(Perft, PromotionsPinsAndCastlingEdgeCases) {
         EXPECT_EQ(perft(0, c.depth, *t), c.nodes) << c.fen;
     }
 }
-} // namespace
+}  // namespace

@@ -1,8 +1,8 @@
-#include "datagen_support.h"
 #include <atomic>
 #include <cstdio>
 #include <map>
 #include <sstream>
+#include "datagen_support.h"
 #include "search/control.h"
 #include "search/search.h"
 #include "search/threads.h"
@@ -90,17 +90,20 @@ TEST_F(DatagenRun, TuningLinesSplitIntoTheRecordedPositionAndWhitesResult) {
         ++n;
     }
     EXPECT_TRUE(n == records.size() && n == summary.positions) << n;
-    EXPECT_EQ(tuningLine("8/8/8/4k3/8/8/3QK3/8 b - - 0 1", RESULT_DRAW), "8/8/8/4k3/8/8/3QK3/8 b - - 0 1 c9 \"1/2-1/2\";");
+    EXPECT_EQ(tuningLine("8/8/8/4k3/8/8/3QK3/8 b - - 0 1", RESULT_DRAW),
+              "8/8/8/4k3/8/8/3QK3/8 b - - 0 1 c9 \"1/2-1/2\";");
 }
 
 // Raises the stop request as soon as a progress line reports `games` games written.
 class StopAfterGames : public std::stringbuf {
 public:
-    StopAfterGames(std::atomic<bool>& flag, int games) : flag_(flag), trigger_("games " + std::to_string(games) + " ") {}
+    StopAfterGames(std::atomic<bool>& flag, int games)
+        : flag_(flag), trigger_("games " + std::to_string(games) + " ") {}
     int sync() override {
         if (str().find(trigger_) != std::string::npos) flag_ = true;
         return 0;
     }
+
 private:
     std::atomic<bool>& flag_;
     std::string trigger_;
@@ -183,7 +186,8 @@ TEST_F(DatagenSearch, SoftBudgetFinishesTheIterationThatCrossesIt) {
         EXPECT_GE(soft.nodes, budget);
         EXPECT_GE(soft.depth, hard.depth) << budget;
         auto [seen, added] = byDepth.emplace(soft.depth, soft);
-        EXPECT_TRUE(seen->second.nodes == soft.nodes && seen->second.move == soft.move && seen->second.score == soft.score)
+        EXPECT_TRUE(seen->second.nodes == soft.nodes && seen->second.move == soft.move
+                    && seen->second.score == soft.score)
             << "budget " << budget << " ends depth " << soft.depth << " elsewhere than a smaller budget did";
     }
     EXPECT_LE(byDepth.size(), 6u) << "16 budgets, but only a few iteration ends to stop at";
@@ -211,4 +215,4 @@ TEST_F(DatagenSearch, QuiescenceKeepsTheCheckFlagOfAnIgnoredCheck) {
     EXPECT_EQ(first, qsearch(w, 0, -14, -INFINITE_SCORE, INFINITE_SCORE));
     EXPECT_TRUE(positionIsConsistent(w.position, 0));
 }
-} // namespace
+}  // namespace

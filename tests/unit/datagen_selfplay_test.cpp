@@ -1,5 +1,5 @@
-#include "datagen_support.h"
 #include "board/movegen.h"
+#include "datagen_support.h"
 #include "selfplay.h"
 #include "tablebase/registry.h"
 #include "uci/movetext.h"
@@ -11,14 +11,21 @@ using DatagenRules = DatagenTest;
 
 TEST_F(DatagenRules, KeepsOnlyQuietPositionsWithMeaningfulScoresAfterTheOpening) {
     const char* quiet = "r3k2r/ppp2ppp/2n1bn2/3pp3/3PP3/2N1BN2/PPP2PPP/R3K2R w KQkq - 0 9";
-    struct Case { const char *fen, *move; int score, ply; bool kept; const char* what; } cases[] = {
-        {quiet, "a2a3", 35, 8, true, "quiet move"}, {quiet, "e1g1", -35, 20, true, "castling"},
-        {quiet, "a2a3", 35, 7, false, "inside the skipped plies"}, {quiet, "e4d5", 35, 20, false, "capture"},
-        {quiet, "a2a3", MATE_BOUND - 1, 20, true, "largest plain score"},
-        {quiet, "a2a3", MATE_BOUND, 20, false, "mate and tablebase scores"}, {quiet, "a2a3", matedIn(5), 20, false, "mated"},
-        {"8/4P1k1/8/8/8/8/6K1/8 w - - 0 1", "e7e8q", 900, 20, false, "promotion"},
-        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 0, 20, false, "en passant"},
-        {"4k3/8/8/8/8/8/4r3/4K3 w - - 0 1", "e1d1", 0, 20, false, "in check"}};
+    struct Case {
+        const char *fen, *move;
+        int score, ply;
+        bool kept;
+        const char* what;
+    } cases[] = {{quiet, "a2a3", 35, 8, true, "quiet move"},
+                 {quiet, "e1g1", -35, 20, true, "castling"},
+                 {quiet, "a2a3", 35, 7, false, "inside the skipped plies"},
+                 {quiet, "e4d5", 35, 20, false, "capture"},
+                 {quiet, "a2a3", MATE_BOUND - 1, 20, true, "largest plain score"},
+                 {quiet, "a2a3", MATE_BOUND, 20, false, "mate and tablebase scores"},
+                 {quiet, "a2a3", matedIn(5), 20, false, "mated"},
+                 {"8/4P1k1/8/8/8/8/6K1/8 w - - 0 1", "e7e8q", 900, 20, false, "promotion"},
+                 {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 0, 20, false, "en passant"},
+                 {"4k3/8/8/8/8/8/4r3/4K3 w - - 0 1", "e1d1", 0, 20, false, "in check"}};
     for (const Case& c : cases) {
         TestPosition p(c.fen);
         Move m = findLegalMove(*p, 0, c.move);
@@ -33,7 +40,7 @@ TEST_F(DatagenRules, Chess960CastlingOntoTheOwnRookIsNoCapture) {
     chess960 = true;
     TestPosition p("bqnbrkrn/pppppppp/8/8/8/8/PPPPPPPP/BQNBRKR1 w Gg - 0 1");
     Move castle = NO_MOVE;
-    for (Move* m = p->plyStates[0].moveStart, *end = generateLegal(0, *p); m < end; ++m)
+    for (Move *m = p->plyStates[0].moveStart, *end = generateLegal(0, *p); m < end; ++m)
         if (isCastling(*m)) castle = *m;
     chess960 = false;
     ASSERT_TRUE(castle);
@@ -55,7 +62,8 @@ TEST_F(DatagenRules, AdjudicationNeedsAnUnbrokenRun) {
     EXPECT_EQ(adjudicate(s, rules, -500, 3), Verdict::BLACK_WINS);
     EXPECT_EQ(whiteResultOf(Verdict::BLACK_WINS), RESULT_LOSS);
     s = {};
-    for (int i = 0; i < 20; ++i) EXPECT_EQ(adjudicate(s, rules, i % 2 ? 10 : -10, i), Verdict::NONE) << "too early for a draw";
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(adjudicate(s, rules, i % 2 ? 10 : -10, i), Verdict::NONE) << "too early for a draw";
     for (int i = 20; i < 39; ++i) adjudicate(s, rules, 3, i);
     EXPECT_EQ(adjudicate(s, rules, 0, 39), Verdict::DRAW);
     s = {};
@@ -81,7 +89,9 @@ protected:
 };
 
 // Games from the book line as it stands: no random plies, every position kept.
-GameSettings bookLineSettings(uint64_t nodes) { return {.nodes = nodes, .randomPlies = 0, .skipPlies = 0, .rules = {}}; }
+GameSettings bookLineSettings(uint64_t nodes) {
+    return {.nodes = nodes, .randomPlies = 0, .skipPlies = 0, .rules = {}};
+}
 TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {
     const GameSettings settings{.nodes = 1000, .keepFens = true, .rules = {}};
     for (uint64_t seed : {1, 2}) {
@@ -108,7 +118,8 @@ TEST_F(DatagenGames, RecordsCarryTheGameResultFromTheMoversView) {
 
 TEST_F(DatagenGames, CheckmateEndsTheGameAndTheMatingMoveIsNotKept) {
     PlayedGame game = play({"6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1"}, 3, bookLineSettings(2000));
-    EXPECT_TRUE(game.ending == Ending::CHECKMATE && game.whiteResult == RESULT_WIN && game.plies == 1) << endingName(game.ending);
+    EXPECT_TRUE(game.ending == Ending::CHECKMATE && game.whiteResult == RESULT_WIN && game.plies == 1)
+        << endingName(game.ending);
     EXPECT_TRUE(game.records.empty()) << "the only position searched had a mate score";
 }
 
@@ -116,7 +127,12 @@ TEST_F(DatagenGames, CheckmateEndsTheGameAndTheMatingMoveIsNotKept) {
 // last try is played whatever its score rather than no game at all.
 TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
     const std::string queenUp = "rnb1kbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 3";
-    GameSettings settings{.nodes = 600, .randomPlies = 0, .skipPlies = 0, .keepFens = true, .openingLimit = 300, .rules = {.maxPlies = 6}};
+    GameSettings settings{.nodes = 600,
+                          .randomPlies = 0,
+                          .skipPlies = 0,
+                          .keepFens = true,
+                          .openingLimit = 300,
+                          .rules = {.maxPlies = 6}};
     PlayedGame onlyDecided = play({queenUp}, 5, settings);
     EXPECT_EQ(onlyDecided.refusedOpenings, OPENING_TRIES - 1);
     // Beside balanced lines (each with both queens), no game starts from the decided one.
@@ -139,7 +155,12 @@ TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
 TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
     // A book line that no walk from the initial position could reach in a few moves.
     const std::string bareKings = "4k3/pppppppp/8/8/8/8/PPPPPPPP/4K3 w - - 0 1";
-    const GameSettings settings{.nodes = 300, .randomPlies = 0, .skipPlies = 0, .keepFens = true, .startShare = 0.5, .startPlies = 6,
+    const GameSettings settings{.nodes = 300,
+                                .randomPlies = 0,
+                                .skipPlies = 0,
+                                .keepFens = true,
+                                .startShare = 0.5,
+                                .startPlies = 6,
                                 .rules = {.maxPlies = 3}};
     int fromStart = 0;
     for (uint64_t seed = 1; seed <= 40; ++seed) {
@@ -148,7 +169,9 @@ TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
         TestPosition p(game.fens.front());
         bool initial = popcount(occupancy(*p)) > 20;  // the book line has 18 pieces
         fromStart += initial;
-        if (initial) { EXPECT_NE(game.fens.front().rfind("rnbqkbnr/pppppppp/8/8/8/8/", 0), 0u) << "random moves made"; }
+        if (initial) {
+            EXPECT_NE(game.fens.front().rfind("rnbqkbnr/pppppppp/8/8/8/8/", 0), 0u) << "random moves made";
+        }
     }
     EXPECT_GT(fromStart, 8);
     EXPECT_LT(fromStart, 32);
@@ -177,4 +200,4 @@ TEST_F(DatagenGames, ACaptureIntoTheTablesEndsTheGame) {
     EXPECT_EQ(reached.plies, 1);
     EXPECT_TRUE(reached.records.empty()) << "the best move was a capture";
 }
-} // namespace
+}  // namespace

@@ -40,7 +40,8 @@ TEST(EvalSteps, BishopPairIsExactlyTwo) {
     EXPECT_EQ(BISHOP_PAIR, pair("4k3/8/8/8/8/8/8/2B1KB2 w - - 0 1"));
     EXPECT_EQ(BISHOP_PAIR, pair("4k3/8/8/8/8/8/8/B1B1K3 w - - 0 1"));  // same square colour
     EXPECT_EQ(-BISHOP_PAIR, pair("2b1kb2/8/8/8/8/8/8/4K3 w - - 0 1"));
-    for (const char* none : {"4k3/8/8/8/8/8/8/B1B1KB2 w - - 0 1", "4k3/8/8/8/8/8/8/4KB2 w - - 0 1", "2b1kb2/8/8/8/8/8/8/2B1KB2 w - - 0 1"})
+    for (const char* none :
+         {"4k3/8/8/8/8/8/8/B1B1KB2 w - - 0 1", "4k3/8/8/8/8/8/8/4KB2 w - - 0 1", "2b1kb2/8/8/8/8/8/8/2B1KB2 w - - 0 1"})
         EXPECT_EQ(0, pair(none)) << none;  // three, one, a pair each
 }
 
@@ -50,22 +51,30 @@ TEST(EvalSteps, ComplexityNeverCrossesZero) {
             for (int flags = 0; flags < 4; ++flags) {
                 combEval correction = complexityCorrection(eg, pawns, flags & 1, flags & 2);
                 int after = eg + egOf(correction);
-                EXPECT_TRUE(eg > 0 ? after >= 0 : eg < 0 ? after <= 0 : after == 0) << eg << " " << pawns << " " << flags;
+                EXPECT_TRUE(eg > 0   ? after >= 0
+                            : eg < 0 ? after <= 0
+                                     : after == 0)
+                    << eg << " " << pawns << " " << flags;
                 EXPECT_EQ(0, mgOf(correction));
             }
 }
 
 TEST(EvalSteps, TaperRoundsTowardZero) {
     // -2.5, 2.5, -47/24 and (200*8 + 100*16)/24 = 133.3 after the two ends.
-    struct Case { combEval value; int phase, expected; } cases[] = {
-        {X(-7, 300), 24, -7}, {X(-7, 300), 0, 300}, {X(-5, 0), 12, -2}, {X(5, 0), 12, 2}, {X(0, -47), 23, -1}, {X(100, 200), 16, 133}};
-    for (const Case& c : cases) EXPECT_EQ(c.expected, taper(c.value, c.phase)) << mgOf(c.value) << "/" << egOf(c.value) << " at " << c.phase;
+    struct Case {
+        combEval value;
+        int phase, expected;
+    } cases[] = {{X(-7, 300), 24, -7}, {X(-7, 300), 0, 300}, {X(-5, 0), 12, -2},
+                 {X(5, 0), 12, 2},     {X(0, -47), 23, -1},  {X(100, 200), 16, 133}};
+    for (const Case& c : cases)
+        EXPECT_EQ(c.expected, taper(c.value, c.phase)) << mgOf(c.value) << "/" << egOf(c.value) << " at " << c.phase;
 }
 
 // The handcrafted score favours the mover when only the mover changes
 // (a quiet position without passed pawns, where nothing else depends on it).
 TEST(EvalSteps, TempoFavoursTheMover) {
-    TestPosition white("r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R2QK3 w - - 0 1"), black("r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R2QK3 b - - 0 1");
+    TestPosition white("r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R2QK3 w - - 0 1"),
+        black("r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R2QK3 b - - 0 1");
     EXPECT_GT(handcraftedScore(*white), handcraftedScore(*black));
 }
 
@@ -97,4 +106,4 @@ TEST(EvalCache, DisplayIsAlwaysFresh) {
     p->psq[WHITE] += X(123, 123);
     EXPECT_NE(first, evaluateForDisplay(*p));
 }
-} // namespace
+}  // namespace

@@ -69,27 +69,34 @@ TEST(EvalPawns, TableEntryIsReused) {
 
 // The first position of each pair is better for White than the second by more than the margin.
 TEST(EvalEndgames, KnowledgePointsTheRightWay) {
-    struct Case { const char *what, *better, *worse; int margin; } cases[] = {
+    struct Case {
+        const char *what, *better, *worse;
+        int margin;
+    } cases[] = {
         {"bare king driven to the edge", "k7/8/8/8/8/8/7Q/4K3 w - - 0 1", "8/8/8/3k4/8/8/7Q/4K3 w - - 0 1", 40},
         {"strong king approaching", "k7/8/2K5/8/8/8/7Q/8 w - - 0 1", "k7/8/8/8/8/8/7Q/7K w - - 0 1", 0},
-        {"bishop and knight: the bishop's corner", "7k/8/8/8/8/8/8/2B1KN2 w - - 0 1", "k7/8/8/8/8/8/8/2B1KN2 w - - 0 1", 50},
+        {"bishop and knight: the bishop's corner", "7k/8/8/8/8/8/8/2B1KN2 w - - 0 1", "k7/8/8/8/8/8/8/2B1KN2 w - - 0 1",
+         50},
         {"passer the king cannot catch", "7k/8/8/8/P7/8/8/4K3 w - - 0 1", "1k6/8/8/8/P7/8/8/4K3 w - - 0 1", 150},
         {"opposite bishops halve a pawn edge, same-coloured do not", "4k3/2b5/8/8/8/8/PPP5/2B1K3 w - - 0 1",
          "4k3/3b4/8/8/8/8/PPP5/2B1K3 w - - 0 1", 0},
-        {"knight in the centre, not on the rim", "4k3/pp6/8/8/3N4/8/PP6/4K3 w - - 0 1", "4k3/pp6/8/8/8/8/PP6/N3K3 w - - 0 1", 0},
-        {"attackers near the king", "6k1/5ppp/8/6N1/8/8/5PPP/3Q2K1 w - - 0 1", "6k1/5ppp/8/8/8/8/5PPP/1N1Q2K1 w - - 0 1", 0}};
+        {"knight in the centre, not on the rim", "4k3/pp6/8/8/3N4/8/PP6/4K3 w - - 0 1",
+         "4k3/pp6/8/8/8/8/PP6/N3K3 w - - 0 1", 0},
+        {"attackers near the king", "6k1/5ppp/8/6N1/8/8/5PPP/3Q2K1 w - - 0 1",
+         "6k1/5ppp/8/8/8/8/5PPP/1N1Q2K1 w - - 0 1", 0}};
     for (const Case& c : cases) EXPECT_GT(handcrafted(c.better), handcrafted(c.worse) + c.margin) << c.what;
     TestPosition rook("8/8/8/3k4/8/8/8/R3K3 w - - 0 1");
     EXPECT_GT(evaluate(0, *rook), 400);
 }
 
 TEST(EvalEndgames, DrawishMaterialIsNotOverrated) {
-    EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")), 60);    // two knights
-    EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/4KB2 w - - 0 1")), 40);      // one bishop
-    EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/4KN2 b - - 0 1")), 40);      // one knight
+    EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")), 60);  // two knights
+    EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/4KB2 w - - 0 1")), 40);    // one bishop
+    EXPECT_LT(std::abs(handcrafted("8/8/3k4/8/8/8/8/4KN2 b - - 0 1")), 40);    // one knight
     int rookVsBishop = handcrafted("8/8/3kb3/8/8/8/8/R3K3 w - - 0 1");
     EXPECT_TRUE(rookVsBishop > 0 && rookVsBishop < 150) << rookVsBishop;
-    EXPECT_EQ(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1"), -handcrafted(mirrorFen("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")));
+    EXPECT_EQ(handcrafted("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1"),
+              -handcrafted(mirrorFen("8/8/3k4/8/8/8/8/1N2KN2 w - - 0 1")));
 }
 
 TEST(EvalParams, EveryTableIsRegisteredOnce) {
@@ -108,7 +115,11 @@ TEST(EvalParams, EveryTableIsRegisteredOnce) {
 
 // Each pair differs in one feature; the first position has it for White. The terms named for a pair must widen the gap
 // between the two: the piece-square tables move with tuning, so the pair is compared with and without those terms.
-struct TermPair { const char *feature, *with, *without; std::vector<std::pair<combEval*, int>> terms; int margin = 0; };
+struct TermPair {
+    const char *feature, *with, *without;
+    std::vector<std::pair<combEval*, int>> terms;
+    int margin = 0;
+};
 // White's lead in the first position over the second, or Black's in their mirror images.
 int gap(const TermPair& t, bool mirrored) {
     if (mirrored) return handcrafted(mirrorFen(t.with)) - handcrafted(mirrorFen(t.without));
@@ -128,23 +139,40 @@ int gapWithoutTerms(const TermPair& t, bool mirrored) {
 
 TEST(EvalTerms, EachTermPointsTheRightWay) {
     const TermPair pairs[] = {
-        {"pawn attacks a knight", "r3k3/pp3ppp/2n5/3P4/8/8/PP3PPP/R3K3 b - - 0 1",
-         "r3k3/pp3ppp/1n6/3P4/8/8/PP3PPP/R3K3 b - - 0 1", {{threatByPawn, 6}}},
-        {"rook on an open file", "4k3/pp3ppp/8/8/8/8/PP3PPP/3RK3 w - - 0 1",
-         "4k3/pp3ppp/8/8/8/8/PP3PPP/R3K3 w - - 0 1", {{&rookOpenFile, 1}}},
-        {"knight outpost", "r3k3/pp3p1p/6p1/3N4/4P3/8/PP3PPP/4K3 w - - 0 1",
-         "r3k3/pp3p1p/6p1/8/4P3/8/PP2NPPP/4K3 w - - 0 1", {{&knightOutpost, 1}}},
-        {"protected passed pawn", "4k3/8/8/3PP3/8/8/8/4K2r w - - 0 1",
-         "4k3/8/8/3P4/4P3/8/8/4K2r w - - 0 1", {{passedPawn, 8}, {connectedPawn, 8}}},
-        {"no isolated pawn", "r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R3K3 w - - 0 1",
-         "r3k3/ppp2ppp/8/8/8/8/PP1P1PPP/R3K3 w - - 0 1", {{&isolatedPawn, 1}}},
-        {"king shelter intact", "3qr1k1/5ppp/8/8/8/8/5PPP/3QR1K1 w - - 0 1",
-         "3qr1k1/5ppp/8/8/6P1/8/5P1P/3QR1K1 w - - 0 1", {{shelterPawn, 8}}},
-        {"rook on the seventh", "6k1/1R3ppp/8/8/8/8/r4PPP/6K1 b - - 0 1",
-         "6k1/5ppp/8/8/8/8/r4PPP/1R4K1 b - - 0 1", {{&rookOnSeventh, 1}}},
+        {"pawn attacks a knight",
+         "r3k3/pp3ppp/2n5/3P4/8/8/PP3PPP/R3K3 b - - 0 1",
+         "r3k3/pp3ppp/1n6/3P4/8/8/PP3PPP/R3K3 b - - 0 1",
+         {{threatByPawn, 6}}},
+        {"rook on an open file",
+         "4k3/pp3ppp/8/8/8/8/PP3PPP/3RK3 w - - 0 1",
+         "4k3/pp3ppp/8/8/8/8/PP3PPP/R3K3 w - - 0 1",
+         {{&rookOpenFile, 1}}},
+        {"knight outpost",
+         "r3k3/pp3p1p/6p1/3N4/4P3/8/PP3PPP/4K3 w - - 0 1",
+         "r3k3/pp3p1p/6p1/8/4P3/8/PP2NPPP/4K3 w - - 0 1",
+         {{&knightOutpost, 1}}},
+        {"protected passed pawn",
+         "4k3/8/8/3PP3/8/8/8/4K2r w - - 0 1",
+         "4k3/8/8/3P4/4P3/8/8/4K2r w - - 0 1",
+         {{passedPawn, 8}, {connectedPawn, 8}}},
+        {"no isolated pawn",
+         "r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R3K3 w - - 0 1",
+         "r3k3/ppp2ppp/8/8/8/8/PP1P1PPP/R3K3 w - - 0 1",
+         {{&isolatedPawn, 1}}},
+        {"king shelter intact",
+         "3qr1k1/5ppp/8/8/8/8/5PPP/3QR1K1 w - - 0 1",
+         "3qr1k1/5ppp/8/8/6P1/8/5P1P/3QR1K1 w - - 0 1",
+         {{shelterPawn, 8}}},
+        {"rook on the seventh",
+         "6k1/1R3ppp/8/8/8/8/r4PPP/6K1 b - - 0 1",
+         "6k1/5ppp/8/8/8/8/r4PPP/1R4K1 b - - 0 1",
+         {{&rookOnSeventh, 1}}},
         // A knight up, then a pair of rooks off: part of the gain is the taper alone, the trade-down term adds to it.
-        {"trading pieces when ahead", "4k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/4K3 w - - 0 1",
-         "r3k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/R3K3 w - - 0 1", {{tradeDown, 25}}, 10},
+        {"trading pieces when ahead",
+         "4k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/4K3 w - - 0 1",
+         "r3k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/R3K3 w - - 0 1",
+         {{tradeDown, 25}},
+         10},
     };
     for (const TermPair& t : pairs) {
         EXPECT_GT(gap(t, false), gapWithoutTerms(t, false) + t.margin) << t.feature;
@@ -152,4 +180,4 @@ TEST(EvalTerms, EachTermPointsTheRightWay) {
         EXPECT_EQ(gap(t, false), -gap(t, true)) << t.feature;
     }
 }
-} // namespace
+}  // namespace

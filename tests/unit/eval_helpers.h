@@ -10,8 +10,8 @@
 #include "board/position.h"
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
-#include "net_builder.h"
 #include "eval/network.h"
+#include "net_builder.h"
 #include "test_position.h"
 
 struct TestRng {

@@ -36,7 +36,8 @@ TEST(MatchStats, IntervalFromPairsIgnoresOpeningNoise) {
     t.wins = t.losses = 50;
     t.pairs = {0, 0, 50, 0, 0};
     EloEstimate pairs = pairElo(t), games = gameElo(t);
-    EXPECT_TRUE(std::abs(pairs.elo) < 1e-9 && std::abs(pairs.high - pairs.low) < 1e-9) << pairs.low << " " << pairs.high;
+    EXPECT_TRUE(std::abs(pairs.elo) < 1e-9 && std::abs(pairs.high - pairs.low) < 1e-9)
+        << pairs.low << " " << pairs.high;
     EXPECT_GT(games.high - games.low, 100);
     // Pairs [10, 40, 80, 60, 10]: mean 0.525, variance 0.055625 over 200 pairs,
     // 0.525 -+ 1.96 * 0.016677 gives 0.49231 to 0.55769.
@@ -135,13 +136,15 @@ TEST(MatchAdjudication, DrawsOnlyLateAndAtTheLimit) {
 }
 
 TEST(MatchOptions, DeclarationsWithSpacesAndLists) {
-    struct Case { const char *line, *name, *type, *defaultValue; } cases[] = {
-        {"option name Threads type spin default 2 min 1 max 8", "Threads", "spin", "2"},
-        {"option name Number of Threads type spin default 1 min 1 max 16", "Number of Threads", "spin", "1"},
-        {"option name Search Log Filename type string default SearchLog.txt", "Search Log Filename", "string", "SearchLog.txt"},
-        {"option name King Safety Curve type combo default Quadratic var Quadratic var Linear", "King Safety Curve", "combo",
-         "Quadratic"},
-        {"option name Clear Hash type button", "Clear Hash", "button", ""}};
+    struct Case {
+        const char *line, *name, *type, *defaultValue;
+    } cases[] = {{"option name Threads type spin default 2 min 1 max 8", "Threads", "spin", "2"},
+                 {"option name Number of Threads type spin default 1 min 1 max 16", "Number of Threads", "spin", "1"},
+                 {"option name Search Log Filename type string default SearchLog.txt", "Search Log Filename", "string",
+                  "SearchLog.txt"},
+                 {"option name King Safety Curve type combo default Quadratic var Quadratic var Linear",
+                  "King Safety Curve", "combo", "Quadratic"},
+                 {"option name Clear Hash type button", "Clear Hash", "button", ""}};
     UciOption o;
     for (const Case& c : cases) {
         ASSERT_TRUE(parseOptionLine(c.line, o)) << c.line;
@@ -155,7 +158,8 @@ TEST(MatchOptions, OneThreadAndNoPonderUnlessTheUserSaysOtherwise) {
     const std::vector<UciOption> both = {{"Threads", "spin", "2"}, {"Hash", "spin", "32"}, {"Ponder", "check", "true"}};
     auto sent = settingsToSend(both, {parseSetting("Hash=64")});
     ASSERT_EQ(sent.size(), 3u);
-    EXPECT_EQ(sent[0].name + "=" + sent[0].value + " " + sent[1].name + "=" + sent[1].value + " " + sent[2].name + "=" + sent[2].value,
+    EXPECT_EQ(sent[0].name + "=" + sent[0].value + " " + sent[1].name + "=" + sent[1].value + " " + sent[2].name + "="
+                  + sent[2].value,
               "Threads=1 Ponder=false Hash=64");
     // The user's choice wins, whatever its case; nothing is added for options the engine lacks.
     sent = settingsToSend(both, {parseSetting("threads=4"), parseSetting("PONDER=true")});
@@ -166,4 +170,4 @@ TEST(MatchOptions, OneThreadAndNoPonderUnlessTheUserSaysOtherwise) {
     OptionSetting book = parseSetting("Book File=/books/a=b.bin");
     EXPECT_TRUE(book.name == "Book File" && book.value == "/books/a=b.bin") << book.name;
 }
-} // namespace
+}  // namespace

@@ -7,7 +7,10 @@
 #include "eval_helpers.h"
 
 namespace {
-struct MoveKinds { int castlingShort = 0, castlingLong = 0, enPassant = 0, promotionCaptures = 0, kingMoves = 0, nullMoves = 0, checks = 0; };
+struct MoveKinds {
+    int castlingShort = 0, castlingLong = 0, enPassant = 0, promotionCaptures = 0, kingMoves = 0, nullMoves = 0,
+        checks = 0;
+};
 bool equalsRefresh(const Position& p, int ply) {
     static Accumulator fresh;
     refreshAccumulator(p, fresh);
@@ -22,7 +25,8 @@ Move pickMove(Position& p, int ply, TestRng& rng) {
     if (n == 0) return NO_MOVE;
     std::vector<Move> special;
     for (Move* m = begin; m < end; ++m)
-        if (isCastling(*m) || moveFlag(*m) == FLAG_EP || (isPromotion(*m) && p.board[moveTo(*m)])) special.push_back(*m);
+        if (isCastling(*m) || moveFlag(*m) == FLAG_EP || (isPromotion(*m) && p.board[moveTo(*m)]))
+            special.push_back(*m);
     if (!special.empty() && rng.below(3) == 0) return special[rng.below(int(special.size()))];
     return begin[rng.below(n)];
 }
@@ -71,7 +75,10 @@ void walk(Position& p, TestRng& rng, int steps, MoveKinds& kinds) {
 }
 
 // rareMoves: castling both ways, en passant and capturing promotions all turn up.
-struct WalkCase { const char *name, *fen; bool frc, rareMoves; };
+struct WalkCase {
+    const char *name, *fen;
+    bool frc, rareMoves;
+};
 class AccumulatorWalk : public ::testing::TestWithParam<WalkCase> {};
 TEST_P(AccumulatorWalk, IncrementalEqualsRefresh) {
     useRandomNet(11);
@@ -82,8 +89,9 @@ TEST_P(AccumulatorWalk, IncrementalEqualsRefresh) {
     walk(*p, rng, 6000, kinds);
     chess960 = false;
     EXPECT_TRUE(kinds.checks > 3000 && kinds.kingMoves > 20 && kinds.nullMoves > 20) << kinds.checks;
-    EXPECT_TRUE(!GetParam().rareMoves || (kinds.castlingShort > 5 && kinds.castlingLong > 5 && kinds.enPassant > 5 &&
-                                          kinds.promotionCaptures > 5))
+    EXPECT_TRUE(
+        !GetParam().rareMoves
+        || (kinds.castlingShort > 5 && kinds.castlingLong > 5 && kinds.enPassant > 5 && kinds.promotionCaptures > 5))
         << kinds.castlingShort << " " << kinds.castlingLong << " " << kinds.enPassant << " " << kinds.promotionCaptures;
 }
 
@@ -131,7 +139,7 @@ TEST(Accumulator, LongChainsFallBackToRefresh) {
     updateAccumulator(*p, 0);
     p->acc[0].values[0][0] ^= 0x77;
     makeMove(*p, 0, makeMove(0, 8));  // Ra2
-    updateAccumulator(*p, 1);  // one record: incremental from the corrupted base
+    updateAccumulator(*p, 1);         // one record: incremental from the corrupted base
     EXPECT_FALSE(equalsRefresh(*p, 1));
     p->acc[1].computed = 0;
     for (int ply = 1; ply < 4; ++ply) makeNullMove(*p, ply);  // budget 4 - 2 - 1 - 1 - 1 < 1
@@ -184,4 +192,4 @@ TEST(Accumulator, TransformedInputOfMirroredPosition) {
         EXPECT_EQ(nnueEvaluate(*a, 0), nnueEvaluate(*b, 0)) << fen;
     }
 }
-} // namespace
+}  // namespace

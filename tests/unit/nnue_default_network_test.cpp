@@ -94,4 +94,4 @@ TEST_F(DefaultNetwork, TheExecutablesFolderIsAbsoluteAndHoldsTheTestProgram) {
     EXPECT_TRUE(folder.back() == '/' && fs::path(folder).is_absolute()) << folder;
     EXPECT_TRUE(fs::exists(fs::path(folder) / "unit_tests"));
 }
-} // namespace
+}  // namespace

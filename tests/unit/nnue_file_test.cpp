@@ -91,7 +91,8 @@ TEST(NetFile, LoadingForgetsCachedScores) {
     ScratchDir dir("net_files");
     auto written = std::make_unique<NnueNet>();
     TestPosition p("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
-    fs::path first = writeRandomNet(dir.path / "a.nnue", 70, "", *written), second = writeRandomNet(dir.path / "b.nnue", 71, "", *written);
+    fs::path first = writeRandomNet(dir.path / "a.nnue", 70, "", *written),
+             second = writeRandomNet(dir.path / "b.nnue", 71, "", *written);
     bool opened;
     loadCapturingOutput(first.string(), &opened);
     int before = evaluate(0, *p);
@@ -103,4 +104,4 @@ TEST(NetFile, LoadingForgetsCachedScores) {
     EXPECT_NE(before, after);
     EXPECT_EQ(before, evaluate(0, *p));
 }
-} // namespace
+}  // namespace

@@ -24,12 +24,14 @@ std::vector<const NnueKernel*> vectorKernels() {
 // Every vector kernel's output against the reference's, which it returns.
 int32_t compareKernels(const int16_t* mover, const int16_t* other, const std::string& what) {
     int32_t reference = scalarKernel.propagate(mover, other);
-    for (const NnueKernel* k : vectorKernels()) EXPECT_EQ(reference, k->propagate(mover, other)) << k->name << " " << what;
+    for (const NnueKernel* k : vectorKernels())
+        EXPECT_EQ(reference, k->propagate(mover, other)) << k->name << " " << what;
     return reference;
 }
 
 // Random playouts from `fen`: `visit(position, ply)` before each move, until mate, stalemate or `plies` moves.
-template <class Visit> void playOut(const char* fen, TestRng& rng, int plies, Visit visit) {
+template <class Visit>
+void playOut(const char* fen, TestRng& rng, int plies, Visit visit) {
     TestPosition p(fen);
     for (int ply = 0; ply < plies; ++ply) {
         visit(*p, ply);
@@ -42,11 +44,10 @@ template <class Visit> void playOut(const char* fen, TestRng& rng, int plies, Vi
 
 // The build machine has AVX2; a silently skipped kernel would hide a fault. The comparisons cover AVX-512 VNNI where
 // the processor has it.
-TEST(NnueKernels, ThisMachineRunsAllThree) {
-    EXPECT_TRUE(kernelSupported(ssse3Kernel) && kernelSupported(avx2Kernel));
-}
+TEST(NnueKernels, ThisMachineRunsAllThree) { EXPECT_TRUE(kernelSupported(ssse3Kernel) && kernelSupported(avx2Kernel)); }
 
-#if !defined(QUORVANE_FIXED_KERNEL_AVX2) && !defined(QUORVANE_FIXED_KERNEL_SSSE3) && !defined(QUORVANE_FIXED_KERNEL_SCALAR)
+#if !defined(QUORVANE_FIXED_KERNEL_AVX2) && !defined(QUORVANE_FIXED_KERNEL_SSSE3) \
+    && !defined(QUORVANE_FIXED_KERNEL_SCALAR)
 TEST(NnueKernels, DefaultBuildRunsTheWidestKernelThisMachineHas) {
     const NnueKernel* widest = &scalarKernel;
     if (__builtin_cpu_supports("ssse3")) widest = &ssse3Kernel;
@@ -107,9 +108,11 @@ TEST(NnueKernels, SameOutputOnExtremeAndSparseInputs) {
         compare(mixed, high, "mixed, high");
         int32_t none = compare(inactive, inactive, "no input active");
         EXPECT_NE(none, compare([](int i) { return i ? -3 : 90; }, inactive, "first input only"));
-        EXPECT_NE(none, compare(inactive, [](int i) { return i == NNUE_HIDDEN - 1 ? 90 : -3; }, "last input only"));
+        EXPECT_NE(none, compare(
+                            inactive, [](int i) { return i == NNUE_HIDDEN - 1 ? 90 : -3; }, "last input only"));
         compare([](int i) { return 1 + i % 127; }, [](int i) { return 127 - i % 100; }, "every input active");
-        compare([](int i) { return i % 5 == 0 ? 50 : 0; }, [](int i) { return i % 7 == 3 ? 20 : -1; }, "scattered inputs");
+        compare([](int i) { return i % 5 == 0 ? 50 : 0; }, [](int i) { return i % 7 == 3 ? 20 : -1; },
+                "scattered inputs");
         for (int round = 0; round < 300; ++round) {
             int spread = round % 3 == 0 ? 65536 : round % 3 == 1 ? 300 : 40;
             auto random = [&](int) { return int(rng.next() % uint64_t(spread)) - spread / 2; };
@@ -216,11 +219,14 @@ TEST(MaterialNet, OutputIsEighteenTimesTheLead) {
 TEST(MaterialNet, ScoresArePlausibleCentipawns) {
     fillMaterialNet(nnue);
     evaluationChanged();
-    auto score = [](const char* fen) { TestPosition p(fen); return evaluate(0, *p); };
+    auto score = [](const char* fen) {
+        TestPosition p(fen);
+        return evaluate(0, *p);
+    };
     EXPECT_EQ(0, score(START_FEN));
     // A knight up with the full board: near the knight's value, from either side.
     int up = score("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
     EXPECT_TRUE(up > 250 && up < 450) << up;
     EXPECT_EQ(-up, score("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1"));
 }
-} // namespace
+}  // namespace

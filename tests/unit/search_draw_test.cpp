@@ -34,4 +34,4 @@ TEST_F(FixedDepthSearch, FindsAMateInTwoAndScoresItFromTheRoot) {
     EXPECT_EQ(scoreOf("k7/8/2K5/8/8/8/8/7R w - - 0 1", 5), MATE - 3);
     EXPECT_EQ(search("k7/8/1K6/8/8/8/8/7R w - - 0 1", 5), std::pair(MATE - 1, std::string("h1h8")));
 }
-} // namespace
+}  // namespace

@@ -43,8 +43,8 @@ TEST(Picker, TtMoveGoodCapturesKillersCounterLosingCapturesThenQuietsByHistory) 
     b.w.history->historyTable[WKING][11] = 4000;    // then Ke1-d2
     std::vector<std::string> seen = b.order(tt);
     ASSERT_GE(seen.size(), 9u);
-    EXPECT_EQ(std::vector(seen.begin(), seen.begin() + 9), (std::vector<std::string>{"e1f2", "b5c7", "d1d4", "d1a4",
-                                                          "d1h5", "b5d6", "d1d6", "b5a3", "e1d2"}));
+    EXPECT_EQ(std::vector(seen.begin(), seen.begin() + 9),
+              (std::vector<std::string>{"e1f2", "b5c7", "d1d4", "d1a4", "d1h5", "b5d6", "d1d6", "b5a3", "e1d2"}));
     // Every legal move exactly once.
     std::sort(seen.begin(), seen.end());
     EXPECT_EQ(std::adjacent_find(seen.begin(), seen.end()), seen.end());
@@ -133,4 +133,4 @@ TEST(Picker, TheNextPlysListStartsAfterEveryMoveTheNodeHolds) {
     EXPECT_EQ(p.plyStates[2].moveStart, p.plyStates[1].moveStart);
     EXPECT_TRUE(sameMove(nextMove(w, 1, blocks), findLegalMove(p, 0, "e1g1")));
 }
-} // namespace
+}  // namespace

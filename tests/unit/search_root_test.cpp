@@ -1,5 +1,5 @@
-#include "search/root.h"
 #include "board/score.h"
+#include "search/root.h"
 #include "search/timeman.h"
 #include "search_support.h"
 
@@ -28,7 +28,8 @@ TEST(InfoLine, CentipawnsMatesAndMoveText) {
     std::vector<Move> pv = {castle};
     EXPECT_EQ(infoLine(35, 7, 11, 5000, 250, 2, pv, *p),
               "info score cp 35 depth 7 seldepth 11 nodes 5000 nps 20000 time 250 tbhits 2 pv e1g1");
-    EXPECT_EQ(infoLine(mateIn(1), 1, 1, 10, 0, 0, pv, *p), "info score mate 1 depth 1 seldepth 1 nodes 10 nps 10000 time 0 tbhits 0 pv e1g1");
+    EXPECT_EQ(infoLine(mateIn(1), 1, 1, 10, 0, 0, pv, *p),
+              "info score mate 1 depth 1 seldepth 1 nodes 10 nps 10000 time 0 tbhits 0 pv e1g1");
     EXPECT_EQ(infoLine(mateIn(5), 5, 6, 10, 1, 0, pv, *p).substr(0, 18), "info score mate 3 ");
     EXPECT_EQ(infoLine(matedIn(4), 5, 6, 10, 1, 0, pv, *p).substr(0, 19), "info score mate -3 ");
     EXPECT_EQ(infoLine(LARGEST_PLAIN_SCORE, 5, 6, 10, 1, 0, pv, *p).substr(0, 22), "info score cp 31871 de");
@@ -52,4 +53,4 @@ TEST(AspirationSteps, EveryRowWidensStepByStep) {
         for (int k = 1; k < 5; ++k) EXPECT_GT(ASPIRATION_STEPS[r][k], ASPIRATION_STEPS[r][k - 1]) << "row " << r;
     }
 }
-} // namespace
+}  // namespace

@@ -10,8 +10,8 @@
 #include "board/zobrist.h"
 #include "search/reductions.h"
 #include "search/tt.h"
-#include "uci/movetext.h"
 #include "test_position.h"
+#include "uci/movetext.h"
 
 inline void initSearchTables() {
     static const bool built = [] {

@@ -24,7 +24,8 @@ TEST_F(ThreadPool, BuildsABossAndWorkersThatSleepUntilWoken) {
     ASSERT_EQ(pool.size(), 4u);
     EXPECT_NE(dynamic_cast<boss*>(pool[0]), nullptr);
     for (size_t i = 0; i < pool.size(); ++i)
-        EXPECT_TRUE(pool[i]->index == i && !isSearching(*pool[i]) && reinterpret_cast<uintptr_t>(pool[i]) % 64 == 0) << i;
+        EXPECT_TRUE(pool[i]->index == i && !isSearching(*pool[i]) && reinterpret_cast<uintptr_t>(pool[i]) % 64 == 0)
+            << i;
     setThreadCount(2);
     EXPECT_EQ(pool.size(), 2u);
     setThreadCount(0);
@@ -131,4 +132,4 @@ TEST(ProcessorGroups, NumaNodeOptionRebuildsThePoolOnlyOnChange) {
     optionThreads = 1;
     setThreadCount(0);
 }
-} // namespace
+}  // namespace

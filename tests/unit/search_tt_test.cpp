@@ -78,8 +78,10 @@ TEST_F(TranspositionTableTest, EntriesOfOldSearchesLoseFourPliesOfWorthPerSearch
 TEST_F(TranspositionTableTest, MateScoresKeepTheirDistanceFromTheNode) {
     uint64_t key = 0xfeedfacecafebeefull;
     // Found at ply 5, read back at ply 7: the mate lies two plies further from the root.
-    for (auto [stored, readBack] : {std::pair{mateIn(100), mateIn(102)}, {matedIn(100), matedIn(102)},
-                                    {LARGEST_PLAIN_SCORE, LARGEST_PLAIN_SCORE}, {-LARGEST_PLAIN_SCORE, -LARGEST_PLAIN_SCORE}}) {
+    for (auto [stored, readBack] : {std::pair{mateIn(100), mateIn(102)},
+                                    {matedIn(100), matedIn(102)},
+                                    {LARGEST_PLAIN_SCORE, LARGEST_PLAIN_SCORE},
+                                    {-LARGEST_PLAIN_SCORE, -LARGEST_PLAIN_SCORE}}) {
         store(key, 0, stored, 4, EXACT, 5);
         EXPECT_EQ(scoreFromTable(entryScore(probe(key)), 5), stored);
         EXPECT_EQ(scoreFromTable(entryScore(probe(key)), 7), readBack);
@@ -125,4 +127,4 @@ TEST_F(TranspositionTableTest, StatisticsCountBoundsAgesAndDepths) {
                              "Percentage of entries UPPER - LOWER - EXACT 0\t - 0\t - 50\n", "Number of Hashmoves 1\n"})
         EXPECT_NE(out.str().find(line), std::string::npos) << line;
 }
-} // namespace
+}  // namespace

@@ -53,7 +53,7 @@ std::vector<std::string> enPassantPositions(int wanted) {
     }
     return out;
 }
-} // namespace
+}  // namespace
 TEST_F(TbProbe, EnPassantIsTakenIntoAccount) {
     int differ = 0;
     for (const std::string& fen : enPassantPositions(150)) {
@@ -73,7 +73,7 @@ TEST_F(TbProbe, PositionAfterADoubleStepProbesLikeItsFen) {
     // Black's pawn can take the pawn that just passed it.
     TestPosition p("8/8/8/8/3p4/8/4P3/K6k w - - 0 1");
     Move push = NO_MOVE;
-    for (Move* m = p.pos->plyStates[0].moveStart, *end = generateLegal(0, *p); m < end; ++m)
+    for (Move *m = p.pos->plyStates[0].moveStart, *end = generateLegal(0, *p); m < end; ++m)
         if (moveFlag(*m) == FLAG_DOUBLE) push = *m;
     ASSERT_NE(push, NO_MOVE);
     makeMove(*p, 0, push);
@@ -118,9 +118,7 @@ TEST_F(TbProbe, SeveralThreadsProbingAtOnceAgreeWithOne) {
 
 // Every position of the reference list probes to the reference WDL and DTZ.
 namespace {
-bool isCheckmate(Position& p) {
-    return p.plyStates[0].inCheck && generateLegal(0, p) == p.plyStates[0].moveStart;
-}
+bool isCheckmate(Position& p) { return p.plyStates[0].inCheck && generateLegal(0, p) == p.plyStates[0].moveStart; }
 
 // Every line of the reference list beside the tables of `dir`.
 void checkReferenceList(const std::string& dir, size_t expectedLines, int expectedMates) {
@@ -149,7 +147,7 @@ void checkReferenceList(const std::string& dir, size_t expectedLines, int expect
     EXPECT_TRUE(mates == expectedMates && wrong == 0) << mates << " mates, " << wrong << " wrong";
     initTablebases("");
 }
-} // namespace
+}  // namespace
 TEST(TbExpected, EveryKeptReferencePositionMatches) { checkReferenceList(SYZYGY_DIR, 2100, 1); }
 // The whole list, with the 5-piece tables.
 TEST(TbExpected, EverySharedReferencePositionMatches) {

@@ -34,14 +34,15 @@ struct TbRegistry : ::testing::Test {
 };
 
 const char* KQVK_WIN = "8/8/8/1K6/4k3/8/8/2Q5 w - - 0 1";  // from the reference list: a win in 13 plies
-} // namespace
+}  // namespace
 TEST_F(TbRegistry, KeptTablesAreAllRegisteredAndHashedOnceOrTwice) {
     int files = 0, dtz = 0;
     size_t largestName = 0;
     for (const auto& entry : fs::directory_iterator(SYZYGY_DIR)) {
         files += entry.path().extension() == ".rtbw";
         dtz += entry.path().extension() == ".rtbz";
-        if (entry.path().extension() == ".rtbw") largestName = std::max(largestName, entry.path().stem().string().size());
+        if (entry.path().extension() == ".rtbw")
+            largestName = std::max(largestName, entry.path().stem().string().size());
     }
     ASSERT_TRUE(initTablebases(SYZYGY_DIR));
     EXPECT_TRUE(registeredTableCount() == files && registeredDtzCount() == dtz && registeredDtmCount() == 0) << files;
@@ -61,7 +62,8 @@ TEST_F(TbRegistry, AnEmptyPathOrAFolderWithoutTablesUnregistersEverything) {
         TestPosition p(KQVK_WIN);
         ASSERT_EQ(probeWdl(*p), 4);
         EXPECT_TRUE(initTablebases(path));
-        EXPECT_TRUE(largestTablebase() == 0 && registeredTableCount() == 0 && !lookup(materialKeyOfName("KQvK", false)));
+        EXPECT_TRUE(largestTablebase() == 0 && registeredTableCount() == 0
+                    && !lookup(materialKeyOfName("KQvK", false)));
         EXPECT_EQ(probeWdl(*p), -1);
     }
 }
@@ -93,8 +95,10 @@ TEST_F(TbRegistry, TruncatedFilesAreReportedAndSkipped) {
     ASSERT_TRUE(initTablebases(d.string()));
     std::string out = ::testing::internal::GetCapturedStdout();
     // Names are tried queen before rook.
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Incomplete tablebase file KQvK.rtbz\nIncomplete tablebase file KRvK.rtbw\n");
-    EXPECT_EQ(out, "info string Incomplete tablebase file KQvK.rtbz\ninfo string Incomplete tablebase file KRvK.rtbw\n");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "Incomplete tablebase file KQvK.rtbz\nIncomplete tablebase file KRvK.rtbw\n");
+    EXPECT_EQ(out,
+              "info string Incomplete tablebase file KQvK.rtbz\ninfo string Incomplete tablebase file KRvK.rtbw\n");
     EXPECT_EQ(lookup(materialKeyOfName("KRvK", false)), nullptr);
     TbTable* kqk = lookup(materialKeyOfName("KQvK", false));
     ASSERT_NE(kqk, nullptr);

@@ -29,13 +29,14 @@ std::string withClock(const std::string& fen, int clock) {
 }
 
 // The lines of the reference list with these pieces and this result.
-std::vector<ExpectedProbe> linesOf(std::initializer_list<std::string> pieces, int wdl, const std::string& dir = SYZYGY_DIR) {
+std::vector<ExpectedProbe> linesOf(std::initializer_list<std::string> pieces, int wdl,
+                                   const std::string& dir = SYZYGY_DIR) {
     std::vector<ExpectedProbe> out;
     for (const ExpectedProbe& e : readExpectedProbes(dir))
         if (e.wdl == wdl && std::find(pieces.begin(), pieces.end(), piecesOf(e.fen)) != pieces.end()) out.push_back(e);
     return out;
 }
-} // namespace
+}  // namespace
 TEST_F(TbRoot, WinningMoveKeepsTheWinAndComesCloserToZeroing) {
     int checked = 0;
     for (const ExpectedProbe& e : linesOf({"KKQR", "KKR", "KKQ", "KKPR"}, 2)) {
@@ -50,7 +51,8 @@ TEST_F(TbRoot, WinningMoveKeepsTheWinAndComesCloserToZeroing) {
         EXPECT_EQ(probeWdlValue(*p), -2) << e.fen;
         // Distances kept in moves are rounded, so the child may show the root's own distance, never more.
         int after = std::abs(probeDtzValue(*p));
-        EXPECT_TRUE(p.pos->fiftyMove == 0 || (after <= e.dtz && (e.dtz <= 2 || after < e.dtz))) << e.fen << " " << after;
+        EXPECT_TRUE(p.pos->fiftyMove == 0 || (after <= e.dtz && (e.dtz <= 2 || after < e.dtz)))
+            << e.fen << " " << after;
         ++checked;
     }
     EXPECT_GT(checked, 50);

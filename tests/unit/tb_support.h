@@ -19,7 +19,10 @@
 inline const std::string SYZYGY_DIR = testDataPath("syzygy");
 inline std::string sharedSyzygyDir() { return sharedDataPath("syzygy"); }
 // One line of the reference list: WDL -2..2 from the side to move, DTZ in plies.
-struct ExpectedProbe { std::string fen; int wdl, dtz; };
+struct ExpectedProbe {
+    std::string fen;
+    int wdl, dtz;
+};
 inline int wdlOfWord(const std::string& w) {
     const char* words[] = {"Loss", "BlessedLoss", "Draw", "CursedWin", "Win"};
     for (int i = 0; i < 5; ++i)

@@ -1,4 +1,3 @@
-#include "train_support.h"
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -6,6 +5,7 @@
 #include <random>
 #include "manifest.h"
 #include "shuffle.h"
+#include "train_support.h"
 #include "training_data.h"
 
 namespace {
@@ -42,7 +42,8 @@ TEST_F(TrainData, PlacementPacksAllThirtyTwoPieces) {
     EXPECT_TRUE(popcount(r.occupancy) == 32 && r.sideToMove == BLACK && r.score == 15 && r.result == RESULT_WIN);
     uint8_t board[64];
     unpackPlacement(r, board);
-    EXPECT_TRUE(board[0] == WROOK && board[4] == WKING && board[59] == BQUEEN && board[63] == BROOK && board[30] == EMPTY);
+    EXPECT_TRUE(board[0] == WROOK && board[4] == WKING && board[59] == BQUEEN && board[63] == BROOK
+                && board[30] == EMPTY);
     EXPECT_EQ(recordFen(r), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b - - 0 1");
     uint8_t crowded[64] = {};
     for (int sq = 0; sq < 33; ++sq) crowded[sq] = WKNIGHT;
@@ -96,8 +97,12 @@ TEST_F(TrainData, ShufflesArePermutations) {
     ASSERT_TRUE(readAllRecords(out, fromFile));
     EXPECT_NE(fromFile, records);
     // Records near each other in the input end up spread over the output.
-    auto position = [&](const TrainingRecord& r) { return std::find(fromFile.begin(), fromFile.end(), r) - fromFile.begin(); };
-    EXPECT_GT(std::abs(position(records[0]) - position(records[1])) + std::abs(position(records[1]) - position(records[2])), 2);
+    auto position = [&](const TrainingRecord& r) {
+        return std::find(fromFile.begin(), fromFile.end(), r) - fromFile.begin();
+    };
+    EXPECT_GT(
+        std::abs(position(records[0]) - position(records[1])) + std::abs(position(records[1]) - position(records[2])),
+        2);
     std::sort(fromFile.begin(), fromFile.end(), lessRecord);
     std::sort(records.begin(), records.end(), lessRecord);
     EXPECT_EQ(fromFile, records);
@@ -111,9 +116,15 @@ TEST_F(TrainData, ShufflesArePermutations) {
 TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
     const std::string white = "4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", black = "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1";
     // fromWhite: score and result from White's view, else the score from the mover's and the result as it stands.
-    struct Case { std::string line; bool fromWhite; int score; GameResult result; const char* tuningResult; } cases[] = {
+    struct Case {
+        std::string line;
+        bool fromWhite;
+        int score;
+        GameResult result;
+        const char* tuningResult;
+    } cases[] = {
         {black + "; -120 ;1-0", false, -120, RESULT_LOSS, "1-0"}, {white + ";35;0-1", false, 35, RESULT_LOSS, "0-1"},
-        {white + ";35;1-0", false, 35, RESULT_WIN, "1-0"}, {black + ";0;0.5", false, 0, RESULT_DRAW, "1/2-1/2"},
+        {white + ";35;1-0", false, 35, RESULT_WIN, "1-0"},        {black + ";0;0.5", false, 0, RESULT_DRAW, "1/2-1/2"},
         {black + ";0;1/2-1/2", false, 0, RESULT_DRAW, "1/2-1/2"}, {black + ";250;1", true, -250, RESULT_WIN, "0-1"}};
     for (const Case& c : cases) {
         TextLineOptions options{.scoreFromWhite = c.fromWhite, .resultFromWhite = !c.fromWhite};
@@ -126,8 +137,8 @@ TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
     TextLineOptions options;
     TrainingRecord r;
     std::string error;
-    for (const std::string& bad : {white + ";12", white + ";1x2;1-0", white + ";12;2-0",
-                                   std::string("4k3/8/8/9/8/8/4P3/4K3 w - - 0 1;12;1-0")})
+    for (const std::string& bad :
+         {white + ";12", white + ";1x2;1-0", white + ";12;2-0", std::string("4k3/8/8/9/8/8/4P3/4K3 w - - 0 1;12;1-0")})
         EXPECT_FALSE(recordFromTextLine(bad, options, r, &error)) << bad;
     EXPECT_NE(error.find("bad FEN"), std::string::npos);
 }
@@ -168,8 +179,8 @@ TEST(TrainManifest, AFileMadeAgainReplacesItsEntry) {
 TEST(TrainManifest, DamagedLinesAreRefusedWithTheirNumber) {
     ManifestEntry e;
     std::string error;
-    for (const char* bad : {"a.bin\tdata\t12", "a.bin\tdata\t-3\tn\tc\td\tx", "a.bin\tdata\t99999999999999999999\tn\tc\td\tx",
-                            "\tdata\t1\tn\tc\td\tx"})
+    for (const char* bad : {"a.bin\tdata\t12", "a.bin\tdata\t-3\tn\tc\td\tx",
+                            "a.bin\tdata\t99999999999999999999\tn\tc\td\tx", "\tdata\t1\tn\tc\td\tx"})
         EXPECT_FALSE(parseManifestLine(bad, e, &error)) << bad;
     ASSERT_TRUE(parseManifestLine("a.bin\tdata\t12\tn\tc\td\t", e, &error)) << error;
     EXPECT_EQ(e.positions, 12u);
@@ -181,4 +192,4 @@ TEST(TrainManifest, DamagedLinesAreRefusedWithTheirNumber) {
     std::remove(path.c_str());
     EXPECT_NE(error.find("line 3"), std::string::npos) << error;
 }
-} // namespace
+}  // namespace

@@ -1,10 +1,10 @@
-#include "train_support.h"
 #include <algorithm>
 #include "data_filter.h"
 #include "eval/evaluate.h"
 #include "eval/nnue.h"
 #include "nnue_features.h"
 #include "test_position.h"
+#include "train_support.h"
 
 namespace {
 class TrainFeatures : public ::testing::Test {
@@ -65,8 +65,9 @@ TEST_F(TrainFeatures, MirroredRecordIsTheReflectedPosition) {
 // centipawns, positions with promoted pieces (phase clamped) included.
 TEST_F(TrainFeatures, OutputScaleAgreesWithTheEngine) {
     useRandomNet(31);
-    for (const char* fen : {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", "qqqqk3/8/8/8/8/8/8/QQQQK3 w - - 0 1",
-                            "4k3/8/8/8/8/8/8/4K3 w - - 0 1", "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 b - - 0 1"}) {
+    for (const char* fen :
+         {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", "qqqqk3/8/8/8/8/8/8/QQQQK3 w - - 0 1",
+          "4k3/8/8/8/8/8/8/4K3 w - - 0 1", "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 b - - 0 1"}) {
         PositionFeatures f = of(fen);
         EXPECT_TRUE(f.phase >= 0 && f.phase <= 24) << fen;
         TestPosition p(fen);
@@ -90,9 +91,9 @@ TrainingRecord fromFen(const std::string& fen) {
 TEST_F(TrainFilter, BalanceMatchesTheEnginesPathChoice) {
     const char* fens[] = {
         "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
-        "rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1",       // a queen up
-        "4k3/8/8/8/8/8/PPP5/4K3 w - - 0 1",                                 // three pawns
-        "4k3/pp6/8/8/8/8/8/2R1K3 w - - 0 1",                                // rook against two pawns
+        "rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1",  // a queen up
+        "4k3/8/8/8/8/8/PPP5/4K3 w - - 0 1",                          // three pawns
+        "4k3/pp6/8/8/8/8/8/2R1K3 w - - 0 1",                         // rook against two pawns
         "r3k2r/1b3ppp/8/3N4/8/8/5PPP/R3K2R w KQkq - 0 1",
         "8/8/3k4/8/8/4K3/8/7B b - - 0 1",
     };
@@ -127,4 +128,4 @@ TEST_F(TrainFilter, KeepsOrderAndCountsWhatWent) {
     EXPECT_EQ(keepNetworkPositions(records, 50), 2000 - expected.size());
     EXPECT_TRUE(records == expected);
 }
-} // namespace
+}  // namespace

@@ -1,7 +1,7 @@
-#include "train_support.h"
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include "train_support.h"
 
 namespace {
 using TrainKingBuckets = TrainTest;
@@ -56,7 +56,8 @@ TEST_F(TrainKingBuckets, MapsReflectTheBoardAndUseEveryBucket) {
     }
     // Rank 1 (the back rank, as each side sees it) is never lumped with the rest of the board.
     int e1 = 4 * PIECE_SQUARE_ROWS, e8 = 60 * PIECE_SQUARE_ROWS;
-    for (int buckets : BUCKET_COUNTS) EXPECT_NE(transformerRowOf(buckets, e1), transformerRowOf(buckets, e8)) << buckets;
+    for (int buckets : BUCKET_COUNTS)
+        EXPECT_NE(transformerRowOf(buckets, e1), transformerRowOf(buckets, e8)) << buckets;
     EXPECT_EQ(transformerRowOf(FULL_KING_LAYOUT, 12345), 12345);
 }
 
@@ -81,7 +82,8 @@ TEST_F(TrainKingBuckets, ReflectedPositionScoresTheSame) {
     for (const TrainingRecord& r : records) {
         int file = kingFile(r, r.sideToMove);
         (file >= 4 ? kingsRight : kingsLeft) += 1;
-        Sample original = makeSample(r, 0.75f, DEFAULT_SIGMOID_K), reflected = makeSample(r, 0.75f, DEFAULT_SIGMOID_K, true);
+        Sample original = makeSample(r, 0.75f, DEFAULT_SIGMOID_K),
+               reflected = makeSample(r, 0.75f, DEFAULT_SIGMOID_K, true);
         float score = forward(net, original, a);
         EXPECT_NEAR(forward(net, reflected, a), score, 1e-3f * (1.0f + std::abs(score))) << recordFen(r);
         spread += std::abs(score);
@@ -159,4 +161,4 @@ TEST_F(TrainKingBuckets, CheckpointsKeepTheBucketCount) {
     EXPECT_TRUE(older.settings.kingBuckets == FULL_KING_LAYOUT && older.net.kingBuckets == FULL_KING_LAYOUT);
     EXPECT_TRUE(older.epochsDone == t.epochsDone && older.net.params == t.net.params);
 }
-} // namespace
+}  // namespace

@@ -1,6 +1,6 @@
-#include "train_support.h"
 #include <sstream>
 #include "eval/nnue.h"
+#include "train_support.h"
 
 namespace {
 using TrainQuantise = TrainTest;
@@ -8,10 +8,10 @@ using TrainQuantise = TrainTest;
 TEST_F(TrainQuantise, ScalesRoundingAndClipping) {
     FloatNet net;
     float* p = net.params.data();
-    p[FT_WEIGHTS + 5 * FT_OUTPUTS + 3] = 0.1f;       // rounds to nearest
+    p[FT_WEIGHTS + 5 * FT_OUTPUTS + 3] = 0.1f;  // rounds to nearest
     p[FT_BIAS + 7] = -1.0f;
-    p[L1_WEIGHTS + 300 * L1_OUTPUTS + 4] = -0.75f;   // input 300, neuron 4
-    p[L1_WEIGHTS + 1 * L1_OUTPUTS + 2] = 5.0f;       // beyond int8: saturates
+    p[L1_WEIGHTS + 300 * L1_OUTPUTS + 4] = -0.75f;  // input 300, neuron 4
+    p[L1_WEIGHTS + 1 * L1_OUTPUTS + 2] = 5.0f;      // beyond int8: saturates
     p[L1_BIAS + 4] = 0.25f;
     p[L2_WEIGHTS + 3 * L2_OUTPUTS + 9] = 1.5f;
     p[OUT_WEIGHTS + 6] = -0.5f;
@@ -67,6 +67,7 @@ TEST_F(TrainQuantise, IntegerInferenceFollowsTheFloatNet) {
     NetComparison c = compareFloatAndEngine(viewOf(exact), records, 2);
     EXPECT_EQ(c.positions, 2000u);
     EXPECT_GT(c.meanAbsFloatError, 100.0);  // the scores are not all near zero
-    EXPECT_TRUE(c.meanAbsDifference < 2.0 && c.maxAbsDifference < 12.0) << c.meanAbsDifference << " " << c.maxAbsDifference;
+    EXPECT_TRUE(c.meanAbsDifference < 2.0 && c.maxAbsDifference < 12.0)
+        << c.meanAbsDifference << " " << c.maxAbsDifference;
 }
-} // namespace
+}  // namespace

@@ -1,7 +1,7 @@
 // The learning-rate schedule and the factor rows of the transformer.
-#include "train_support.h"
 #include <cstdio>
 #include "curve_svg.h"
+#include "train_support.h"
 
 namespace {
 using TrainSchedule = TrainTest;
@@ -98,4 +98,4 @@ TEST_F(TrainSchedule, FactorRowsFoldIntoTheExportedNet) {
     quantiseNet(restarted, *again);
     EXPECT_EQ(std::memcmp(fromFactors.get(), again.get(), sizeof(NnueNet)), 0);
 }
-} // namespace
+}  // namespace

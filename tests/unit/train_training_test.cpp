@@ -1,8 +1,8 @@
-#include "train_support.h"
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include "curve_svg.h"
+#include "train_support.h"
 
 namespace {
 using TrainTraining = TrainTest;
@@ -50,9 +50,9 @@ void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
     // In each block, check the parameters with the largest gradients.
     const size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS;
     const size_t ownEnd = FT_WEIGHTS + size_t(ownTransformerRows(kingBuckets)) * FT_OUTPUTS;
-    std::vector<std::pair<size_t, size_t>> blocks = {{FT_WEIGHTS, ownEnd}, {FT_BIAS, L1_WEIGHTS},
-        {L1_WEIGHTS, L1_BIAS}, {L1_BIAS, L2_WEIGHTS}, {L2_WEIGHTS, L2_BIAS}, {L2_BIAS, OUT_WEIGHTS},
-        {OUT_WEIGHTS, OUT_BIAS}, {OUT_BIAS, PARAM_COUNT}};
+    std::vector<std::pair<size_t, size_t>> blocks = {
+        {FT_WEIGHTS, ownEnd},  {FT_BIAS, L1_WEIGHTS},  {L1_WEIGHTS, L1_BIAS},   {L1_BIAS, L2_WEIGHTS},
+        {L2_WEIGHTS, L2_BIAS}, {L2_BIAS, OUT_WEIGHTS}, {OUT_WEIGHTS, OUT_BIAS}, {OUT_BIAS, PARAM_COUNT}};
     if (factorised) blocks.push_back({factorStart, FT_BIAS});
     int checked = 0;
     for (auto [from, to] : blocks) {
@@ -60,7 +60,8 @@ void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
         for (size_t p = from; p < to; ++p) {
             if (analytic(p) == 0.0) continue;
             best.push_back(p);
-            std::sort(best.begin(), best.end(), [&](size_t x, size_t y) { return std::abs(analytic(x)) > std::abs(analytic(y)); });
+            std::sort(best.begin(), best.end(),
+                      [&](size_t x, size_t y) { return std::abs(analytic(x)) > std::abs(analytic(y)); });
             if (best.size() > 3) best.pop_back();
         }
         ASSERT_FALSE(best.empty());
@@ -78,7 +79,8 @@ void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
         }
     }
     EXPECT_EQ(checked, int(blocks.size()) * 3 - 2);  // the output bias is a block of one
-    for (size_t p = factorStart; !factorised && p < FT_BIAS; ++p) ASSERT_EQ(analytic(p), 0.0);  // no part in factor rows
+    for (size_t p = factorStart; !factorised && p < FT_BIAS; ++p)
+        ASSERT_EQ(analytic(p), 0.0);                                            // no part in factor rows
     for (size_t p = ownEnd; p < factorStart; ++p) ASSERT_EQ(analytic(p), 0.0);  // nor rows beyond the buckets
 }
 
@@ -104,11 +106,14 @@ TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
     // Validation measured, though too few positions to generalise.
     EXPECT_TRUE(t.history.back().validationLoss > 0.0 && t.history.back().positionsPerSecond > 0.0);
     EXPECT_LT(t.history[0].learningRate, double(settings.learningRate));
-    for (size_t e = 1; e < t.history.size(); ++e) EXPECT_LT(t.history[e].learningRate, t.history[e - 1].learningRate) << e;
-    EXPECT_NEAR(t.history.back().learningRate, scheduledRate(settings, 10), 1e-9);  // the schedule's own end: TrainSchedule
+    for (size_t e = 1; e < t.history.size(); ++e)
+        EXPECT_LT(t.history[e].learningRate, t.history[e - 1].learningRate) << e;
+    EXPECT_NEAR(t.history.back().learningRate, scheduledRate(settings, 10),
+                1e-9);  // the schedule's own end: TrainSchedule
     std::string svg = curveSvg(t.history);
     EXPECT_EQ(svg.rfind("<svg", 0), 0u);
-    for (const char* part : {"<polyline", "learning rate", "</svg>"}) EXPECT_NE(svg.find(part), std::string::npos) << part;
+    for (const char* part : {"<polyline", "learning rate", "</svg>"})
+        EXPECT_NE(svg.find(part), std::string::npos) << part;
 }
 
 TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
@@ -119,7 +124,8 @@ TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
     initTrainer(three, TrainingSettings{}, 3);
     EXPECT_NEAR(trainBatch(one, data, order, 0, data.size()), trainBatch(three, data, order, 0, data.size()), 1e-9);
     double largest = 0;
-    for (size_t i = 0; i < PARAM_COUNT; ++i) largest = std::max(largest, double(std::abs(one.net.params[i] - three.net.params[i])));
+    for (size_t i = 0; i < PARAM_COUNT; ++i)
+        largest = std::max(largest, double(std::abs(one.net.params[i] - three.net.params[i])));
     EXPECT_LT(largest, 1e-5);
     // Only the rows of the features in the batch moved, and all of them did.
     std::vector<bool> active(FT_INPUTS);
@@ -203,4 +209,4 @@ TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
     EXPECT_DOUBLE_EQ(resumed.history[1].validationLoss, straight.history[1].validationLoss);
     EXPECT_TRUE(resumed.net.params == straight.net.params);
 }
-} // namespace
+}  // namespace

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include "board/attacks.h"
 #include "board/zobrist.h"
@@ -42,8 +42,8 @@ TEST_F(Texel, LineSplitting) {
 TEST_F(Texel, LoadingFilter) {
     const std::string lines =
         "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - c9 \"1-0\";\n"
-        "4k3/8/8/8/8/8/8/3QK3 w - - c9 \"1-0\";\n"        // a queen up: |balance| >= 600
-        "4k3/8/8/8/8/8/8/3NK3 w - - c9 \"1/2-1/2\";\n"    // a knight up: kept
+        "4k3/8/8/8/8/8/8/3QK3 w - - c9 \"1-0\";\n"      // a queen up: |balance| >= 600
+        "4k3/8/8/8/8/8/8/3NK3 w - - c9 \"1/2-1/2\";\n"  // a knight up: kept
         "not a position c9 \"0-1\";\n";
     std::string path = writeFile(lines);
     std::vector<TuningRecord> records;
@@ -104,7 +104,8 @@ TEST_F(Texel, PrintedTableForms) {
     EXPECT_EQ(print(7, 1, "t[4]"), "TCONST combEval t[4] = { X(   0,   0),  X(   0,   0), X(   1,  -2), X( 0, 0) };\n");
     EXPECT_EQ(print(8, 1, "t[2]"), "TCONST combEval t[2] = { 0, X(   1,  -2)};\n");
     EXPECT_EQ(print(9, 3, "materialValue[6]"),
-              "TCONST combEval materialValue[6] = { X(  82,  94), X(   1,  -2), X( -30,  40), X( 500, 600), X(12000, 12000) };\n");
+              "TCONST combEval materialValue[6] = { X(  82,  94), X(   1,  -2), X( -30,  40), X( 500, 600), X(12000, "
+              "12000) };\n");
     EXPECT_EQ(print(10, 2, "pieceSquareScore[0]"), "{X(   1,  -2), X( -30,  40)},\n");
     EXPECT_EQ(print(11, 3, "t[3]"), "TCONST combEval t[3] = {X(   1,  -2), X( -30,  40), X( 500, 600),\n};\n");
 }
@@ -115,7 +116,9 @@ TEST_F(Texel, ParameterListCoversTheHandcraftedTables) {
     for (const auto& p : params) {
         if (p.kind == 10) ++squareBlocks;
         material += p.kind == 9;
-        if (p.kind == 9) { EXPECT_EQ(p.count, 4); }
+        if (p.kind == 9) {
+            EXPECT_EQ(p.count, 4);
+        }
         EXPECT_GT(p.step, 0);
     }
     EXPECT_TRUE(squareBlocks == 6 && material == 1 && params.size() > 20u) << squareBlocks << " " << material;
@@ -123,4 +126,4 @@ TEST_F(Texel, ParameterListCoversTheHandcraftedTables) {
     printParameters(out, params);
     EXPECT_NE(out.str().find("TCONST combEval pieceSquareScore[6][NOFSQUARES] = \n{\n"), std::string::npos);
 }
-} // namespace
+}  // namespace

@@ -51,6 +51,8 @@ TEST(Output, LongInputIsShortenedInMessages) {
     std::string shown = excerpt(huge);
     EXPECT_LT(shown.size(), 80u);
     EXPECT_NE(shown.find("1048576 characters"), std::string::npos);
-    EXPECT_EQ(excerpt(std::string("a\x01\xff" "b")), "'a??b'");
+    EXPECT_EQ(excerpt(std::string("a\x01\xff"
+                                  "b")),
+              "'a??b'");
 }
-} // namespace
+}  // namespace

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <sstream>
 #include "board_test_util.h"
-#include "uci/movetext.h"
 #include "search/timeman.h"
+#include "uci/movetext.h"
 #include "uci/position_command.h"
 
 namespace {
@@ -19,14 +19,17 @@ protected:
 
 // The FEN a command leaves, its game ply and the moves the clock counts as played; the root always stays at ply 0.
 TEST_F(PositionCommand, SetsThePositionAndItsCounters) {
-    struct Case { const char *args, *fen; int gamePly, moveCount; } cases[] = {
-        {"startpos moves e2e4 e7e5", "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2", 3, 2},
-        {"startpos e2e4", START_FEN, 1, 0},  // a word after startpos other than "moves" is dropped
-        {"fen 8/8/8/8/8/8/8/K1k5 w - - 0 40 moves a1a2", "8/8/8/8/8/8/K7/2k5 b - - 1 40", 80, 81},
-        {"fen 8/8/8/8/8/8/8/K1k5 w - - 0 1", "8/8/8/8/8/8/8/K1k5 w - - 0 1", 1, 1024}};
+    struct Case {
+        const char *args, *fen;
+        int gamePly, moveCount;
+    } cases[] = {{"startpos moves e2e4 e7e5", "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2", 3, 2},
+                 {"startpos e2e4", START_FEN, 1, 0},  // a word after startpos other than "moves" is dropped
+                 {"fen 8/8/8/8/8/8/8/K1k5 w - - 0 40 moves a1a2", "8/8/8/8/8/8/K7/2k5 b - - 1 40", 80, 81},
+                 {"fen 8/8/8/8/8/8/8/K1k5 w - - 0 1", "8/8/8/8/8/8/8/K1k5 w - - 0 1", 1, 1024}};
     for (const Case& c : cases) {
         ASSERT_TRUE(run(c.args)) << c.args;
-        EXPECT_TRUE(getFen(mainPosition) == c.fen && mainPosition.gamePly == c.gamePly && gameClock.gameMoveCount == c.moveCount)
+        EXPECT_TRUE(getFen(mainPosition) == c.fen && mainPosition.gamePly == c.gamePly
+                    && gameClock.gameMoveCount == c.moveCount)
             << c.args << ": " << getFen(mainPosition) << " " << mainPosition.gamePly << " " << gameClock.gameMoveCount;
     }
     ASSERT_TRUE(run("startpos moves e2e4 e7e5"));
@@ -38,9 +41,17 @@ TEST_F(PositionCommand, BadInputKeepsThePreviousPosition) {
     std::string before = getFen(mainPosition);
     uint64_t key = mainPosition.key;
     const char* bad[] = {
-        "", "startpos moves e7", "startpos moves e2e5", "startpos moves e2e4 e2e4", "fen",
-        "fen 8/8/8/8/8/8/8/8 w - - 0 1", "fen rnbqkbnr/pppppppp/9/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
-        "fen 4k3/8/8/8/8/8/8/4K3 w - - 0 1 moves e1e3", "start", "startpos moves e7e8Q", "startpos moves i2i4",
+        "",
+        "startpos moves e7",
+        "startpos moves e2e5",
+        "startpos moves e2e4 e2e4",
+        "fen",
+        "fen 8/8/8/8/8/8/8/8 w - - 0 1",
+        "fen rnbqkbnr/pppppppp/9/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
+        "fen 4k3/8/8/8/8/8/8/4K3 w - - 0 1 moves e1e3",
+        "start",
+        "startpos moves e7e8Q",
+        "startpos moves i2i4",
         "startpos moves e2e4x",
     };
     for (const char* args : bad) {
@@ -53,7 +64,8 @@ TEST_F(PositionCommand, BadInputKeepsThePreviousPosition) {
 
 TEST_F(PositionCommand, RepetitionHistoryGrowsByOneKeyPerMove) {
     ASSERT_TRUE(run("startpos moves g1f3 g8f6 f3g1 f6g8"));
-    EXPECT_TRUE(mainPosition.gamePly == 5 && mainPosition.keyHistory[4] == mainPosition.keyHistory[0] && mainPosition.fiftyMove == 4);
+    EXPECT_TRUE(mainPosition.gamePly == 5 && mainPosition.keyHistory[4] == mainPosition.keyHistory[0]
+                && mainPosition.fiftyMove == 4);
 }
 
 TEST_F(PositionCommand, VeryLongGamesDoNotOverflowTheHistory) {
@@ -70,18 +82,23 @@ TEST_F(PositionCommand, VeryLongGamesDoNotOverflowTheHistory) {
 // nothing was once dropped quietly.
 TEST_F(PositionCommand, MoveTextStandard) {
     Chess960Scope off(false);
-    const char *castling = "fen r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", *promotion = "fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1",
-               *enPassant = "startpos moves e2e4 d7d5 e4e5 f7f5";
+    const char *castling = "fen r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1",
+               *promotion = "fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1", *enPassant = "startpos moves e2e4 d7d5 e4e5 f7f5";
     const int OPEN = -1;
-    struct Case { const char *position, *text; int flag; bool legal; } cases[] = {
-        {castling, "e1g1", FLAG_SHORT, true}, {castling, "e1c1", FLAG_LONG, true},
-        {castling, "e1h1", FLAG_NORMAL, false},  // king takes own rook is no castling here
-        {promotion, "a7a8n", FLAG_PROMO_N, true}, {promotion, "a7a8b", FLAG_PROMO_B, true},
-        {promotion, "a7a8r", FLAG_PROMO_R, true}, {promotion, "a7a8q", FLAG_PROMO_Q, true},
-        {promotion, "a7a8Q", NO_MOVE, false},  // upper case is no promotion letter
-        {promotion, "a7", NO_MOVE, false}, {promotion, "a7a8qq", NO_MOVE, false}, {promotion, "a7a8", OPEN, false},
-        {promotion, "a7a8k", OPEN, false}, {promotion, "a7a8p", OPEN, false}, {promotion, "e1e2q", OPEN, false},
-        {enPassant, "e5f6", FLAG_EP, true}, {enPassant, "e5f6q", OPEN, false}, {"startpos", "g1f3n", OPEN, false}};
+    struct Case {
+        const char *position, *text;
+        int flag;
+        bool legal;
+    } cases[] = {{castling, "e1g1", FLAG_SHORT, true},     {castling, "e1c1", FLAG_LONG, true},
+                 {castling, "e1h1", FLAG_NORMAL, false},  // king takes own rook is no castling here
+                 {promotion, "a7a8n", FLAG_PROMO_N, true}, {promotion, "a7a8b", FLAG_PROMO_B, true},
+                 {promotion, "a7a8r", FLAG_PROMO_R, true}, {promotion, "a7a8q", FLAG_PROMO_Q, true},
+                 {promotion, "a7a8Q", NO_MOVE, false},  // upper case is no promotion letter
+                 {promotion, "a7", NO_MOVE, false},        {promotion, "a7a8qq", NO_MOVE, false},
+                 {promotion, "a7a8", OPEN, false},         {promotion, "a7a8k", OPEN, false},
+                 {promotion, "a7a8p", OPEN, false},        {promotion, "e1e2q", OPEN, false},
+                 {enPassant, "e5f6", FLAG_EP, true},       {enPassant, "e5f6q", OPEN, false},
+                 {"startpos", "g1f3n", OPEN, false}};
     for (const Case& c : cases) {
         ASSERT_TRUE(run(c.position)) << c.position;
         Move decoded = decodeMove(mainPosition, c.text), legal = findLegalMove(mainPosition, 0, c.text);
@@ -91,7 +108,8 @@ TEST_F(PositionCommand, MoveTextStandard) {
     }
     std::string error;
     EXPECT_FALSE(run("startpos moves e2e4q", &error));
-    EXPECT_TRUE(error.find("e2e4q") != std::string::npos && mainPosition.gamePly == 1) << error;  // the last position stands
+    EXPECT_TRUE(error.find("e2e4q") != std::string::npos && mainPosition.gamePly == 1)
+        << error;  // the last position stands
     ASSERT_TRUE(run(enPassant));
     EXPECT_EQ(moveTo(decodeMove(mainPosition, "e5f6")), 37);  // en passant names the pawn taken
     ASSERT_TRUE(run("startpos moves e2e4 d7d5 e4e5 f7f5 e5f6"));
@@ -103,11 +121,12 @@ TEST_F(PositionCommand, MoveTextChess960) {
     ASSERT_TRUE(run("fen r3k2r/8/8/8/8/8/8/RK5R w AHah - 0 1"));
     for (auto [text, flag, to] : {std::tuple{"b1h1", FLAG_SHORT, 6}, {"b1a1", FLAG_LONG, 2}}) {
         Move castle = decodeMove(mainPosition, text);
-        EXPECT_TRUE(moveFlag(castle) == flag && moveTo(castle) == to && moveToText(mainPosition, castle) == text) << text;
+        EXPECT_TRUE(moveFlag(castle) == flag && moveTo(castle) == to && moveToText(mainPosition, castle) == text)
+            << text;
     }
     // A king step onto an empty c- or g-file square is an ordinary move.
     EXPECT_EQ(moveFlag(decodeMove(mainPosition, "b1c1")), FLAG_NORMAL);
     ASSERT_TRUE(run("fen r3k2r/8/8/8/8/8/8/RK5R w AHah - 0 1 moves b1a1"));
     EXPECT_TRUE(mainPosition.board[2] == WKING && mainPosition.board[3] == WROOK && mainPosition.board[0] == EMPTY);
 }
-} // namespace
+}  // namespace

@@ -58,7 +58,8 @@ TEST(TimeAllotment, MoreToSpendMeansLongerMoves) {
     Allotment ten = allotWithMargin(in);
     in.movesToGo = 1;
     Allotment last = allotWithMargin(in);
-    EXPECT_TRUE(last.softLimit > ten.softLimit && last.hardLimit > ten.hardLimit) << "the last move before the time control";
+    EXPECT_TRUE(last.softLimit > ten.softLimit && last.hardLimit > ten.hardLimit)
+        << "the last move before the time control";
     // A FEN without history is spread like the start of a game, with more per move than a game that is known to be at
     // its start; late in a game the clock is spread over fewer moves.
     in = AllotmentInput{};
@@ -107,4 +108,4 @@ TEST(TimeAllotment, ShortLimitsReadTheClockOften) {
     }
     EXPECT_LT(clockCheckInterval(500), clockCheckInterval(60000));
 }
-} // namespace
+}  // namespace

@@ -15,7 +15,7 @@ void hideEmptyDefaults(CLI::App& app) {
     for (CLI::App* sub : app.get_subcommands({})) hideEmptyDefaults(*sub);
 }
 
-} // namespace
+}  // namespace
 
 const CLI::Validator& positiveNumber() {
     static const CLI::Validator check(

@@ -9,7 +9,7 @@
 namespace CLI {
 class App;
 class Validator;
-}
+}  // namespace CLI
 
 // Sets up a tool's CLI::App before its options are declared: defaults shown in
 // the help, and an option given twice takes its last value.

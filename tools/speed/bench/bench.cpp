@@ -14,8 +14,8 @@
 #include <CLI/CLI.hpp>
 
 #include "board/attacks.h"
-#include "command_line.h"
 #include "board/zobrist.h"
+#include "command_line.h"
 #include "eval/network.h"
 #include "search/bench.h"
 #include "search/reductions.h"

@@ -67,7 +67,10 @@ std::string randomFen(const std::string& name, std::mt19937_64& rng) {
     uint8_t board[64] = {};
     int colour = 0;
     for (char c : name) {
-        if (c == 'v') { colour = 1; continue; }
+        if (c == 'v') {
+            colour = 1;
+            continue;
+        }
         int code = int(std::strchr(PIECE_LETTERS, c) - PIECE_LETTERS) + colour;
         for (;;) {
             int sq = int(rng() % 64);
@@ -84,7 +87,7 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"Tablebase probing speed on random legal positions of the tables in a directory.", "tbbench"};
@@ -145,10 +148,10 @@ int main(int argc, char** argv) {
     std::printf("%zu random legal positions of %zu tables (up to %d pieces), seed %llu\n", positions.size(),
                 names.size(), largestTablebase(), (unsigned long long)seed);
     std::printf("legal move generation (reference): %12.0f positions/s\n", 1.0 / movegen);
-    std::printf("WDL probe:                         %12.0f probes/s  (%.1f x the cost of move generation)\n",
-                1.0 / wdl, wdl / movegen);
-    std::printf("DTZ probe:                         %12.0f probes/s  (%.1f x the cost of move generation)\n",
-                1.0 / dtz, dtz / movegen);
+    std::printf("WDL probe:                         %12.0f probes/s  (%.1f x the cost of move generation)\n", 1.0 / wdl,
+                wdl / movegen);
+    std::printf("DTZ probe:                         %12.0f probes/s  (%.1f x the cost of move generation)\n", 1.0 / dtz,
+                dtz / movegen);
     std::printf("checksum %ld\n", sink);
     return 0;
 }

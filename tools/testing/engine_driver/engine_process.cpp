@@ -39,7 +39,7 @@ void writeAll(int fd, const std::string& text) {
     }
 }
 
-} // namespace
+}  // namespace
 
 bool startsWith(const std::string& s, const std::string& prefix) { return s.rfind(prefix, 0) == 0; }
 
@@ -54,7 +54,10 @@ bool startProgram(EngineProcess& e, const std::vector<std::string>& command, con
         dup2(in[0], 0);
         dup2(out[1], 1);
         dup2(out[1], 2);
-        close(in[0]); close(in[1]); close(out[0]); close(out[1]);
+        close(in[0]);
+        close(in[1]);
+        close(out[0]);
+        close(out[1]);
         if (!workdir.empty() && chdir(workdir.c_str()) != 0) _exit(127);
         std::vector<char*> argv;
         for (const auto& a : command) argv.push_back(const_cast<char*>(a.c_str()));
@@ -114,11 +117,13 @@ std::vector<std::string> readUntil(EngineProcess& e, const std::function<bool(co
 }
 
 std::vector<std::string> readUntilLine(EngineProcess& e, const std::string& expected, int timeoutMs, bool* found) {
-    return readUntil(e, [&](const std::string& l) { return l == expected; }, timeoutMs, found);
+    return readUntil(
+        e, [&](const std::string& l) { return l == expected; }, timeoutMs, found);
 }
 
 std::vector<std::string> readFor(EngineProcess& e, int ms) {
-    return readUntil(e, [](const std::string&) { return false; }, ms);
+    return readUntil(
+        e, [](const std::string&) { return false; }, ms);
 }
 
 int waitExit(EngineProcess& e, int timeoutMs) {

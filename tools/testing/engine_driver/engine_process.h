@@ -28,7 +28,8 @@ bool readLine(EngineProcess& e, std::string& line, int timeoutMs);
 std::vector<std::string> readUntil(EngineProcess& e, const std::function<bool(const std::string&)>& done, int timeoutMs,
                                    bool* found = nullptr);
 // Reads lines until one equals `expected` exactly.
-std::vector<std::string> readUntilLine(EngineProcess& e, const std::string& expected, int timeoutMs, bool* found = nullptr);
+std::vector<std::string> readUntilLine(EngineProcess& e, const std::string& expected, int timeoutMs,
+                                       bool* found = nullptr);
 // Every line that arrives within `ms`.
 std::vector<std::string> readFor(EngineProcess& e, int ms);
 // Exit status after the process ends, or -1 if it is still running after timeoutMs (then it is killed).

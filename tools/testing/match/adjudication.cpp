@@ -63,4 +63,4 @@ Verdict adjudicate(const std::vector<PlyScore>& history, const AdjudicationRules
     return v;
 }
 
-} // namespace matchtool
+}  // namespace matchtool

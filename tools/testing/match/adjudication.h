@@ -26,7 +26,7 @@ ReportedScore lastExactScore(const std::vector<std::string>& lines);
 int centipawns(const ReportedScore& s);
 
 struct AdjudicationRules {
-    int plies = 8;            // consecutive plies (half from each engine) that must agree
+    int plies = 8;             // consecutive plies (half from each engine) that must agree
     int winCentipawns = 1000;  // both engines see this much for the same side
     int drawCentipawns = 8;    // both engines see no more than this ...
     int drawFromPly = 80;      // ... from this ply of the game on
@@ -46,4 +46,4 @@ struct Verdict {
 // `history` holds one entry per ply played so far, the last ply last.
 Verdict adjudicate(const std::vector<PlyScore>& history, const AdjudicationRules& rules = {});
 
-} // namespace matchtool
+}  // namespace matchtool

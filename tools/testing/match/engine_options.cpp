@@ -14,7 +14,7 @@ std::string join(const std::vector<std::string>& w, size_t from, size_t to) {
     return out;
 }
 
-} // namespace
+}  // namespace
 
 std::vector<std::string> splitWords(const std::string& s) {
     std::istringstream in(s);
@@ -24,8 +24,9 @@ std::vector<std::string> splitWords(const std::string& s) {
 }
 
 bool sameOptionName(const std::string& a, const std::string& b) {
-    return a.size() == b.size() &&
-           std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return std::tolower(x) == std::tolower(y); });
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return std::tolower(x) == std::tolower(y);
+           });
 }
 
 const UciOption* findOption(const std::vector<UciOption>& offered, const std::string& name) {
@@ -60,10 +61,12 @@ bool parseOptionLine(const std::string& line, UciOption& out) {
     return !out.name.empty();
 }
 
-std::vector<OptionSetting> settingsToSend(const std::vector<UciOption>& offered, const std::vector<OptionSetting>& user) {
+std::vector<OptionSetting> settingsToSend(const std::vector<UciOption>& offered,
+                                          const std::vector<OptionSetting>& user) {
     std::vector<OptionSetting> out;
     auto userSet = [&](const std::string& name) {
-        return std::any_of(user.begin(), user.end(), [&](const OptionSetting& s) { return sameOptionName(s.name, name); });
+        return std::any_of(user.begin(), user.end(),
+                           [&](const OptionSetting& s) { return sameOptionName(s.name, name); });
     };
     for (const auto& [name, value] : {OptionSetting{"Threads", "1"}, OptionSetting{"Ponder", "false"}})
         if (const UciOption* o = findOption(offered, name); o && !userSet(name)) out.push_back({o->name, value});
@@ -71,4 +74,4 @@ std::vector<OptionSetting> settingsToSend(const std::vector<UciOption>& offered,
     return out;
 }
 
-} // namespace matchtool
+}  // namespace matchtool

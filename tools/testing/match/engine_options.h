@@ -29,6 +29,7 @@ bool sameOptionName(const std::string& a, const std::string& b);
 const UciOption* findOption(const std::vector<UciOption>& offered, const std::string& name);
 // The user's settings plus Threads=1 and Ponder=false where the engine offers
 // them and the user did not set them.
-std::vector<OptionSetting> settingsToSend(const std::vector<UciOption>& offered, const std::vector<OptionSetting>& user);
+std::vector<OptionSetting> settingsToSend(const std::vector<UciOption>& offered,
+                                          const std::vector<OptionSetting>& user);
 
-} // namespace matchtool
+}  // namespace matchtool

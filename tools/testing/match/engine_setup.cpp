@@ -4,7 +4,8 @@
 
 namespace matchtool {
 
-bool startUciEngine(EngineProcess& e, const std::string& command, const std::vector<OptionSetting>& user, EngineSetup& setup) {
+bool startUciEngine(EngineProcess& e, const std::string& command, const std::vector<OptionSetting>& user,
+                    EngineSetup& setup) {
     if (!startProgram(e, splitWords(command))) return false;
     send(e, "uci");
     bool ok = false;
@@ -47,4 +48,4 @@ std::string describeSetup(const std::string& name, const EngineSetup& setup) {
     return out;
 }
 
-} // namespace matchtool
+}  // namespace matchtool

@@ -20,10 +20,11 @@ struct EngineSetup {
 
 // Starts the engine command (split at spaces), runs "uci", sends the settings
 // and waits for "readyok". False when any step fails or times out.
-bool startUciEngine(EngineProcess& e, const std::string& command, const std::vector<OptionSetting>& user, EngineSetup& setup);
+bool startUciEngine(EngineProcess& e, const std::string& command, const std::vector<OptionSetting>& user,
+                    EngineSetup& setup);
 
 // One line describing what the engine received and the defaults that matter
 // for a fair match (threads, hash, pondering, its own book).
 std::string describeSetup(const std::string& name, const EngineSetup& setup);
 
-} // namespace matchtool
+}  // namespace matchtool

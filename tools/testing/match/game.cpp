@@ -54,7 +54,7 @@ std::string goCommand(const double clocks[2], double increment) {
     return go;
 }
 
-} // namespace
+}  // namespace
 
 GameResult playGame(const GameSettings& s, const std::string& fen, int whiteEngine) {
     GameResult g;
@@ -108,8 +108,9 @@ GameResult playGame(const GameSettings& s, const std::string& fen, int whiteEngi
         auto started = Clock::now();
         send(e, go);
         bool found = false;
-        auto lines = readUntil(e, [](const std::string& l) { return startsWith(l, "bestmove"); },
-                               std::max(0, int(clocks[side] * 1000)) + 5000, &found);
+        auto lines = readUntil(
+            e, [](const std::string& l) { return startsWith(l, "bestmove"); },
+            std::max(0, int(clocks[side] * 1000)) + 5000, &found);
         double used = std::chrono::duration<double>(Clock::now() - started).count();
         if (!found) {
             lose(e.fromEngine < 0 ? "crash" : "hang", e.fromEngine < 0 ? "crashed" : "did not answer");
@@ -153,4 +154,4 @@ double firstEngineScore(const GameResult& g, int whiteEngine) {
     return whiteEngine == 0 ? g.whiteResult : 1 - g.whiteResult;
 }
 
-} // namespace matchtool
+}  // namespace matchtool

@@ -41,4 +41,4 @@ GameResult playGame(const GameSettings& s, const std::string& fen, int whiteEngi
 // Engine 1's points: 1, 0.5, 0; -1 when the game did not count.
 double firstEngineScore(const GameResult& g, int whiteEngine);
 
-} // namespace matchtool
+}  // namespace matchtool

@@ -5,8 +5,8 @@
 // counted as a fault. A fixed number of games, or a sequential probability
 // ratio test that stops as soon as the evidence decides.
 #include <cmath>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -49,7 +49,8 @@ struct Settings {
 // "B+I": base seconds and increment seconds per move; false for other text.
 bool parseTimeControl(const std::string& text, double& base, double& increment) {
     size_t plus = text.find('+');
-    std::string baseText = text.substr(0, plus), incrementText = plus == std::string::npos ? "0" : text.substr(plus + 1);
+    std::string baseText = text.substr(0, plus),
+                incrementText = plus == std::string::npos ? "0" : text.substr(plus + 1);
     char *baseEnd = nullptr, *incrementEnd = nullptr;
     base = std::strtod(baseText.c_str(), &baseEnd);
     increment = std::strtod(incrementText.c_str(), &incrementEnd);
@@ -81,8 +82,9 @@ void declareOptions(CLI::App& app, Settings& s, std::string& timeControl, double
                    "games to play, in pairs of one opening with each colour (with --sprt the most to play, 20000 "
                    "unless given)")
         ->check(positiveNumber());
-    app.add_option("--sprt", sprt, "E0 E1 [ALPHA BETA]: stop when the test between Elo E0 and E1 decides (alpha, "
-                                   "beta 0.05)")
+    app.add_option("--sprt", sprt,
+                   "E0 E1 [ALPHA BETA]: stop when the test between Elo E0 and E1 decides (alpha, "
+                   "beta 0.05)")
         ->expected(2, 4);
     app.add_option("--concurrency", s.concurrency, "games played at the same time");
     app.add_option("--book", s.book, "FILE of openings")->required();
@@ -152,15 +154,17 @@ void printSummary(const Settings& s, const MatchTally& t, const std::map<std::st
     EloEstimate e = pairs ? pairElo(t) : gameElo(t);
     // At a 0% or 100% score the interval has no width to report.
     double half = std::isfinite(e.elo) ? (e.high - e.low) / 2 : INFINITY;
-    std::printf("Elo difference: %.1f +/- %.1f (95%%: %.1f to %.1f, from %d %s)\n", e.elo, half,
-                e.low, e.high, pairs ? pairs : n, pairs ? "game pairs" : "games");
+    std::printf("Elo difference: %.1f +/- %.1f (95%%: %.1f to %.1f, from %d %s)\n", e.elo, half, e.low, e.high,
+                pairs ? pairs : n, pairs ? "game pairs" : "games");
     std::printf("Pairs by %s's points (0, 0.5, 1, 1.5, 2): [%d, %d, %d, %d, %d]\n", names[0].c_str(), t.pairs[0],
                 t.pairs[1], t.pairs[2], t.pairs[3], t.pairs[4]);
     if (s.sprt.on) {
         SprtVerdict v = sprtVerdict(t.pairs, s.sprt.elo0, s.sprt.elo1, s.sprt.alpha, s.sprt.beta);
         std::printf("SPRT elo0 %g elo1 %g alpha %g beta %g: %s: %s\n", s.sprt.elo0, s.sprt.elo1, s.sprt.alpha,
                     s.sprt.beta, sprtText(s.sprt, t).c_str(),
-                    v == SprtVerdict::H1 ? "H1 accepted" : v == SprtVerdict::H0 ? "H0 accepted" : "no decision");
+                    v == SprtVerdict::H1   ? "H1 accepted"
+                    : v == SprtVerdict::H0 ? "H0 accepted"
+                                           : "no decision");
     }
     std::printf("Faults:");
     if (faults.empty()) std::printf(" none");
@@ -168,7 +172,7 @@ void printSummary(const Settings& s, const MatchTally& t, const std::map<std::st
     std::printf("\n");
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     Settings s;
@@ -231,14 +235,13 @@ int main(int argc, char** argv) {
                 if (sprtVerdict(tally.pairs, s.sprt.elo0, s.sprt.elo1, s.sprt.alpha, s.sprt.beta) != SprtVerdict::NONE)
                     stop = true;
             }
-            std::printf("game %d: %s vs %s %s (%s)  [%s: +%d =%d -%d]%s\n", game + 1, names[size_t(whiteEngine)].c_str(),
-                        names[size_t(1 - whiteEngine)].c_str(), r.result.c_str(), r.reason.c_str(), names[0].c_str(),
-                        tally.wins, tally.draws, tally.losses, progress.c_str());
+            std::printf("game %d: %s vs %s %s (%s)  [%s: +%d =%d -%d]%s\n", game + 1,
+                        names[size_t(whiteEngine)].c_str(), names[size_t(1 - whiteEngine)].c_str(), r.result.c_str(),
+                        r.reason.c_str(), names[0].c_str(), tally.wins, tally.draws, tally.losses, progress.c_str());
             std::fflush(stdout);
             if (record && r.whiteResult >= 0)
-                record << pgnRecord({"match", names[size_t(whiteEngine)], names[size_t(1 - whiteEngine)], timeControl,
-                                     game + 1},
-                                    r)
+                record << pgnRecord(
+                    {"match", names[size_t(whiteEngine)], names[size_t(1 - whiteEngine)], timeControl, game + 1}, r)
                        << std::flush;
         }
     };

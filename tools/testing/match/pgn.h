@@ -15,4 +15,4 @@ struct PgnHeader {
 
 std::string pgnRecord(const PgnHeader& h, const GameResult& g);
 
-} // namespace matchtool
+}  // namespace matchtool

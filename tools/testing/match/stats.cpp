@@ -39,7 +39,7 @@ EloEstimate estimate(const Moments& m) {
     return e;
 }
 
-} // namespace
+}  // namespace
 
 double eloFromScore(double score) {
     const double inf = std::numeric_limits<double>::infinity();
@@ -89,4 +89,4 @@ SprtVerdict sprtVerdict(const std::array<int, 5>& pairs, double elo0, double elo
     return llr >= b.upper ? SprtVerdict::H1 : llr <= b.lower ? SprtVerdict::H0 : SprtVerdict::NONE;
 }
 
-} // namespace matchtool
+}  // namespace matchtool

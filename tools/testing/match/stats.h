@@ -46,4 +46,4 @@ constexpr int SPRT_MIN_PAIRS = 10;
 enum class SprtVerdict { NONE, H0, H1 };
 SprtVerdict sprtVerdict(const std::array<int, 5>& pairs, double elo0, double elo1, double alpha, double beta);
 
-} // namespace matchtool
+}  // namespace matchtool

@@ -47,17 +47,18 @@ int toTuning(const std::vector<std::string>& inputs, const std::string& output, 
     return 0;
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"Converts text lines \"FEN;score;result\" into a training data file (INPUT.txt OUTPUT.bin), or\n"
-                 "training data files into lines of the engine's tuning file (--to-tuning INPUT.bin ... OUTPUT.epd).\n"
-                 "Each text line is FEN;score;result. The score is in centipawns from the side to move's view (from\n"
-                 "White's with --white-scores); the result (1-0, 0-1, 1/2-1/2, 1, 0.5, 0) is White's (the side to\n"
-                 "move's with --mover-results). Bad lines are reported and skipped. --to-tuning writes every N-th\n"
-                 "position as a tuning line, FEN c9 \"result\"; with White's result (castling and en passant rights\n"
-                 "are not in the data).",
-                 "nnue_convert"};
+    CLI::App app{
+        "Converts text lines \"FEN;score;result\" into a training data file (INPUT.txt OUTPUT.bin), or\n"
+        "training data files into lines of the engine's tuning file (--to-tuning INPUT.bin ... OUTPUT.epd).\n"
+        "Each text line is FEN;score;result. The score is in centipawns from the side to move's view (from\n"
+        "White's with --white-scores); the result (1-0, 0-1, 1/2-1/2, 1, 0.5, 0) is White's (the side to\n"
+        "move's with --mover-results). Bad lines are reported and skipped. --to-tuning writes every N-th\n"
+        "position as a tuning line, FEN c9 \"result\"; with White's result (castling and en passant rights\n"
+        "are not in the data).",
+        "nnue_convert"};
     prepareCommandLine(app);
     TextLineOptions options;
     bool toTuningLines = false, whiteScores = false, moverResults = false;
@@ -65,15 +66,13 @@ int main(int argc, char** argv) {
     std::vector<std::string> files;
     app.add_option("files", files, "INPUT.txt OUTPUT.bin, or INPUT.bin [INPUT.bin ...] OUTPUT.epd")->required();
     CLI::Option* tuning = app.add_flag("--to-tuning", toTuningLines, "write tuning lines from training data files");
-    app.add_option("--every", every, "with --to-tuning: every N-th position")
-        ->needs(tuning)
-        ->check(positiveNumber());
+    app.add_option("--every", every, "with --to-tuning: every N-th position")->needs(tuning)->check(positiveNumber());
     app.add_flag("--white-scores", whiteScores, "scores are from White's view")->excludes(tuning);
     app.add_flag("--mover-results", moverResults, "results are from the side to move's view")->excludes(tuning);
     app.callback([&] {
         if (files.size() < 2 || (!toTuningLines && files.size() != 2))
-            throw CLI::ValidationError("files", toTuningLines ? "give one or more inputs and the output"
-                                                              : "give one input and the output");
+            throw CLI::ValidationError(
+                "files", toTuningLines ? "give one or more inputs and the output" : "give one input and the output");
     });
     if (auto status = parseCommandLine(app, argc, argv)) return *status;
     if (toTuningLines) {

@@ -11,7 +11,8 @@ constexpr const char* HEADER = "file\tkind\tpositions\tnetwork\tcommit\tdate\tco
 
 // Fields are single-line and tab-free by construction.
 std::string clean(std::string s) {
-    std::replace_if(s.begin(), s.end(), [](char c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');
+    std::replace_if(
+        s.begin(), s.end(), [](char c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');
     return s;
 }
 
@@ -20,11 +21,11 @@ bool fail(std::string* error, const std::string& why) {
     return false;
 }
 
-} // namespace
+}  // namespace
 
 std::string manifestLine(const ManifestEntry& e) {
-    return clean(e.file) + '\t' + clean(e.kind) + '\t' + std::to_string(e.positions) + '\t' + clean(e.network) + '\t' +
-           clean(e.commit) + '\t' + clean(e.date) + '\t' + clean(e.command);
+    return clean(e.file) + '\t' + clean(e.kind) + '\t' + std::to_string(e.positions) + '\t' + clean(e.network) + '\t'
+           + clean(e.commit) + '\t' + clean(e.date) + '\t' + clean(e.command);
 }
 
 bool parseManifestLine(const std::string& line, ManifestEntry& e, std::string* error) {
@@ -54,7 +55,8 @@ bool readManifest(const std::string& path, std::vector<ManifestEntry>& entries, 
         if (line.empty() || (number == 1 && line == HEADER)) continue;
         ManifestEntry e;
         std::string why;
-        if (!parseManifestLine(line, e, &why)) return fail(error, path + " line " + std::to_string(number) + ": " + why);
+        if (!parseManifestLine(line, e, &why))
+            return fail(error, path + " line " + std::to_string(number) + ": " + why);
         putEntry(entries, e);
     }
     return true;

@@ -79,7 +79,7 @@ int summary(const std::filesystem::path& dir) {
     return 0;
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"Keeps the data folder's manifest.", "nnue_manifest"};
@@ -88,8 +88,8 @@ int main(int argc, char** argv) {
     std::string dir, kind;
     ManifestEntry entry;
 
-    CLI::App* addApp =
-        app.add_subcommand("add", "records FILE (relative to DIR) with its position count; KIND is data, validation or net");
+    CLI::App* addApp = app.add_subcommand(
+        "add", "records FILE (relative to DIR) with its position count; KIND is data, validation or net");
     addApp->add_option("DIR", dir, "the data folder")->required();
     addApp->add_option("FILE", entry.file, "the file, relative to DIR")->required();
     addApp->add_option("KIND", entry.kind, "data, validation or net")

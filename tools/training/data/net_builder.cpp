@@ -33,7 +33,7 @@ int blendedValue(int code, int sq) {
     return (3 * mgOf(v) + 2 * egOf(v)) / 5;
 }
 
-} // namespace
+}  // namespace
 
 void fillRandomNet(NnueNet& net, uint64_t seed) {
     SplitMix rng{seed};
@@ -42,7 +42,8 @@ void fillRandomNet(NnueNet& net, uint64_t seed) {
         net.transformerWeights[i] = int16_t(randomBetween(rng, -24, 24));
     for (int j = 0; j < NNUE_L1; ++j) {
         int spread = randomBetween(rng, 1, 127);  // some neurons stay in range, others saturate
-        for (int i = 0; i < NNUE_INPUTS; ++i) net.l1Weights[j * NNUE_INPUTS + i] = int8_t(randomBetween(rng, -spread, spread));
+        for (int i = 0; i < NNUE_INPUTS; ++i)
+            net.l1Weights[j * NNUE_INPUTS + i] = int8_t(randomBetween(rng, -spread, spread));
         net.l1Bias[j] = randomBetween(rng, -30000, 30000);
     }
     for (int j = 0; j < NNUE_L2; ++j) {
@@ -66,7 +67,8 @@ void fillMaterialNet(NnueNet& net) {
                 for (int sq = 0; sq < 64; ++sq) {
                     if (typeOf(code) == PAWN && (rankOf(sq) == 0 || rankOf(sq) == 7)) continue;
                     int value = blendedValue(code, sq) * (colourOf(code) == perspective ? 1 : -1);
-                    int16_t* w = net.transformerWeights + size_t(featureIndex(perspective, king, code, sq)) * NNUE_HIDDEN;
+                    int16_t* w =
+                        net.transformerWeights + size_t(featureIndex(perspective, king, code, sq)) * NNUE_HIDDEN;
                     for (int k = 0; k < SLICES; ++k) {
                         w[k] = int16_t(value);
                         w[SLICES + k] = int16_t(-value);

@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "eval/evaluate.h"  // networkOutputScale: the engine's own scaling
-#include "eval/nnue.h"  // featureIndex: the engine's own feature numbering
 #include "eval/net_layout.h"
+#include "eval/nnue.h"  // featureIndex: the engine's own feature numbering
 #include "training_data.h"
 
 constexpr int FEATURE_COUNT = NNUE_FEATURES;

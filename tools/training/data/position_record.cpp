@@ -48,7 +48,7 @@ Position& scratchPosition() {
     return *position;
 }
 
-} // namespace
+}  // namespace
 
 void initRecordTables() {
     initAttackTables();

@@ -14,12 +14,13 @@ bool recordFromPosition(const Position& p, int score, GameResult result, Trainin
 
 // Reads a FEN through the engine's own reader. False, with a reason, for a FEN
 // the engine refuses or a position with more than 32 pieces.
-bool recordFromFen(const std::string& fen, int score, GameResult result, TrainingRecord& r, std::string* error = nullptr);
+bool recordFromFen(const std::string& fen, int score, GameResult result, TrainingRecord& r,
+                   std::string* error = nullptr);
 
 // How the numbers of a text line are meant.
 struct TextLineOptions {
-    bool scoreFromWhite = false;   // false: the score is the side to move's view
-    bool resultFromWhite = true;   // true: "1-0" means White won, as in game records
+    bool scoreFromWhite = false;  // false: the score is the side to move's view
+    bool resultFromWhite = true;  // true: "1-0" means White won, as in game records
 };
 
 // One line "FEN;score;result". The result is "1-0", "0-1", "1/2-1/2" or a

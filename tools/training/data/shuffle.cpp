@@ -9,8 +9,7 @@ void shuffleRecords(std::vector<TrainingRecord>& records, uint64_t seed) {
     std::shuffle(records.begin(), records.end(), rng);
 }
 
-bool shuffleFile(const std::string& in, const std::string& out, uint64_t seed, size_t maxInMemory,
-                 std::string* error) {
+bool shuffleFile(const std::string& in, const std::string& out, uint64_t seed, size_t maxInMemory, std::string* error) {
     DataReader reader;
     if (!openReader(reader, in, error)) return false;
     maxInMemory = std::max<size_t>(maxInMemory, 1024);

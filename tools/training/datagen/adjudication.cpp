@@ -19,4 +19,4 @@ GameResult whiteResultOf(Verdict v) {
     return v == Verdict::WHITE_WINS ? RESULT_WIN : v == Verdict::BLACK_WINS ? RESULT_LOSS : RESULT_DRAW;
 }
 
-} // namespace datagen
+}  // namespace datagen

@@ -22,9 +22,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-bool stopRequested(const GeneratorSettings& settings) {
-    return settings.stopRequest && settings.stopRequest->load();
-}
+bool stopRequested(const GeneratorSettings& settings) { return settings.stopRequest && settings.stopRequest->load(); }
 
 // The seed of game `index` of a run: every game has its own stream, whichever
 // thread plays it, so a game can be replayed from its number.
@@ -49,7 +47,7 @@ struct Phase {
     const OpeningBook* book;
     bool chess960;
     uint64_t firstGame;
-    uint64_t games;      // 0: as many as the positions need
+    uint64_t games;  // 0: as many as the positions need
     uint64_t positions;
 };
 
@@ -97,8 +95,10 @@ std::string clockText(double seconds) {
 void printProgress(std::ostream& log, const GeneratorSummary& sum, const GeneratorSettings& settings, double elapsed) {
     double rate = elapsed > 0 ? double(sum.positions) / elapsed : 0;
     double left = 0;
-    if (settings.positions) left = rate > 0 ? double(settings.positions - std::min(settings.positions, sum.positions)) / rate : 0;
-    else if (sum.games) left = double(settings.games - std::min(settings.games, sum.games)) * elapsed / double(sum.games);
+    if (settings.positions)
+        left = rate > 0 ? double(settings.positions - std::min(settings.positions, sum.positions)) / rate : 0;
+    else if (sum.games)
+        left = double(settings.games - std::min(settings.games, sum.games)) * elapsed / double(sum.games);
     char line[200];
     std::snprintf(line, sizeof line, "games %llu  positions %llu  %.0f pos/s  %.0f pos/s per thread  time %s  left %s",
                   static_cast<unsigned long long>(sum.games), static_cast<unsigned long long>(sum.positions), rate,
@@ -113,7 +113,8 @@ uint64_t runPhase(const Phase& phase, const GeneratorSettings& settings, Output&
     q.nextGame = phase.firstGame;
     q.running = settings.threads;
     std::vector<std::thread> threads;
-    for (int t = 0; t < settings.threads; ++t) threads.emplace_back(playGames, std::ref(q), std::cref(phase), std::cref(settings));
+    for (int t = 0; t < settings.threads; ++t)
+        threads.emplace_back(playGames, std::ref(q), std::cref(phase), std::cref(settings));
 
     uint64_t next = phase.firstGame;
     uint64_t phasePositions = 0;
@@ -132,7 +133,8 @@ uint64_t runPhase(const Phase& phase, const GeneratorSettings& settings, Output&
             writeGame(out, game);
             ++sum.games;
             sum.positions += game.records.size();
-            for (const TrainingRecord& r : game.records) sum.networkPositions += withinNetworkRange(r, DEFAULT_FILTER_MARGIN);
+            for (const TrainingRecord& r : game.records)
+                sum.networkPositions += withinNetworkRange(r, DEFAULT_FILTER_MARGIN);
             sum.refusedOpenings += uint64_t(game.refusedOpenings);
             phasePositions += game.records.size();
             sum.nodes += game.nodes;
@@ -156,7 +158,7 @@ uint64_t runPhase(const Phase& phase, const GeneratorSettings& settings, Output&
     return next;
 }
 
-} // namespace
+}  // namespace
 
 bool runGenerator(const GeneratorSettings& settings, std::ostream& log, GeneratorSummary& sum, std::string* error) {
     sum = GeneratorSummary{};
@@ -219,4 +221,4 @@ bool runGenerator(const GeneratorSettings& settings, std::ostream& log, Generato
     return ok;
 }
 
-} // namespace datagen
+}  // namespace datagen

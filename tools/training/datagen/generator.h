@@ -22,8 +22,8 @@ struct GeneratorSettings {
     double chess960Share = 0;      // part of the target played from the Chess960 book
     int threads = 1;
     uint64_t seed = 1;
-    int hashMegabytes = 16;        // per game thread
-    double reportSeconds = 10;     // between progress lines
+    int hashMegabytes = 16;     // per game thread
+    double reportSeconds = 10;  // between progress lines
     // When set (by a signal handler, say), the run ends after the games already
     // written and closes its files, so an interrupted file is complete and counted.
     const std::atomic<bool>* stopRequest = nullptr;
@@ -33,18 +33,17 @@ struct GeneratorSettings {
 struct GeneratorSummary {
     uint64_t games = 0;
     uint64_t positions = 0;
-    uint64_t networkPositions = 0;          // of those, the ones the trainer keeps for the network
+    uint64_t networkPositions = 0;  // of those, the ones the trainer keeps for the network
     uint64_t refusedOpenings = 0;
     uint64_t nodes = 0;
-    uint64_t whiteResults[3] = {};          // by GameResult
+    uint64_t whiteResults[3] = {};  // by GameResult
     uint64_t endings[ENDING_COUNT] = {};
     double seconds = 0;
-    double cpuSeconds = 0;                  // of the whole process, all threads
+    double cpuSeconds = 0;  // of the whole process, all threads
 };
 
 // Plays and writes; progress lines go to `log`. False with a reason when a
 // file cannot be read or written.
-bool runGenerator(const GeneratorSettings& settings, std::ostream& log, GeneratorSummary& summary,
-                  std::string* error);
+bool runGenerator(const GeneratorSettings& settings, std::ostream& log, GeneratorSummary& summary, std::string* error);
 
-} // namespace datagen
+}  // namespace datagen

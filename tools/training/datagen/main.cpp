@@ -15,8 +15,8 @@
 #include <CLI/CLI.hpp>
 
 #include "board/attacks.h"
-#include "command_line.h"
 #include "board/zobrist.h"
+#include "command_line.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "generator.h"
@@ -57,10 +57,12 @@ void declareOptions(CLI::App& app, GeneratorSettings& s, Choices& c) {
     app.add_option("--random-plies", g.randomPlies, "random moves after the book line");
     app.add_option("--opening-limit", g.openingLimit,
                    "CP: draw the opening again while its first search scores beyond this (0: never)");
-    app.add_option("--start-share", g.startShare, "part of the standard games played from the initial position instead");
+    app.add_option("--start-share", g.startShare,
+                   "part of the standard games played from the initial position instead");
     app.add_option("--start-plies", g.startPlies, "random moves from the initial position in those games");
     app.add_option("--skip-plies", g.skipPlies, "self-play plies after the opening that are not kept");
-    app.add_option("--syzygy", c.syzygy, "tablebase directories, ';'-separated: games end when the tables know the result");
+    app.add_option("--syzygy", c.syzygy,
+                   "tablebase directories, ';'-separated: games end when the tables know the result");
     app.add_option("--hash", s.hashMegabytes, "MB of transposition table per thread")->check(positiveNumber());
     app.add_option("--win-margin", g.rules.winMargin, "CP: win adjudication margin, White's view");
     app.add_option("--win-plies", g.rules.winPlies, "consecutive plies beyond it");
@@ -72,11 +74,12 @@ void declareOptions(CLI::App& app, GeneratorSettings& s, Choices& c) {
     app.footer("SIGINT or SIGTERM ends the run after the games already written, with a complete file.");
     app.callback([&s] {
         if (s.dataPath.empty() && s.tuningPath.empty()) throw CLI::RequiredError("--out or --texel");
-        if ((s.positions > 0) == (s.games > 0)) throw CLI::ValidationError("--positions, --games", "give one of the two");
+        if ((s.positions > 0) == (s.games > 0))
+            throw CLI::ValidationError("--positions, --games", "give one of the two");
     });
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     GeneratorSettings settings;
@@ -92,9 +95,10 @@ int main(int argc, char** argv) {
     settings.stopRequest = &interrupted;
     std::signal(SIGINT, onInterrupt);
     std::signal(SIGTERM, onInterrupt);
-    CLI::App app{"Self-play training data for the network, and tuning lines for the \"texel\" command.\n"
-                 "One of --out and --texel, and one of --positions and --games, are needed.",
-                 "datagen"};
+    CLI::App app{
+        "Self-play training data for the network, and tuning lines for the \"texel\" command.\n"
+        "One of --out and --texel, and one of --positions and --games, are needed.",
+        "datagen"};
     prepareCommandLine(app);
     Choices choices;
     declareOptions(app, settings, choices);
@@ -117,7 +121,8 @@ int main(int argc, char** argv) {
         std::cout << "tablebases up to " << largestTablebase() << " pieces\n";
     }
     std::cout << "datagen: " << settings.threads << " threads, " << settings.game.nodes
-              << (settings.game.nodeLimit == NodeLimit::SOFT ? " nodes per move (soft), seed " : " nodes per move, seed ")
+              << (settings.game.nodeLimit == NodeLimit::SOFT ? " nodes per move (soft), seed "
+                                                             : " nodes per move, seed ")
               << settings.seed << (bootstrap ? ", handcrafted evaluation only" : ", network " + net) << std::endl;
 
     GeneratorSummary sum;
@@ -132,14 +137,18 @@ int main(int argc, char** argv) {
                 static_cast<unsigned long long>(sum.whiteResults[RESULT_LOSS]));
     std::printf("endings:");
     for (int e = 0; e < ENDING_COUNT; ++e)
-        if (sum.endings[e]) std::printf(" %s %llu;", endingName(Ending(e)), static_cast<unsigned long long>(sum.endings[e]));
-    std::printf("\nnodes per position written: %.0f\n", sum.positions ? double(sum.nodes) / double(sum.positions) : 0.0);
+        if (sum.endings[e])
+            std::printf(" %s %llu;", endingName(Ending(e)), static_cast<unsigned long long>(sum.endings[e]));
+    std::printf("\nnodes per position written: %.0f\n",
+                sum.positions ? double(sum.nodes) / double(sum.positions) : 0.0);
     double cpu = std::max(sum.cpuSeconds, 1e-9);
-    std::printf("openings drawn again as already decided: %llu\n", static_cast<unsigned long long>(sum.refusedOpenings));
-    std::printf("positions the network scores: %llu of %llu (%.1f%%); %.1f per CPU-second, %.1f written per CPU-second "
-                "(%.0f CPU-seconds)\n",
-                static_cast<unsigned long long>(sum.networkPositions), static_cast<unsigned long long>(sum.positions),
-                sum.positions ? 100.0 * double(sum.networkPositions) / double(sum.positions) : 0.0,
-                double(sum.networkPositions) / cpu, double(sum.positions) / cpu, sum.cpuSeconds);
+    std::printf("openings drawn again as already decided: %llu\n",
+                static_cast<unsigned long long>(sum.refusedOpenings));
+    std::printf(
+        "positions the network scores: %llu of %llu (%.1f%%); %.1f per CPU-second, %.1f written per CPU-second "
+        "(%.0f CPU-seconds)\n",
+        static_cast<unsigned long long>(sum.networkPositions), static_cast<unsigned long long>(sum.positions),
+        sum.positions ? 100.0 * double(sum.networkPositions) / double(sum.positions) : 0.0,
+        double(sum.networkPositions) / cpu, double(sum.positions) / cpu, sum.cpuSeconds);
     return 0;
 }

@@ -46,4 +46,4 @@ bool randomOpening(const OpeningBook& book, SplitMix& rng, int randomPlies, Posi
     return false;
 }
 
-} // namespace datagen
+}  // namespace datagen

@@ -20,11 +20,10 @@ struct OpeningBook {
 // or holds no position.
 bool loadBook(const std::string& path, OpeningBook& book, std::string* error);
 
-
 // Sets p (whose plyStates[0].moveStart must point at a move buffer) to a
 // random book line followed by `randomPlies` random legal moves. Lines the
 // engine cannot read and walks that end the game are drawn again; false only
 // when no try out of many succeeds.
 bool randomOpening(const OpeningBook& book, SplitMix& rng, int randomPlies, Position& p);
 
-} // namespace datagen
+}  // namespace datagen

@@ -53,12 +53,12 @@ bool finish(PlayedGame& out, Ending ending, GameResult whiteResult) {
     return true;
 }
 
-} // namespace
+}  // namespace
 
 const char* endingName(Ending e) {
-    static const char* const names[ENDING_COUNT] = {"checkmate", "stalemate", "fifty moves", "repetition",
-                                                    "material", "tablebase", "win adjudicated", "draw adjudicated",
-                                                    "length", "no opening"};
+    static const char* const names[ENDING_COUNT] = {"checkmate", "stalemate", "fifty moves",     "repetition",
+                                                    "material",  "tablebase", "win adjudicated", "draw adjudicated",
+                                                    "length",    "no opening"};
     return names[int(e)];
 }
 
@@ -127,7 +127,7 @@ bool chooseOpening(GameSearcher& s, const OpeningBook& book, SplitMix& rng, cons
     }
 }
 
-} // namespace
+}  // namespace
 
 bool playGame(GameSearcher& s, const OpeningBook& book, uint64_t seed, const GameSettings& settings,
               const std::atomic<bool>& abort, PlayedGame& out) {
@@ -172,4 +172,4 @@ bool playGame(GameSearcher& s, const OpeningBook& book, uint64_t seed, const Gam
     }
 }
 
-} // namespace datagen
+}  // namespace datagen

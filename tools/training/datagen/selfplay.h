@@ -18,11 +18,11 @@
 namespace datagen {
 
 struct GameSettings {
-    uint64_t nodes = 5000;     // per move
+    uint64_t nodes = 5000;  // per move
     NodeLimit nodeLimit = NodeLimit::HARD;
-    int randomPlies = 4;       // random legal moves after the book line
-    int skipPlies = 8;         // self-play plies after the opening that are never kept
-    bool keepFens = false;     // also keep each kept position's FEN (for the tuning file)
+    int randomPlies = 4;    // random legal moves after the book line
+    int skipPlies = 8;      // self-play plies after the opening that are never kept
+    bool keepFens = false;  // also keep each kept position's FEN (for the tuning file)
     // An opening whose first search already scores beyond this (either side) is
     // drawn again: a decided game teaches little beyond the result. 0 keeps all.
     int openingLimit = 0;
@@ -36,8 +36,16 @@ struct GameSettings {
 constexpr int OPENING_TRIES = 16;  // openings drawn before the last one is played whatever its score
 
 enum class Ending {
-    CHECKMATE, STALEMATE, FIFTY_MOVES, REPETITION, MATERIAL, TABLEBASE, WIN_ADJUDICATED, DRAW_ADJUDICATED,
-    LENGTH, NO_OPENING
+    CHECKMATE,
+    STALEMATE,
+    FIFTY_MOVES,
+    REPETITION,
+    MATERIAL,
+    TABLEBASE,
+    WIN_ADJUDICATED,
+    DRAW_ADJUDICATED,
+    LENGTH,
+    NO_OPENING
 };
 constexpr int ENDING_COUNT = 10;
 const char* endingName(Ending e);
@@ -47,8 +55,8 @@ struct PlayedGame {
     std::vector<std::string> fens;        // the same positions' FENs when keepFens
     GameResult whiteResult = RESULT_DRAW;
     Ending ending = Ending::NO_OPENING;
-    int plies = 0;                        // self-play plies, the opening's excluded
-    uint64_t nodes = 0;                   // the searches of refused openings included
+    int plies = 0;       // self-play plies, the opening's excluded
+    uint64_t nodes = 0;  // the searches of refused openings included
     int refusedOpenings = 0;
 };
 
@@ -77,4 +85,4 @@ bool keepPosition(const Position& p, Move best, int score, int pliesPlayed, int 
 bool playGame(GameSearcher& s, const OpeningBook& book, uint64_t seed, const GameSettings& settings,
               const std::atomic<bool>& abort, PlayedGame& out);
 
-} // namespace datagen
+}  // namespace datagen

@@ -10,8 +10,8 @@
 // usage: evalbench [depth] [network file]   (default 3)
 #include <chrono>
 #include <cstdio>
-#include <string>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -20,10 +20,10 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "board/zobrist.h"
+#include "command_line.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "eval/nnue.h"
-#include "command_line.h"
 #include "net_builder.h"
 
 namespace {
@@ -86,7 +86,7 @@ double timePerCall(int calls, F&& f) {
     return best / calls;
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"Cost of the static evaluation against the cost of walking the move tree.", "evalbench"};
@@ -111,8 +111,8 @@ int main(int argc, char** argv) {
     }
 
     Measure reference = timeWalk(positions, depth, nullptr);
-    std::printf("walk (movegen + make/unmake): %8.1f ns/node over %llu nodes (reference 1.00)\n",
-                reference.nsPerNode, (unsigned long long)reference.nodes);
+    std::printf("walk (movegen + make/unmake): %8.1f ns/node over %llu nodes (reference 1.00)\n", reference.nsPerNode,
+                (unsigned long long)reference.nodes);
     // The random net's inputs are almost never zero (the first layer's worst
     // case); the material net's are mostly zero.
     for (int netKind = 0; netKind < (netFile.empty() ? 2 : 3); ++netKind) {
@@ -136,11 +136,15 @@ int main(int argc, char** argv) {
             });
             int added[2] = {1000, 20000}, removed[2] = {3000, 40000};
             double update = timePerCall(200000, [&](int i) {
-                k->updateAccumulator(middle.acc[2].values[i & 1], middle.acc[0].values[i & 1], added, 1 + (i & 1), removed, 2);
+                k->updateAccumulator(middle.acc[2].values[i & 1], middle.acc[0].values[i & 1], added, 1 + (i & 1),
+                                     removed, 2);
             });
-            std::printf("%-8s net, %-6s: update of one perspective, rows in cache %5.1f ns\n", netName, k->name, update);
-            std::printf("%-8s net, %-6s: line %7.1f ns/node (%5.2f x walk) | refresh %7.1f ns (%5.2f x) | layers alone %7.1f ns\n",
-                        netName, k->name, eval, eval / reference.nsPerNode, refresh, refresh / reference.nsPerNode, layers);
+            std::printf("%-8s net, %-6s: update of one perspective, rows in cache %5.1f ns\n", netName, k->name,
+                        update);
+            std::printf(
+                "%-8s net, %-6s: line %7.1f ns/node (%5.2f x walk) | refresh %7.1f ns (%5.2f x) | layers alone %7.1f "
+                "ns\n",
+                netName, k->name, eval, eval / reference.nsPerNode, refresh, refresh / reference.nsPerNode, layers);
         }
     }
     Position& middle = *positions[2];

@@ -28,7 +28,7 @@ int refuse(const std::string& why) {
     return 2;
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {

@@ -18,7 +18,7 @@ std::string number(double v, int decimals) {
     return text;
 }
 
-} // namespace
+}  // namespace
 
 std::string curveSvg(const std::vector<EpochStats>& history) {
     double lo = 1e300, hi = -1e300;
@@ -42,7 +42,8 @@ std::string curveSvg(const std::vector<EpochStats>& history) {
     svg << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << WIDTH << "\" height=\"" << HEIGHT
         << "\" font-family=\"sans-serif\" font-size=\"12\">\n"
         << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n"
-        << "<text x=\"" << WIDTH / 2 << "\" y=\"22\" text-anchor=\"middle\" font-size=\"15\">Training loss per epoch</text>\n";
+        << "<text x=\"" << WIDTH / 2
+        << "\" y=\"22\" text-anchor=\"middle\" font-size=\"15\">Training loss per epoch</text>\n";
     // Grid and axis labels.
     int decimals = std::max(0, int(std::ceil(-std::log10(hi - lo))) + 2);
     for (int i = 0; i <= 5; ++i) {
@@ -87,12 +88,13 @@ std::string curveSvg(const std::vector<EpochStats>& history) {
                 << topRate * i / 5 << std::defaultfloat << "</text>\n";
     }
     double legendX = WIDTH - RIGHT - 170;
-    svg << "<rect x=\"" << legendX << "\" y=\"" << TOP + 8 << "\" width=\"160\" height=\"62\" fill=\"white\" stroke=\"#999\"/>\n"
-        << "<line x1=\"" << legendX + 8 << "\" y1=\"" << TOP + 22 << "\" x2=\"" << legendX + 32 << "\" y2=\"" << TOP + 22
-        << "\" stroke=\"#1f77b4\" stroke-width=\"2\"/><text x=\"" << legendX + 38 << "\" y=\"" << TOP + 26
+    svg << "<rect x=\"" << legendX << "\" y=\"" << TOP + 8
+        << "\" width=\"160\" height=\"62\" fill=\"white\" stroke=\"#999\"/>\n"
+        << "<line x1=\"" << legendX + 8 << "\" y1=\"" << TOP + 22 << "\" x2=\"" << legendX + 32 << "\" y2=\""
+        << TOP + 22 << "\" stroke=\"#1f77b4\" stroke-width=\"2\"/><text x=\"" << legendX + 38 << "\" y=\"" << TOP + 26
         << "\">training</text>\n"
-        << "<line x1=\"" << legendX + 8 << "\" y1=\"" << TOP + 40 << "\" x2=\"" << legendX + 32 << "\" y2=\"" << TOP + 40
-        << "\" stroke=\"#d62728\" stroke-width=\"2\"/><text x=\"" << legendX + 38 << "\" y=\"" << TOP + 44
+        << "<line x1=\"" << legendX + 8 << "\" y1=\"" << TOP + 40 << "\" x2=\"" << legendX + 32 << "\" y2=\""
+        << TOP + 40 << "\" stroke=\"#d62728\" stroke-width=\"2\"/><text x=\"" << legendX + 38 << "\" y=\"" << TOP + 44
         << "\">validation</text>\n"
         << "<line x1=\"" << legendX + 8 << "\" y1=\"" << TOP + 58 << "\" x2=\"" << legendX + 32 << "\" y2=\""
         << TOP + 58 << "\" stroke=\"#2ca02c\" stroke-dasharray=\"5,3\"/><text x=\"" << legendX + 38 << "\" y=\""

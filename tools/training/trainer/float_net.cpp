@@ -12,7 +12,7 @@ float uniform(SplitMix& r, float limit) { return (float(nextRandom(r) >> 40) / f
 
 inline float clip01(float x) { return std::min(std::max(x, 0.0f), 1.0f); }
 
-} // namespace
+}  // namespace
 
 void initRandomNet(FloatNet& net, uint64_t seed) {
     SplitMix rng{seed};
@@ -64,7 +64,8 @@ void shareKingBuckets(FloatNet& net, int kingBuckets) {
     for (int feature = 0; feature < FT_INPUTS; ++feature) {
         int row = transformerRowOf(kingBuckets, feature);
         ++covered[row];
-        for (int i = 0; i < FT_OUTPUTS; ++i) sums[size_t(row) * FT_OUTPUTS + i] += p[FT_WEIGHTS + size_t(feature) * FT_OUTPUTS + i];
+        for (int i = 0; i < FT_OUTPUTS; ++i)
+            sums[size_t(row) * FT_OUTPUTS + i] += p[FT_WEIGHTS + size_t(feature) * FT_OUTPUTS + i];
     }
     for (int row = 0; row < rows; ++row)
         for (int i = 0; i < FT_OUTPUTS; ++i)
@@ -127,7 +128,8 @@ void accumulate(const float* __restrict params, const float* __restrict bias, co
     for (int n = 0; n < count; ++n) {
         const float* __restrict row = params + FT_WEIGHTS + size_t(rows[n]) * FT_OUTPUTS;
         if (ROUND)
-            for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] += std::nearbyint(row[i] * ACTIVATION_ONE) * (1.0f / ACTIVATION_ONE);
+            for (int i = 0; i < FT_OUTPUTS; ++i)
+                sum[i] += std::nearbyint(row[i] * ACTIVATION_ONE) * (1.0f / ACTIVATION_ONE);
         else
             for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] += row[i];
     }
@@ -137,8 +139,8 @@ void accumulate(const float* __restrict params, const float* __restrict bias, co
 // The same with every row read as folded with its factor row, which is what
 // the exported file will hold.
 template <bool ROUND>
-void accumulateFactorised(const float* __restrict params, const float* __restrict bias, const uint16_t* rows,
-                          int count, float* __restrict acc) {
+void accumulateFactorised(const float* __restrict params, const float* __restrict bias, const uint16_t* rows, int count,
+                          float* __restrict acc) {
     prefetchRows(params, rows, count);
     float sum[FT_OUTPUTS];
     for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] = bias[i];
@@ -153,7 +155,7 @@ void accumulateFactorised(const float* __restrict params, const float* __restric
     for (int i = 0; i < FT_OUTPUTS; ++i) acc[i] = sum[i];
 }
 
-} // namespace
+}  // namespace
 
 float forward(const NetView& net, const Sample& s, Activations& a) {
     auto p = [&](size_t offset) { return net.dense + (offset - DENSE_START); };
@@ -162,7 +164,8 @@ float forward(const NetView& net, const Sample& s, Activations& a) {
         const uint16_t* rows = s.features.index[side];
         uint16_t bucketRows[MAX_RECORD_PIECES];
         if (net.kingBuckets != FULL_KING_LAYOUT) {
-            for (int n = 0; n < s.features.count; ++n) bucketRows[n] = uint16_t(transformerRowOf(net.kingBuckets, rows[n]));
+            for (int n = 0; n < s.features.count; ++n)
+                bucketRows[n] = uint16_t(transformerRowOf(net.kingBuckets, rows[n]));
             rows = bucketRows;
         }
         if (net.factorised && net.roundTransformer)
@@ -171,8 +174,7 @@ float forward(const NetView& net, const Sample& s, Activations& a) {
             accumulateFactorised<false>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
         else if (net.roundTransformer)
             accumulate<true>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
-        else
-            accumulate<false>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
+        else accumulate<false>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
         for (int i = 0; i < FT_OUTPUTS; ++i) a.input[side * FT_OUTPUTS + i] = clip01(a.acc[side][i]);
     }
     denseForward<L1_INPUTS, L1_OUTPUTS>(a.input, p(L1_WEIGHTS), p(L1_BIAS), a.z1);

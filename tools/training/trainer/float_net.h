@@ -52,8 +52,8 @@ constexpr size_t PARAM_COUNT = OUT_BIAS + 1;
 constexpr size_t DENSE_START = FT_BIAS;
 constexpr size_t DENSE_COUNT = PARAM_COUNT - DENSE_START;
 
-constexpr float ACTIVATION_ONE = 127.0f;   // quantised value of an activation of 1.0
-constexpr float WEIGHT_ONE = 64.0f;        // quantised value of a hidden or output weight of 1.0
+constexpr float ACTIVATION_ONE = 127.0f;  // quantised value of an activation of 1.0
+constexpr float WEIGHT_ONE = 64.0f;       // quantised value of a hidden or output weight of 1.0
 constexpr float RAW_PER_UNIT = ACTIVATION_ONE * WEIGHT_ONE;
 // Largest magnitudes the quantised types can hold: int8 weights at x64, and
 // transformer weights small enough that bias plus 32 weights stay inside int16.
@@ -62,7 +62,7 @@ constexpr float FT_WEIGHT_LIMIT = 7.5f;
 
 struct FloatNet {
     LargeFloats params = LargeFloats(PARAM_COUNT);
-    bool factorised = false;  // the factor rows take part (they stay zero otherwise)
+    bool factorised = false;             // the factor rows take part (they stay zero otherwise)
     int kingBuckets = FULL_KING_LAYOUT;  // own rows in use: ownTransformerRows(kingBuckets)
 };
 
@@ -100,20 +100,20 @@ struct Sample {
 
 // Everything the backward pass needs from the forward pass.
 struct Activations {
-    float acc[2][FT_OUTPUTS];   // transformer sums before clipping, side to move first
-    float input[L1_INPUTS];     // clipped to 0..1
+    float acc[2][FT_OUTPUTS];  // transformer sums before clipping, side to move first
+    float input[L1_INPUTS];    // clipped to 0..1
     float z1[L1_OUTPUTS], y1[L1_OUTPUTS];
     float z2[L2_OUTPUTS], y2[L2_OUTPUTS];
-    float score;                // centipawns, side to move's view
+    float score;  // centipawns, side to move's view
 };
 
 // The parameters one pass reads: the transformer weights, and the dense part
 // (from the transformer biases on) either of the same net or a rounded copy.
 struct NetView {
-    const float* transformer;  // the flat parameters; only the transformer weights are read
-    const float* dense;        // DENSE_COUNT values, the parameter at DENSE_START first
-    bool roundTransformer = false;  // read the transformer weights rounded to steps of 1/127
-    bool factorised = false;        // each feature's weights are its row plus its factor row
+    const float* transformer;            // the flat parameters; only the transformer weights are read
+    const float* dense;                  // DENSE_COUNT values, the parameter at DENSE_START first
+    bool roundTransformer = false;       // read the transformer weights rounded to steps of 1/127
+    bool factorised = false;             // each feature's weights are its row plus its factor row
     int kingBuckets = FULL_KING_LAYOUT;  // which row holds a feature's weights (transformerRowOf)
 };
 inline NetView viewOf(const FloatNet& net) {

@@ -35,6 +35,8 @@ struct HugePageAllocator {
 };
 
 template <typename T, typename U>
-bool operator==(const HugePageAllocator<T>&, const HugePageAllocator<U>&) { return true; }
+bool operator==(const HugePageAllocator<T>&, const HugePageAllocator<U>&) {
+    return true;
+}
 
 using LargeFloats = std::vector<float, HugePageAllocator<float>>;

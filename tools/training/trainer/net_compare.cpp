@@ -11,7 +11,10 @@
 #include "training.h"
 
 NetComparison compareFloatAndEngine(const NetView& floatNet, const std::vector<TrainingRecord>& records, int threads) {
-    struct Sums { size_t positions = 0; double diff = 0, maxDiff = 0, floatError = 0, engineError = 0; };
+    struct Sums {
+        size_t positions = 0;
+        double diff = 0, maxDiff = 0, floatError = 0, engineError = 0;
+    };
     std::vector<Sums> sums(threads);
     parallelFor(threads, [&](int id) {
         size_t from = records.size() * id / threads, to = records.size() * (id + 1) / threads;

@@ -11,8 +11,8 @@ struct NetComparison {
     size_t positions = 0;          // records the engine could set up
     double meanAbsDifference = 0;  // |float - engine| in centipawns after the output scaling
     double maxAbsDifference = 0;
-    double meanAbsFloatError = 0;    // |float - search score|
-    double meanAbsEngineError = 0;   // |engine - search score|
+    double meanAbsFloatError = 0;   // |float - search score|
+    double meanAbsEngineError = 0;  // |engine - search score|
 };
 
 // The engine side goes through the engine's own path: the position set up from

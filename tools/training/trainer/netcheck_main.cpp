@@ -13,9 +13,10 @@
 #include "training.h"
 
 int main(int argc, char** argv) {
-    CLI::App app{"Compares the float network of CHECKPOINT (without one: the network file's weights read back as\n"
-                 "floats) with the engine's evaluation of NET on the positions of DATA, in centipawns.",
-                 "netcheck"};
+    CLI::App app{
+        "Compares the float network of CHECKPOINT (without one: the network file's weights read back as\n"
+        "floats) with the engine's evaluation of NET on the positions of DATA, in centipawns.",
+        "netcheck"};
     prepareCommandLine(app);
     std::vector<std::string> paths;
     size_t limit = 0;

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int32_t SHIFT_ROUNDING = 32;               // half of the 1 << 6 divisor
+constexpr int32_t SHIFT_ROUNDING = 32;  // half of the 1 << 6 divisor
 
 template <typename T>
 T roundTo(float value) {
@@ -17,7 +17,7 @@ T roundTo(float value) {
     return T(std::clamp(std::nearbyint(double(value)), lo, hi));
 }
 
-} // namespace
+}  // namespace
 
 void quantiseNet(const FloatNet& net, NnueNet& out) {
     const float* p = net.params.data();

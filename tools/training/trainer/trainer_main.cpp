@@ -51,8 +51,7 @@ std::string describe(const Trainer& t, size_t positions) {
     d << ", k " << t.settings.sigmoidK << ", lr " << t.settings.learningRate;
     if (t.settings.schedule == Schedule::Cosine)
         d << " cosine to x" << t.settings.finalRateFraction << " over " << t.settings.totalEpochs << " epochs";
-    else
-        d << " x" << t.settings.learningRateDecay << " per epoch";
+    else d << " x" << t.settings.learningRateDecay << " per epoch";
     if (t.settings.factorised) d << ", factorised";
     if (t.settings.kingBuckets != FULL_KING_LAYOUT) d << ", " << t.settings.kingBuckets << " king buckets";
     if (t.settings.mirror) d << ", mirrored";
@@ -162,8 +161,8 @@ int train(const TrainOptions& o) {
         std::cout << "epoch " << e.epoch << "  loss " << std::fixed << std::setprecision(6) << e.trainLoss
                   << "  validation " << e.validationLoss << "  " << std::setprecision(0) << e.positionsPerSecond
                   << " positions/s  " << std::setprecision(1) << e.seconds << " s" << std::defaultfloat << std::endl;
-        bool ok = saveCheckpoint(t, outDir + "/checkpoint.bin") && exportTrainer(t, outDir + "/net.nnue", positions) &&
-                  writeCurveSvg(outDir + "/curve.svg", t.history);
+        bool ok = saveCheckpoint(t, outDir + "/checkpoint.bin") && exportTrainer(t, outDir + "/net.nnue", positions)
+                  && writeCurveSvg(outDir + "/curve.svg", t.history);
         writeLog(outDir + "/log.csv", t.history);
         if (!ok) {
             std::cerr << "cannot write into " << outDir << "\n";
@@ -212,11 +211,12 @@ int bench(const BenchOptions& o) {
     initRandomNet(net, 1);
     auto start = std::chrono::steady_clock::now();
     meanLoss(viewOf(net), data, TrainingSettings{}, 1);
-    double forwardRate = double(positions) / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    double forwardRate =
+        double(positions) / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     double one = benchmarkTraining(data, 1, batch);
     std::cout << std::fixed << std::setprecision(0) << "forward only, 1 thread: " << forwardRate << " positions/s\n"
-              << "training, 1 thread:     " << one << " positions/s (" << std::setprecision(2)
-              << one / forwardRate << " of forward-only)\n";
+              << "training, 1 thread:     " << one << " positions/s (" << std::setprecision(2) << one / forwardRate
+              << " of forward-only)\n";
     if (kingBuckets != FULL_KING_LAYOUT) {
         double bucketed = benchmarkTraining(data, 1, batch, kingBuckets);
         std::cout << std::setprecision(0) << "training, 1 thread, " << kingBuckets << " king buckets: " << bucketed
@@ -225,8 +225,7 @@ int bench(const BenchOptions& o) {
     if (threads > 1) {
         double many = benchmarkTraining(data, threads, batch);
         std::cout << std::setprecision(0) << "training, " << threads << " threads:    " << many << " positions/s, "
-                  << many / threads << " per thread (" << std::setprecision(2) << many / one
-                  << "x one thread)\n";
+                  << many / threads << " per thread (" << std::setprecision(2) << many / one << "x one thread)\n";
     }
     return 0;
 }
@@ -241,40 +240,44 @@ CLI::IsMember kingBucketCounts() {
 
 void declareTrain(CLI::App& app, TrainOptions& o) {
     TrainingSettings& s = o.settings;
-    CLI::App* train = app.add_subcommand("train", "train a network; writes DIR/checkpoint.bin, DIR/net.nnue, "
-                                                  "DIR/curve.svg and DIR/log.csv after every epoch");
+    CLI::App* train = app.add_subcommand("train",
+                                         "train a network; writes DIR/checkpoint.bin, DIR/net.nnue, "
+                                         "DIR/curve.svg and DIR/log.csv after every epoch");
     train->add_option("--data", o.data, "training data file; repeatable")->required()->allow_extra_args(false);
     train->add_option("--out", o.out, "DIR for the checkpoint, the network and the logs")->required();
     train->add_option("--epochs", o.epochs, "epochs to train (on --resume: the total to reach)");
     train->add_option("--batch", s.batchSize, "positions per step");
     train->add_option("--lr", s.learningRate, "learning rate at the start");
-    train->add_option("--schedule", o.schedule,
-                      "cosine: the rate falls along half a cosine to --lr-end times its start at the last epoch; "
-                      "exp: times --lr-decay per epoch")
+    train
+        ->add_option("--schedule", o.schedule,
+                     "cosine: the rate falls along half a cosine to --lr-end times its start at the last epoch; "
+                     "exp: times --lr-decay per epoch")
         ->check(CLI::IsMember({"cosine", "exp"}));
     train->add_option("--lr-end", s.finalRateFraction, "cosine: the last epoch's rate, as a share of the start");
     train->add_option("--lr-decay", s.learningRateDecay, "exp: the rate's factor per epoch");
     train->add_option("--lambda", s.lambda, "weight of the search score, the rest on the game result");
-    train->add_option("--lambda-end", s.lambdaEnd,
-                      "the weight moves in a straight line from --lambda to this at the last epoch")
+    train
+        ->add_option("--lambda-end", s.lambdaEnd,
+                     "the weight moves in a straight line from --lambda to this at the last epoch")
         ->default_str("off");
     train->add_option("--k", s.sigmoidK, "centipawns in sigmoid(score / k)");
     train->add_option("--validation", s.validationFraction, "share of the positions held out at random");
     train->add_option("--threads", o.threads, "threads")->default_str("all cores");
     train->add_option("--seed", s.seed, "seed of the weights, the split and the order");
-    train->add_option("--resume", o.resume,
-                      "CHECKPOINT to continue; the settings stored in it are used");
+    train->add_option("--resume", o.resume, "CHECKPOINT to continue; the settings stored in it are used");
     train->add_option("--round-weights", s.roundWeights,
                       "0|1: 1: the forward pass reads every weight rounded to the integer steps of the network file, "
                       "so the exported net keeps the float net's accuracy");
     train->add_option("--warmup", s.warmupSteps, "steps over which the learning rate climbs from 0");
-    train->add_option("--mirror", s.mirror, "0|1: 1: half the positions of each epoch are seen reflected left to right");
+    train->add_option("--mirror", s.mirror,
+                      "0|1: 1: half the positions of each epoch are seen reflected left to right");
     train->add_option("--factoriser", s.factorised,
                       "0|1: 1: train 768 shared piece-square rows beside the king-square blocks, folded into them "
                       "on export");
-    train->add_option("--king-buckets", s.kingBuckets,
-                      "64: every king square its own rows, the file's layout; fewer: king squares share rows by "
-                      "bucket, reflected left to right, written out to all 64 on export")
+    train
+        ->add_option("--king-buckets", s.kingBuckets,
+                     "64: every king square its own rows, the file's layout; fewer: king squares share rows by "
+                     "bucket, reflected left to right, written out to all 64 on export")
         ->check(kingBucketCounts());
     train->add_option("--init-net", o.initNet,
                       "FILE: start from this network file's weights instead of random ones; with king buckets each "
@@ -287,7 +290,7 @@ void declareTrain(CLI::App& app, TrainOptions& o) {
                       "the network scores count");
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"Trains the engine's network from training data files.", "nnue_trainer"};
@@ -306,7 +309,8 @@ int main(int argc, char** argv) {
     benchApp->add_option("--positions", benchOptions.positions, "positions");
     benchApp->add_option("--threads", benchOptions.threads, "threads")->default_str("all cores");
     benchApp->add_option("--batch", benchOptions.batch, "positions per step");
-    benchApp->add_option("--king-buckets", benchOptions.kingBuckets, "also measures one thread with this many king buckets")
+    benchApp
+        ->add_option("--king-buckets", benchOptions.kingBuckets, "also measures one thread with this many king buckets")
         ->check(kingBucketCounts());
 
     if (auto status = parseCommandLine(app, argc, argv)) return *status;

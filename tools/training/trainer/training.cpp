@@ -28,10 +28,11 @@ float adamStepSize(const Trainer& t) {
     return float(lr * std::sqrt(1.0 - std::pow(ADAM_BETA2, step)) / (1.0 - std::pow(ADAM_BETA1, step)));
 }
 
-} // namespace
+}  // namespace
 
 double scheduledRate(const TrainingSettings& s, double epochs) {
-    if (s.schedule == Schedule::Exponential) return s.learningRate * std::pow(double(s.learningRateDecay), std::floor(epochs));
+    if (s.schedule == Schedule::Exponential)
+        return s.learningRate * std::pow(double(s.learningRateDecay), std::floor(epochs));
     double progress = std::clamp(epochs / double(std::max(1, s.totalEpochs)), 0.0, 1.0);
     double end = double(s.learningRate) * s.finalRateFraction;
     return end + (double(s.learningRate) - end) * 0.5 * (1.0 + std::cos(M_PI * progress));
@@ -76,8 +77,8 @@ Sample makeSample(const TrainingRecord& r, float lambda, float k, bool mirrored)
     return s;
 }
 
-double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std::vector<uint32_t>& order,
-                  size_t begin, size_t end) {
+double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std::vector<uint32_t>& order, size_t begin,
+                  size_t end) {
     const size_t count = end - begin;
     if (count == 0) return 0.0;
     const int threads = t.threads;

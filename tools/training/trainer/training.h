@@ -22,25 +22,25 @@ enum class Schedule : uint8_t {
 
 struct TrainingSettings {
     int batchSize = 16384;
-    float learningRate = 1e-3f;   // at the first epoch
+    float learningRate = 1e-3f;       // at the first epoch
     float learningRateDecay = 0.95f;  // factor per epoch (exponential schedule)
     Schedule schedule = Schedule::Cosine;
     float finalRateFraction = 0.01f;  // cosine: the rate at the end, as a share of the start
     int totalEpochs = 20;             // cosine: the epoch at whose end the rate reaches its end value
-    float lambda = 0.75f;         // weight of the search score in the target, the rest on the game result
+    float lambda = 0.75f;             // weight of the search score in the target, the rest on the game result
     // Below zero: lambda throughout. Otherwise the weight moves in a straight line from
     // lambda at the start to this at totalEpochs. Validation keeps lambda, so runs compare.
     float lambdaEnd = -1.0f;
     float sigmoidK = DEFAULT_SIGMOID_K;
     double validationFraction = 0.02;
     uint64_t seed = 1;
-    bool roundWeights = true;     // train through the weights rounded as the network file holds them
+    bool roundWeights = true;  // train through the weights rounded as the network file holds them
     // Adam moves every weight by about the learning rate from the first step on;
     // all L1_INPUTS inputs moved alike push the first dense layer out of its clipping window,
     // where nothing learns any more. The rate climbs linearly over these steps.
     int warmupSteps = 200;
-    bool mirror = false;          // every other epoch, each position is seen reflected left to right
-    bool factorised = true;       // train the shared piece-square rows beside the king-square blocks
+    bool mirror = false;                 // every other epoch, each position is seen reflected left to right
+    bool factorised = true;              // train the shared piece-square rows beside the king-square blocks
     int kingBuckets = FULL_KING_LAYOUT;  // king blocks trained (king_buckets.h); 64 is the file's layout
 };
 
@@ -67,8 +67,8 @@ struct Trainer {
     std::vector<EpochStats> history;
     int threads = 1;
     // Work space, not saved.
-    double epochFraction = 0;    // share of the current epoch done, for the schedule
-    LargeFloats transformerGrad; // rows of the features met in a batch, zero elsewhere
+    double epochFraction = 0;     // share of the current epoch done, for the schedule
+    LargeFloats transformerGrad;  // rows of the features met in a batch, zero elsewhere
     std::vector<uint8_t> touched;
     std::vector<Sample> samples;
     std::vector<float> accGrads;
@@ -100,8 +100,8 @@ Sample makeSample(const TrainingRecord& r, float lambda, float k, bool mirrored 
 float blendedTarget(const TrainingRecord& r, float lambda, float k);
 
 // One Adam step on the records data[order[begin..end)]; returns their mean loss before the step.
-double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std::vector<uint32_t>& order,
-                  size_t begin, size_t end);
+double trainBatch(Trainer& t, const std::vector<TrainingRecord>& data, const std::vector<uint32_t>& order, size_t begin,
+                  size_t end);
 
 // Mean loss over records without changing anything.
 double meanLoss(const NetView& net, const std::vector<TrainingRecord>& data, const TrainingSettings& settings,

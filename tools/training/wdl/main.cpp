@@ -66,7 +66,7 @@ int fit(const std::string& histogram, const std::string& header, bool check, uin
 
 void table() {
     const int scores[] = {-300, -100, 0, 50, 100, 150, 200, 300, 500};
-    std::cout << "| material | " ;
+    std::cout << "| material | ";
     for (int s : scores) std::cout << s << " | ";
     std::cout << "\n|---|";
     for (size_t i = 0; i < std::size(scores); ++i) std::cout << "---|";
