@@ -198,7 +198,9 @@ TEST(SearchGo, MultiPvLinesPerIteration) {
                 if (startsWith(l, "info score mate 1 ")) mates.insert(firstMove(l));
             }
             EXPECT_EQ(firsts.size(), lineSet.size()) << lineSet[0];
-            if (!c.allowed.empty()) EXPECT_EQ(firsts, c.allowed);
+            if (!c.allowed.empty()) {
+                EXPECT_EQ(firsts, c.allowed);
+            }
             EXPECT_EQ(mates, c.mating);
         }
         EXPECT_EQ(lines.back().substr(0, 13), "bestmove " + firstMove(iterations.back()[0]));

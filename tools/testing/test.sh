@@ -11,6 +11,8 @@ command -v g++ >/dev/null || missing+=(g++)
 # The Windows build is cross-compiled and run under wine by one of the tests.
 command -v x86_64-w64-mingw32-g++-posix >/dev/null || missing+=(mingw-w64)
 command -v wine >/dev/null || missing+=(wine wine64)
+# One test keeps the C++ files laid out as .clang-format says.
+command -v clang-format >/dev/null || missing+=(clang-format)
 # One test plays a game through polyglot, as xboard users run the engine.
 command -v polyglot >/dev/null || [ -x /usr/games/polyglot ] || missing+=(polyglot)
 if [ ${#missing[@]} -gt 0 ]; then
