@@ -29,6 +29,9 @@ struct TimeControl {
     float timeFactor = 1.0f;
     std::vector<Move> searchMoves;  // "searchmoves": the root moves allowed; empty for all
     int multiPv = 1;                // MultiPV: the best root moves searched and reported, each with its line
+    bool showWdl = false;           // UCI_ShowWDL: info lines carry win/draw/loss chances
+    int limitElo = 0;               // UCI_LimitStrength: the rating played at; 0 for full strength
+    uint64_t strengthNodes = 0;     // ... and the nodes after which no new iteration starts
 };
 
 // Written by the command thread only while the search threads are idle.

@@ -1,7 +1,9 @@
 #include "search/root.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <random>
 
 #include "board/makemove.h"
 #include "board/movegen.h"
@@ -9,8 +11,10 @@
 #include "search/movepick.h"
 #include "search/pool.h"
 #include "search/search.h"
+#include "search/strength.h"
 #include "search/timeman.h"
 #include "search/tt.h"
+#include "search/wdl.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
 #include "uci/movetext.h"
@@ -55,6 +59,7 @@ void resetForSearch(worker& w) {
     w.bestMoveChanges = 0;
     w.stabilityScale = 1.0;
     w.rootBestMove = NO_MOVE;
+    w.rootFromTablebases = false;
     w.rootPv.clear();
     w.rootMoves.clear();
     w.rootLines.clear();
@@ -203,7 +208,8 @@ void printIteration(const worker& w, int depth) {
     const size_t lineCount = std::min(w.rootLines.size(), size_t(timeControl.multiPv));
     for (size_t i = 0; i < lineCount; ++i) {
         const RootLine& line = w.rootLines[i];
-        sendLine(infoLine(line.score, depth, w.selDepth, nodes, elapsed, tbHits, line.pv, w.position, int(i) + 1));
+        sendLine(infoLine(line.score, depth, w.selDepth, nodes, elapsed, tbHits, line.pv, w.position,
+                          firstLineRank() ? int(i) + 1 : 0));
     }
 }
 
@@ -211,8 +217,29 @@ void printIteration(const worker& w, int depth) {
 void reportNoMove(worker& w) {
     w.stop->set();
     if (!reports(w)) return;
-    if (w.position.plyStates[0].inCheck) sendLine("info score mate 0");
-    else sendLine("info score cp 0 depth 0 seldepth 0 nodes 0 nps 0 time 0 tbhits 0 pv");
+    // With UCI_ShowWDL the result, mated or stalemate, is certain.
+    const bool mated = w.position.plyStates[0].inCheck;
+    const char* wdl = !timeControl.showWdl ? "" : mated ? " wdl 0 0 1000" : " wdl 0 1000 0";
+    if (mated) sendLine(std::string("info score mate 0") + wdl);
+    else sendLine(std::string("info score cp 0") + wdl + " depth 0 seldepth 0 nodes 0 nps 0 time 0 tbhits 0 pv");
+}
+
+// The tables' result at the root is certain; a searched score is not.
+const WdlChances* knownResult(const worker& w) {
+    static const WdlChances outcomes[3] = {wdlCertain(-1), wdlCertain(0), wdlCertain(1)};
+    if (!w.rootFromTablebases) return nullptr;
+    return &outcomes[w.rootBestScore > 0 ? 2 : w.rootBestScore < 0 ? 0 : 1];
+}
+
+// Under a strength limit the move is drawn among the boss's lines of its last
+// completed iteration, which stand best first.
+RootLine limitedChoice(const boss& b) {
+    static std::mt19937_64 random(uint64_t(std::chrono::steady_clock::now().time_since_epoch().count()));
+    const size_t count = std::min(b.rootLines.size(), size_t(STRENGTH_LINES));
+    std::vector<int> scores;
+    for (size_t i = 0; i < count; ++i) scores.push_back(b.rootLines[i].score);
+    double random01 = double(random() >> 11) / double(uint64_t(1) << 53);
+    return b.rootLines[chooseLimitedLine(scores, timeControl.limitElo, random01)];
 }
 
 bool rootTablebaseMove(worker& w) {
@@ -225,22 +252,28 @@ bool rootTablebaseMove(worker& w) {
     w.rootBestMove = m;
     w.rootBestScore = score;
     w.rootPv = {m};
+    w.rootFromTablebases = true;
     w.selDepth = 127;
     w.completedDepth = 127;
     // The final report sums the threads' counters: the probe is its one node and hit.
     w.nodes.fetch_add(1, std::memory_order_relaxed);
     w.tbHits.fetch_add(1, std::memory_order_relaxed);
-    if (reports(w)) sendLine(infoLine(score, 127, 127, 1, 1, 1, w.rootPv, w.position, firstLineRank()));
+    if (reports(w)) sendLine(infoLine(score, 127, 127, 1, 1, 1, w.rootPv, w.position, firstLineRank(), knownResult(w)));
     return true;
 }
 
 }  // namespace
 
 std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t elapsed, uint64_t tbHits,
-                     const std::vector<Move>& pv, const Position& root, int multiPv) {
+                     const std::vector<Move>& pv, const Position& root, int multiPv, const WdlChances* known) {
     std::string line = "info score ";
     if (isMateScore(score)) line.append("mate ").append(std::to_string(mateMoves(score)));
     else line.append("cp ").append(std::to_string(score));
+    if (timeControl.showWdl) {
+        WdlChances c = known ? *known : wdlOfScore(score, wdlMaterial(root));
+        line.append(" wdl ").append(std::to_string(c.win)).append(" ").append(std::to_string(c.draw));
+        line.append(" ").append(std::to_string(c.loss));
+    }
     if (multiPv > 0) line.append(" multipv ").append(std::to_string(multiPv));
     int64_t ms = elapsed > 0 ? elapsed : 1;
     auto field = [&line](const char* name, auto value) { line.append(name).append(std::to_string(value)); };
@@ -290,7 +323,10 @@ void iterativeDeepening(worker& w, bool leader) {
         if (w.rootMoves.empty()) w.rootMoves.push_back(moveBase(allowed[0]));
     }
     // MultiPV: as many lines as there are moves to search; a search on its own reports one.
-    const size_t lineCount = w.solo ? 1 : std::min(w.rootMoves.size(), size_t(std::max(1, timeControl.multiPv)));
+    // A strength limit searches a few lines to choose among, whatever MultiPV prints.
+    size_t wanted = size_t(std::max(1, timeControl.multiPv));
+    if (timeControl.limitElo) wanted = std::max(wanted, size_t(STRENGTH_LINES));
+    const size_t lineCount = w.solo ? 1 : std::min(w.rootMoves.size(), wanted);
     // The tablebase root move is one line; several are searched (the nodes still probe the tables).
     if (leader && !restricted && lineCount == 1 && rootTablebaseMove(w)) return;
 
@@ -339,6 +375,8 @@ void iterativeDeepening(worker& w, bool leader) {
         } else if (w.softNodeBudget > 0 && w.nodes.load(std::memory_order_relaxed) >= w.softNodeBudget) {
             goOn = false;
         }
+        // A strength limit lets the iteration that crosses its budget finish, so every line has a score.
+        if (!w.solo && timeControl.strengthNodes && totalNodes() >= timeControl.strengthNodes) goOn = false;
         if (!goOn) break;
     }
 }
@@ -351,11 +389,12 @@ void reportResult(boss& b) {
     const worker* chosen = &b;
     for (const worker* w : pool)
         if (w->completedDepth > chosen->completedDepth && w->rootBestMove) chosen = w;
-    b.reportedMove = chosen->rootBestMove;
-    b.reportedPonder =
-        chosen->rootPv.size() > 1 && sameMove(chosen->rootPv[0], chosen->rootBestMove) ? chosen->rootPv[1] : NO_MOVE;
-    sendLine(infoLine(chosen->rootBestScore, chosen->completedDepth, chosen->selDepth, totalNodes(), elapsedMs(),
-                      totalTbHits(), chosen->rootPv, b.position, firstLineRank()));
+    RootLine played{chosen->rootBestMove, chosen->rootBestScore, chosen->rootPv};
+    if (timeControl.limitElo && b.completedDepth > 0 && b.rootLines.size() > 1) played = limitedChoice(b);
+    b.reportedMove = played.move;
+    b.reportedPonder = played.pv.size() > 1 && sameMove(played.pv[0], played.move) ? played.pv[1] : NO_MOVE;
+    sendLine(infoLine(played.score, chosen->completedDepth, chosen->selDepth, totalNodes(), elapsedMs(), totalTbHits(),
+                      played.pv, b.position, firstLineRank(), knownResult(*chosen)));
     std::string line = "bestmove " + moveToText(b.position, b.reportedMove);
     if (b.reportedPonder) {
         Position& p = b.position;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "search/wdl.h"
 #include "search/worker.h"
 
 // Runs one thread's whole search; `leader` is true for the boss, which prints
@@ -15,9 +16,12 @@ void iterativeDeepening(worker& w, bool leader);
 void reportResult(boss& b);
 
 // "info score ..." with the counts of all threads; `multiPv` above 0 adds
-// "multipv <multiPv>" after the score, the line's rank under MultiPV.
+// "multipv <multiPv>" after the score, the line's rank under MultiPV. With
+// UCI_ShowWDL on, "wdl W D L" follows the score: `known` where the result is
+// certain, otherwise the model's chances for the score.
 std::string infoLine(int score, int depth, int selDepth, uint64_t nodes, int64_t elapsed, uint64_t tbHits,
-                     const std::vector<Move>& pv, const Position& root, int multiPv = 0);
+                     const std::vector<Move>& pv, const Position& root, int multiPv = 0,
+                     const WdlChances* known = nullptr);
 
 // Depth scheme of the helper threads, by index mod 16.
 extern const int DEPTH_CYCLE[16];

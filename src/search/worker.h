@@ -120,6 +120,7 @@ public:
     int rootBestScore = 0;
     Move rootBestMove = NO_MOVE;
     int completedDepth = 0;
+    bool rootFromTablebases = false;  // the root move came from the tables, not a search
     int bestMoveChanges = 0;
     double stabilityScale = 1.0;
 

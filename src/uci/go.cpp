@@ -8,6 +8,7 @@
 
 #include "eval/network.h"
 #include "search/control.h"
+#include "search/strength.h"
 #include "search/threads.h"
 #include "search/timeman.h"
 #include "search/tt.h"
@@ -125,6 +126,11 @@ void go(std::istream& args) {
     }
 
     tc.multiPv = optionMultiPv;
+    tc.showWdl = optionShowWdl;
+    if (optionLimitStrength) {
+        tc.limitElo = optionElo;
+        tc.strengthNodes = strengthFor(optionElo).nodes;
+    }
     startTimeManagement(tc, mainPosition.sideToMove, optionMoveOverhead, optionThreads, optionPonder);
     timeControl = tc;
     stopFlag.set(false);

@@ -5,6 +5,7 @@
 
 #include "board/position.h"
 #include "eval/network.h"
+#include "search/strength.h"
 #include "search/threads.h"
 #include "search/tt.h"
 #include "tablebase/registry.h"
@@ -36,6 +37,9 @@ constexpr OptionSpec NUMA_NODE{"WindowsNumaNode", OptionType::SPIN, 0, 0, 4};
 constexpr OptionSpec CHESS960{"UCI_Chess960", OptionType::CHECK};
 constexpr OptionSpec MULTI_PV{"MultiPV", OptionType::SPIN, 1, 1, 256};
 constexpr OptionSpec CLEAR_HASH{"Clear Hash", OptionType::BUTTON};
+constexpr OptionSpec SHOW_WDL{"UCI_ShowWDL", OptionType::CHECK};
+constexpr OptionSpec LIMIT_STRENGTH{"UCI_LimitStrength", OptionType::CHECK};
+constexpr OptionSpec ELO{"UCI_Elo", OptionType::SPIN, STRENGTH_ELO_DEFAULT, STRENGTH_ELO_MIN, STRENGTH_ELO_MAX};
 
 }  // namespace
 
@@ -47,6 +51,9 @@ int optionSyzygyProbeDepth = SYZYGY_PROBE_DEPTH.defaultValue;
 std::string optionSyzygyPath = EMPTY_TEXT;
 int optionNumaNode = NUMA_NODE.defaultValue;
 int optionMultiPv = MULTI_PV.defaultValue;
+bool optionShowWdl = false;
+bool optionLimitStrength = false;
+int optionElo = ELO.defaultValue;
 
 namespace {
 
@@ -70,6 +77,9 @@ int setNumaNode(const std::string&, int node) {
 }
 int setChess960(const std::string&, int on) { return chess960 = on; }
 int setMultiPv(const std::string&, int lines) { return optionMultiPv = lines; }
+int setShowWdl(const std::string&, int on) { return optionShowWdl = on; }
+int setLimitStrength(const std::string&, int on) { return optionLimitStrength = on; }
+int setElo(const std::string&, int elo) { return optionElo = elo; }
 int pressClearHash(const std::string&, int) {
     clearSearchMemory();
     sendLine("info string Hash cleared");
@@ -112,6 +122,9 @@ const OptionEntry OPTIONS[] = {
     {CHESS960, "info string UCI_Chess960 set to : ", setChess960},
     {MULTI_PV, "info string MultiPV set to : ", setMultiPv},
     {CLEAR_HASH, nullptr, pressClearHash},
+    {SHOW_WDL, "info string UCI_ShowWDL set to : ", setShowWdl},
+    {LIMIT_STRENGTH, "info string UCI_LimitStrength set to : ", setLimitStrength},
+    {ELO, "info string UCI_Elo set to : ", setElo},
 };
 
 std::string declarationLine(const OptionSpec& o) {

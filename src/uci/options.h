@@ -14,6 +14,9 @@ extern int optionSyzygyProbeDepth;
 extern std::string optionSyzygyPath;
 extern int optionNumaNode;  // 0 = automatic, 1..4 a fixed node
 extern int optionMultiPv;   // principal variations searched and reported
+extern bool optionShowWdl;  // info lines carry win/draw/loss chances
+extern bool optionLimitStrength;
+extern int optionElo;  // the rating played at under optionLimitStrength
 // UCI_Chess960 lives beside the board code as `chess960`; NetFile as the network path.
 
 // The "option" lines of the "uci" answer, in their order.

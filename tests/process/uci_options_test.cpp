@@ -49,7 +49,8 @@ TEST(UciOptions, DeclarationsAreWhatSetoptionEnforces) {
         names.push_back(declared.emplace_back(parseDeclaration(line)).name);
     EXPECT_EQ(names,
               (std::vector<std::string>{"Threads", "Hash", "Ponder", "MoveOverhead", "SyzygyPath", "SyzygyProbeDepth",
-                                        "WindowsNumaNode", "NetFile", "UCI_Chess960", "MultiPV", "Clear Hash"}));
+                                        "WindowsNumaNode", "NetFile", "UCI_Chess960", "MultiPV", "Clear Hash",
+                                        "UCI_ShowWDL", "UCI_LimitStrength", "UCI_Elo"}));
     for (const auto& d : declared) {
         const std::string set = "setoption name " + d.name + " value ";
         if (d.type == "spin") {
@@ -91,6 +92,8 @@ TEST(UciOptions, RepliesNameTheStoredValue) {
     EXPECT_EQ(reply(s, "setoption name MultiPV value 3"), "info string MultiPV set to : 3");
     EXPECT_EQ(reply(s, "setoption name MultiPV value many"),
               "info string invalid stoi argument: 'many' is not a number, option unchanged");
+    EXPECT_EQ(reply(s, "setoption name UCI_Elo value 99999"), "info string UCI_Elo set to : 2500");
+    EXPECT_EQ(reply(s, "setoption name UCI_ShowWDL value true"), "info string UCI_ShowWDL set to : 1");
     // Unknown and two-word names get no reply at all.
     s.send("setoption name Hash Size value 8");
     s.send("setoption name hash value 8");

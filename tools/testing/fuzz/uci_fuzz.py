@@ -44,8 +44,8 @@ PERFT_FILE = ("4k3/8/8/8/8/8/8/4K3 w - - 0 1;2;25\n"
 
 MOVE = r"[a-h][1-8][a-h][1-8][nbrq]?"
 KNOWN_LINES = [re.compile(p) for p in [
-    r"info score (cp -?\d+|mate -?\d+)( multipv \d+)? depth \d+ seldepth \d+ nodes \d+ nps \d+ time \d+ tbhits \d+ pv( %s)*" % MOVE,
-    r"info score mate 0",
+    r"info score (cp -?\d+|mate -?\d+)( wdl \d+ \d+ \d+)?( multipv \d+)? depth \d+ seldepth \d+ nodes \d+ nps \d+ time \d+ tbhits \d+ pv( %s)*" % MOVE,
+    r"info score mate 0( wdl 0 0 1000)?",
     r"bestmove (%s|\(none\))( ponder %s)?" % (MOVE, MOVE),
     r"readyok", r"uciok", r"id name Quorvane 3\.0.*", r"id author Olvredan", r"option name \S+( Hash)? type .*",
     r"Quorvane 3\.0.*", r"by Olvredan", r"enter 'help' to see the commands", r"Net read", r"Unknown command",
@@ -237,7 +237,8 @@ class Gen:
         r = self.rng
         name = r.choice(["Hash", "Threads", "MoveOverhead", "Ponder", "SyzygyProbeDepth", "SyzygyPath", "NetFile",
                          "WindowsNumaNode", "UCI_Chess960", "UCI_Chess960", "Nonsense", "hash", "Move Overhead",
-                         "MultiPV", "MultiPV", "MultiPV", "Clear Hash", "Clear", "clear hash"])
+                         "MultiPV", "MultiPV", "MultiPV", "Clear Hash", "Clear", "clear hash", "UCI_ShowWDL",
+                         "UCI_ShowWDL", "UCI_LimitStrength", "UCI_LimitStrength", "UCI_Elo", "UCI_Elo"])
         values = {
             "Hash": ["1", "2", "3", "16", "32", "0", "-5", "abc", "", "99999999999", "1e9"],
             "Threads": ["1", "2", "3", "4", "1", "2", "0", "-3", "abc", "8"],
@@ -250,6 +251,9 @@ class Gen:
             "UCI_Chess960": ["true", "false", "True"],
             "MultiPV": ["1", "2", "3", "4", "5", "8", "256", "0", "1000", "-2", "abc", "", "3x", "99999999999"],
             "Clear Hash": ["", "true", "x"],
+            "UCI_ShowWDL": ["true", "true", "false", "True", ""],
+            "UCI_LimitStrength": ["true", "false", "true", "TRUE"],
+            "UCI_Elo": ["1500", "2000", "2500", "1800", "0", "99999", "x", ""],
         }.get(name, ["1", "x"])
         value = r.choice(values)
         if name == "UCI_Chess960":
@@ -339,8 +343,9 @@ class Failure(Exception):
 
 
 class Search:
-    def __init__(self, root, chess960, allowed, multipv):
+    def __init__(self, root, chess960, allowed, multipv, show_wdl=False):
         self.root, self.chess960, self.allowed, self.multipv = root, chess960, allowed, multipv
+        self.show_wdl = show_wdl
         self.group = []  # the ranked lines of the iteration being printed: (rank, first move, score)
 
 
@@ -469,6 +474,7 @@ class Runner:
         self.chess960 = False
         self.net_ok = True
         self.multipv = 1
+        self.show_wdl = False
         self.searches = []          # accepted go commands whose bestmove has not come
         self.refusals_expected = 0
         self.refusals_seen = 0
@@ -585,6 +591,7 @@ class Runner:
 
     def check_info(self, line):
         s = self.current_search(line)
+        self.check_wdl(s, line)
         self.check_rank(s, line)
         if s.root is None:
             return
@@ -596,6 +603,23 @@ class Runner:
         elif line == "info score mate 0":
             if s.root.legal_moves() or not s.root.in_check():
                 raise Failure("illegal", "mate 0 reported in %s" % s.root.fen(s.chess960))
+
+    def check_wdl(self, s, line):
+        """UCI_ShowWDL: every line with a score carries three per-mille chances adding up to 1000, right after the
+        score; a mate is a sure result. Without it, none does."""
+        m = re.search(r" wdl (\d+) (\d+) (\d+)", line)
+        if not s.show_wdl:
+            if m:
+                raise Failure("protocol", "wdl with UCI_ShowWDL off: %r" % line[:200])
+            return
+        if not m:
+            raise Failure("protocol", "no wdl with UCI_ShowWDL on: %r" % line[:200])
+        w, d, l = (int(x) for x in m.groups())
+        if w + d + l != 1000:
+            raise Failure("protocol", "wdl does not add up to 1000: %r" % line[:200])
+        mate = re.match(r"info score mate (-?\d+)", line)
+        if mate and (w, d, l) != ((1000, 0, 0) if int(mate.group(1)) > 0 else (0, 0, 1000)):
+            raise Failure("protocol", "a mate is not a sure result: %r" % line[:200])
 
     def line_count_of(self, s):
         """How many lines a MultiPV search prints per iteration; None when the root is not known."""
@@ -680,6 +704,8 @@ class Runner:
                 if on != self.chess960:
                     self.belief = None  # castling rights were read under the other rule
                 self.chess960 = on
+            elif name == "UCI_ShowWDL":
+                self.show_wdl = value == "true"
             elif name == "MultiPV" and spin_value(value) is not None:
                 self.multipv = min(256, max(1, spin_value(value)))
             elif name == "Clear Hash":
@@ -704,7 +730,7 @@ class Runner:
                             break
                         if t in legal:
                             allowed.add(t)
-                self.searches.append(Search(self.belief, self.chess960, allowed, self.multipv))
+                self.searches.append(Search(self.belief, self.chess960, allowed, self.multipv, self.show_wdl))
         self.send(text)
         if head == "isready" and len(w) == 1:
             self.pump_until(lambda l: l == "readyok", 10 * self.scale, "readyok")

@@ -1,0 +1,26 @@
+// Playing at a chosen rating (UCI_LimitStrength with UCI_Elo): each move is
+// searched with a node budget that shrinks with the rating, over a few root
+// lines, and the move played is drawn among those lines, a worse one the
+// likelier the lower the rating. Every move played is a searched legal move,
+// and the usual time limits still end the search first where they are shorter.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+constexpr int STRENGTH_ELO_MIN = 1500;
+constexpr int STRENGTH_ELO_MAX = 2500;
+constexpr int STRENGTH_ELO_DEFAULT = 2000;
+// Root lines searched under a strength limit, whatever MultiPV asks to print.
+constexpr int STRENGTH_LINES = 4;
+
+struct StrengthLimit {
+    uint64_t nodes;   // the search's node budget for one move
+    double spreadCp;  // a line this far below the best is played e^-1 times as often
+};
+StrengthLimit strengthFor(int elo);
+
+// Index of the line to play, given the lines' scores best first and a random
+// number in [0, 1).
+size_t chooseLimitedLine(const std::vector<int>& scores, int elo, double random01);
