@@ -8,8 +8,8 @@ namespace {
 // The two ends of the scale; in between, both figures change geometrically
 // with the rating. The nodes set the depth of play, the spread the mistakes:
 // alone, a budget of a few hundred nodes still finds every short tactic.
-constexpr double NODES_AT_MIN = 300, NODES_AT_MAX = 30000;
-constexpr double SPREAD_AT_MIN = 80, SPREAD_AT_MAX = 5;
+constexpr double NODES_AT_MIN = 1200, NODES_AT_MAX = 400000;
+constexpr double SPREAD_AT_MIN = 50, SPREAD_AT_MAX = 2;
 // Score differences count up to this much, so a mate line weighs like a large material edge.
 constexpr int LARGEST_DIFFERENCE = 1000;
 

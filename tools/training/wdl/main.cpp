@@ -65,17 +65,18 @@ int fit(const std::string& histogram, const std::string& header, bool check, uin
 }
 
 void table() {
-    const int scores[] = {-300, -100, 0, 50, 100, 150, 200, 300, 500};
-    std::cout << "| material | ";
-    for (int s : scores) std::cout << s << " | ";
+    const int scores[] = {0, 50, 100, 200, 300, 500};
+    std::cout << "| material \\ score |";
+    for (int s : scores) std::cout << " " << s << " |";
     std::cout << "\n|---|";
     for (size_t i = 0; i < std::size(scores); ++i) std::cout << "---|";
     std::cout << "\n";
-    for (int material : {78, 60, 40, 25}) {
-        std::cout << "| " << material << " | ";
+    auto percent = [](int perMille) { return std::to_string((perMille + 5) / 10); };
+    for (int material : {78, 60, 40, 25, 12}) {
+        std::cout << "| " << material << " |";
         for (int s : scores) {
             WdlChances c = wdlOfScore(s, material);
-            std::cout << c.win / 10.0 << "/" << c.draw / 10.0 << "/" << c.loss / 10.0 << " | ";
+            std::cout << " " << percent(c.win) << "/" << percent(c.draw) << "/" << percent(c.loss) << " |";
         }
         std::cout << "\n";
     }
