@@ -63,6 +63,7 @@ void resetForSearch(worker& w) {
     w.rootPv.clear();
     w.rootMoves.clear();
     w.rootLines.clear();
+    w.completedLines.clear();
     for (SearchFrame& f : w.frameStack) {
         f.movedBy = f.current = f.ttMove = f.bestMove = NO_MOVE;
         f.staticEval = 0;
@@ -232,14 +233,15 @@ const WdlChances* knownResult(const worker& w) {
 }
 
 // Under a strength limit the move is drawn among the boss's lines of its last
-// completed iteration, which stand best first.
+// completed iteration, which stand best first (with MultiPV above the
+// strength's own lines, among the strength's lines only).
 RootLine limitedChoice(const boss& b) {
     static std::mt19937_64 random(uint64_t(std::chrono::steady_clock::now().time_since_epoch().count()));
-    const size_t count = std::min(b.rootLines.size(), size_t(STRENGTH_LINES));
+    const size_t count = std::min(b.completedLines.size(), size_t(strengthFor(timeControl.limitElo).lines));
     std::vector<int> scores;
-    for (size_t i = 0; i < count; ++i) scores.push_back(b.rootLines[i].score);
+    for (size_t i = 0; i < count; ++i) scores.push_back(b.completedLines[i].score);
     double random01 = double(random() >> 11) / double(uint64_t(1) << 53);
-    return b.rootLines[chooseLimitedLine(scores, timeControl.limitElo, random01)];
+    return b.completedLines[chooseLimitedLine(scores, timeControl.limitElo, random01)];
 }
 
 bool rootTablebaseMove(worker& w) {
@@ -325,7 +327,7 @@ void iterativeDeepening(worker& w, bool leader) {
     // MultiPV: as many lines as there are moves to search; a search on its own reports one.
     // A strength limit searches a few lines to choose among, whatever MultiPV prints.
     size_t wanted = size_t(std::max(1, timeControl.multiPv));
-    if (timeControl.limitElo) wanted = std::max(wanted, size_t(STRENGTH_LINES));
+    if (timeControl.limitElo) wanted = std::max(wanted, size_t(strengthFor(timeControl.limitElo).lines));
     const size_t lineCount = w.solo ? 1 : std::min(w.rootMoves.size(), wanted);
     // The tablebase root move is one line; several are searched (the nodes still probe the tables).
     if (leader && !restricted && lineCount == 1 && rootTablebaseMove(w)) return;
@@ -355,6 +357,9 @@ void iterativeDeepening(worker& w, bool leader) {
         if (w.stop->get()) break;
 
         w.completedDepth = depth;
+        // An iteration cut short reorders its lines; the move to play is drawn among whole ones.
+        if (timeControl.limitElo && lineCount > 1)
+            w.completedLines.assign(w.rootLines.begin(), w.rootLines.begin() + long(lineCount));
         if (leader) printIteration(w, depth);
 
         const int score = w.rootBestScore;
@@ -390,7 +395,7 @@ void reportResult(boss& b) {
     for (const worker* w : pool)
         if (w->completedDepth > chosen->completedDepth && w->rootBestMove) chosen = w;
     RootLine played{chosen->rootBestMove, chosen->rootBestScore, chosen->rootPv};
-    if (timeControl.limitElo && b.completedDepth > 0 && b.rootLines.size() > 1) played = limitedChoice(b);
+    if (timeControl.limitElo && b.completedLines.size() > 1) played = limitedChoice(b);
     b.reportedMove = played.move;
     b.reportedPonder = played.pv.size() > 1 && sameMove(played.pv[0], played.move) ? played.pv[1] : NO_MOVE;
     sendLine(infoLine(played.score, chosen->completedDepth, chosen->selDepth, totalNodes(), elapsedMs(), totalTbHits(),

@@ -5,24 +5,32 @@
 
 namespace {
 
-// The two ends of the scale; in between, both figures change geometrically
-// with the rating. The nodes set the depth of play, the spread the mistakes:
-// alone, a budget of a few hundred nodes still finds every short tactic.
-constexpr double NODES_AT_MIN = 1200, NODES_AT_MAX = 400000;
-constexpr double SPREAD_AT_MIN = 50, SPREAD_AT_MAX = 2;
+// Measured points of the scale (tools/testing/match/calibrate_elo.sh); in
+// between, both figures change geometrically with the rating. The nodes set
+// the depth of play, the spread the mistakes: alone, a budget of a thousand
+// nodes still finds every short tactic.
+struct Anchor {
+    int elo;
+    double nodes, spreadCp;
+};
+constexpr Anchor ANCHORS[] = {{1500, 1200, 50}, {2000, 60000, 6}, {2500, 4000000, 0.5}};
+// Below this spread the lines after the first are all but never played, so
+// only the best move is searched, at full depth.
+constexpr double SINGLE_LINE_SPREAD = 2;
 // Score differences count up to this much, so a mate line weighs like a large material edge.
 constexpr int LARGEST_DIFFERENCE = 1000;
-
-double along(double atMin, double atMax, int elo) {
-    double t = double(std::clamp(elo, STRENGTH_ELO_MIN, STRENGTH_ELO_MAX) - STRENGTH_ELO_MIN)
-               / (STRENGTH_ELO_MAX - STRENGTH_ELO_MIN);
-    return atMin * std::pow(atMax / atMin, t);
-}
 
 }  // namespace
 
 StrengthLimit strengthFor(int elo) {
-    return {uint64_t(std::llround(along(NODES_AT_MIN, NODES_AT_MAX, elo))), along(SPREAD_AT_MIN, SPREAD_AT_MAX, elo)};
+    elo = std::clamp(elo, STRENGTH_ELO_MIN, STRENGTH_ELO_MAX);
+    size_t i = 0;
+    while (i + 2 < std::size(ANCHORS) && elo > ANCHORS[i + 1].elo) ++i;
+    const Anchor &low = ANCHORS[i], &high = ANCHORS[i + 1];
+    double t = double(elo - low.elo) / (high.elo - low.elo);
+    double nodes = low.nodes * std::pow(high.nodes / low.nodes, t);
+    double spread = low.spreadCp * std::pow(high.spreadCp / low.spreadCp, t);
+    return {uint64_t(std::llround(nodes)), spread, spread < SINGLE_LINE_SPREAD ? 1 : STRENGTH_LINES};
 }
 
 size_t chooseLimitedLine(const std::vector<int>& scores, int elo, double random01) {

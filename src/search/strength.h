@@ -12,12 +12,14 @@
 constexpr int STRENGTH_ELO_MIN = 1500;
 constexpr int STRENGTH_ELO_MAX = 2500;
 constexpr int STRENGTH_ELO_DEFAULT = 2000;
-// Root lines searched under a strength limit, whatever MultiPV asks to print.
+// Root lines searched under a strength limit, whatever MultiPV asks to print,
+// where the rating leaves room for a choice.
 constexpr int STRENGTH_LINES = 4;
 
 struct StrengthLimit {
     uint64_t nodes;   // the search's node budget for one move
     double spreadCp;  // a line this far below the best is played e^-1 times as often
+    int lines;        // root lines searched to choose among
 };
 StrengthLimit strengthFor(int elo);
 

@@ -112,6 +112,7 @@ public:
     std::vector<Move> rootPv;     // principal variation of the best root move
     // MultiPV > 1: every root move, the lines of the last iteration first, best first; empty otherwise.
     std::vector<RootLine> rootLines;
+    std::vector<RootLine> completedLines;  // under a strength limit, the lines of the last completed iteration
     std::atomic<uint64_t> nodes{0};
     std::atomic<uint64_t> tbHits{0};
     std::atomic<int> currentDepth{0};
