@@ -69,9 +69,7 @@ void clearPosition(Position& p) {
     p.phase = 0;
     p.sideToMove = WHITE;
     p.gamePly = p.fiftyMove = 0;
-    Move* stack = p.plyStates[0].moveStart;
-    p.plyStates[0] = posinfo{};
-    p.plyStates[0].moveStart = stack;
+    setRootPlyState(p, posinfo{});
     p.dirty[0].count = 0;
     p.acc[0].computed = 0;
 }
@@ -345,21 +343,12 @@ std::string boardPicture(const Position& p) {
 void copyRootPosition(Position& dst, const Position& src) {
     std::memcpy(dst.board, src.board, sizeof src.board);
     std::memcpy(dst.pieces, src.pieces, sizeof src.pieces);
-    dst.key = src.key;
-    dst.pawnKey = src.pawnKey;
-    dst.material[0] = src.material[0];
-    dst.material[1] = src.material[1];
-    dst.psq[0] = src.psq[0];
-    dst.psq[1] = src.psq[1];
-    dst.phase = src.phase;
+    copyUndoFields(dst, src);
     dst.sideToMove = src.sideToMove;
     dst.gamePly = src.gamePly;
-    dst.fiftyMove = src.fiftyMove;
     std::memcpy(dst.castlingRook, src.castlingRook, sizeof src.castlingRook);
     std::memcpy(dst.keyHistory, src.keyHistory, sizeof(uint64_t) * src.gamePly);
-    Move* stack = dst.plyStates[0].moveStart;
-    dst.plyStates[0] = src.plyStates[0];
-    dst.plyStates[0].moveStart = stack;
+    setRootPlyState(dst, src.plyStates[0]);
     dst.dirty[0].count = 0;
     dst.acc[0].computed = 0;
 }
