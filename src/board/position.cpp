@@ -196,33 +196,21 @@ bool setFen(Position& p, const std::string& fenText, std::string* error, int* dr
         p.castlingRook[CR_WHITE_LONG] = 0;
         p.castlingRook[CR_BLACK_LONG] = 56;
     }
+    // A file letter names the rook; the side of the king it stands on says which right it is.
+    auto castleWithRookOn = [&](int colour, int sq) {
+        int index = (sq >= kingSquare(p, colour) ? CR_WHITE_SHORT : CR_WHITE_LONG) + colour;
+        root.castling |= 1 << index;  // the mask bit that goes with castlingRook[index]
+        p.castlingRook[index] = uint8_t(sq);
+    };
     if (fields[2] != "-") {
         for (char c : fields[2]) {
             if (c == 'K') root.castling |= WHITE_SHORT;
             else if (c == 'Q') root.castling |= WHITE_LONG;
             else if (c == 'k') root.castling |= BLACK_SHORT;
             else if (c == 'q') root.castling |= BLACK_LONG;
-            else if (c >= 'A' && c <= 'H') {
-                int sq = c - 'A';
-                if (sq >= kingSquare(p, WHITE)) {
-                    root.castling |= WHITE_SHORT;
-                    p.castlingRook[CR_WHITE_SHORT] = uint8_t(sq);
-                } else {
-                    root.castling |= WHITE_LONG;
-                    p.castlingRook[CR_WHITE_LONG] = uint8_t(sq);
-                }
-            } else if (c >= 'a' && c <= 'h') {
-                int sq = 56 + (c - 'a');
-                if (sq >= kingSquare(p, BLACK)) {
-                    root.castling |= BLACK_SHORT;
-                    p.castlingRook[CR_BLACK_SHORT] = uint8_t(sq);
-                } else {
-                    root.castling |= BLACK_LONG;
-                    p.castlingRook[CR_BLACK_LONG] = uint8_t(sq);
-                }
-            } else {
-                return fail(error, std::string("unexpected castling letter '") + c + "'");
-            }
+            else if (c >= 'A' && c <= 'H') castleWithRookOn(WHITE, c - 'A');
+            else if (c >= 'a' && c <= 'h') castleWithRookOn(BLACK, 56 + (c - 'a'));
+            else return fail(error, std::string("unexpected castling letter '") + c + "'");
         }
         Bitboard whiteRooks = p.pieces[WROOK], blackRooks = p.pieces[BROOK];
         auto highest = [](Bitboard b) { return b ? 63 - __builtin_clzll(b) : 0; };
