@@ -20,13 +20,7 @@ Bitboard attackersOf(const Position& p, int sq, int by, Bitboard occ) {
            | (kingAttacks[sq] & pc[WKING + by]);
 }
 
-bool isAttacked(const Position& p, int sq, int by, Bitboard occ) {
-    const Bitboard* pc = p.pieces;
-    Bitboard queens = pc[WQUEEN + by];
-    return (bishopAttacks(sq, occ) & (pc[WBISHOP + by] | queens)) || (rookAttacks(sq, occ) & (pc[WROOK + by] | queens))
-           || (pawnAttackers[by][sq] & pc[WPAWN + by]) || (knightAttacks[sq] & pc[WKNIGHT + by])
-           || (kingAttacks[sq] & pc[WKING + by]);
-}
+bool isAttacked(const Position& p, int sq, int by, Bitboard occ) { return attackedBy(p.pieces, sq, by, occ); }
 
 void computeKeys(Position& p) {
     uint64_t key = 0, pawnKey = 0;
