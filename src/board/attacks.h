@@ -50,6 +50,15 @@ inline Bitboard pawnAttacks(int c, int sq) {
     return c == WHITE ? ((b & ~fileA) << 7) | ((b & ~fileH) << 9) : ((b & ~fileA) >> 9) | ((b & ~fileH) >> 7);
 }
 
+// Whether a piece of colour `by` attacks sq with the given occupancy, in
+// bitboards indexed by piece code as Position keeps them.
+inline bool attackedBy(const Bitboard* pieces, int sq, int by, Bitboard occ) {
+    Bitboard queens = pieces[WQUEEN + by];
+    return (bishopAttacks(sq, occ) & (pieces[WBISHOP + by] | queens))
+           || (rookAttacks(sq, occ) & (pieces[WROOK + by] | queens)) || (pawnAttackers[by][sq] & pieces[WPAWN + by])
+           || (knightAttacks[sq] & pieces[WKNIGHT + by]) || (kingAttacks[sq] & pieces[WKING + by]);
+}
+
 // Runs the random trial search for one square's multiplier (the start-up uses
 // stored results of the same search).
 uint64_t searchMagic(int sq, bool rook);

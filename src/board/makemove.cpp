@@ -24,18 +24,6 @@ inline void addDirty(DirtyPiece& d, int code, int from, int to) {
     ++d.count;
 }
 
-// What unmaking restores by copying rather than recomputing.
-inline void saveUndoState(const Position& p, posinfo& next) {
-    next.savedKey = p.key;
-    next.savedPawnKey = p.pawnKey;
-    next.savedMaterial[0] = p.material[0];
-    next.savedMaterial[1] = p.material[1];
-    next.savedPsq[0] = p.psq[0];
-    next.savedPsq[1] = p.psq[1];
-    next.savedPhase = p.phase;
-    next.savedFiftyMove = p.fiftyMove;
-}
-
 inline int castlingIndex(int flag, int us) { return (flag == FLAG_SHORT ? CR_WHITE_SHORT : CR_WHITE_LONG) + us; }
 
 }  // namespace
@@ -71,7 +59,7 @@ void makeMove(Position& p, int ply, Move m) {
     int from = moveFrom(m), to = moveTo(m), flag = moveFlag(m);
     int piece = p.board[from];
 
-    saveUndoState(p, next);
+    copyUndoFields(next.saved, p);
 
     int captured = flag >= FLAG_SHORT ? 0 : p.board[to];
     next.captured = uint8_t(captured);
@@ -205,21 +193,14 @@ void unmakeMove(Position& p, int ply, Move m) {
     }
     if (next.captured) placePiece(p, next.captured, to);
 
-    p.key = next.savedKey;
-    p.pawnKey = next.savedPawnKey;
-    p.material[0] = next.savedMaterial[0];
-    p.material[1] = next.savedMaterial[1];
-    p.psq[0] = next.savedPsq[0];
-    p.psq[1] = next.savedPsq[1];
-    p.phase = next.savedPhase;
-    p.fiftyMove = next.savedFiftyMove;
+    copyUndoFields(p, next.saved);
     --p.gamePly;
 }
 
 void makeNullMove(Position& p, int ply) {
     posinfo& cur = p.plyStates[ply];
     posinfo& next = p.plyStates[ply + 1];
-    saveUndoState(p, next);
+    copyUndoFields(next.saved, p);
     next.captured = 0;
     next.castling = cur.castling;
     next.epSquare = 0;
@@ -239,7 +220,7 @@ void makeNullMove(Position& p, int ply) {
 void unmakeNullMove(Position& p, int ply) {
     const posinfo& next = p.plyStates[ply + 1];
     p.sideToMove ^= 1;
-    p.key = next.savedKey;
-    p.fiftyMove = next.savedFiftyMove;
+    p.key = next.saved.key;
+    p.fiftyMove = next.saved.fiftyMove;
     --p.gamePly;
 }

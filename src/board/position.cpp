@@ -20,13 +20,7 @@ Bitboard attackersOf(const Position& p, int sq, int by, Bitboard occ) {
            | (kingAttacks[sq] & pc[WKING + by]);
 }
 
-bool isAttacked(const Position& p, int sq, int by, Bitboard occ) {
-    const Bitboard* pc = p.pieces;
-    Bitboard queens = pc[WQUEEN + by];
-    return (bishopAttacks(sq, occ) & (pc[WBISHOP + by] | queens)) || (rookAttacks(sq, occ) & (pc[WROOK + by] | queens))
-           || (pawnAttackers[by][sq] & pc[WPAWN + by]) || (knightAttacks[sq] & pc[WKNIGHT + by])
-           || (kingAttacks[sq] & pc[WKING + by]);
-}
+bool isAttacked(const Position& p, int sq, int by, Bitboard occ) { return attackedBy(p.pieces, sq, by, occ); }
 
 void computeKeys(Position& p) {
     uint64_t key = 0, pawnKey = 0;
@@ -69,9 +63,7 @@ void clearPosition(Position& p) {
     p.phase = 0;
     p.sideToMove = WHITE;
     p.gamePly = p.fiftyMove = 0;
-    Move* stack = p.plyStates[0].moveStart;
-    p.plyStates[0] = posinfo{};
-    p.plyStates[0].moveStart = stack;
+    setRootPlyState(p, posinfo{});
     p.dirty[0].count = 0;
     p.acc[0].computed = 0;
 }
@@ -198,33 +190,21 @@ bool setFen(Position& p, const std::string& fenText, std::string* error, int* dr
         p.castlingRook[CR_WHITE_LONG] = 0;
         p.castlingRook[CR_BLACK_LONG] = 56;
     }
+    // A file letter names the rook; the side of the king it stands on says which right it is.
+    auto castleWithRookOn = [&](int colour, int sq) {
+        int index = (sq >= kingSquare(p, colour) ? CR_WHITE_SHORT : CR_WHITE_LONG) + colour;
+        root.castling |= 1 << index;  // the mask bit that goes with castlingRook[index]
+        p.castlingRook[index] = uint8_t(sq);
+    };
     if (fields[2] != "-") {
         for (char c : fields[2]) {
             if (c == 'K') root.castling |= WHITE_SHORT;
             else if (c == 'Q') root.castling |= WHITE_LONG;
             else if (c == 'k') root.castling |= BLACK_SHORT;
             else if (c == 'q') root.castling |= BLACK_LONG;
-            else if (c >= 'A' && c <= 'H') {
-                int sq = c - 'A';
-                if (sq >= kingSquare(p, WHITE)) {
-                    root.castling |= WHITE_SHORT;
-                    p.castlingRook[CR_WHITE_SHORT] = uint8_t(sq);
-                } else {
-                    root.castling |= WHITE_LONG;
-                    p.castlingRook[CR_WHITE_LONG] = uint8_t(sq);
-                }
-            } else if (c >= 'a' && c <= 'h') {
-                int sq = 56 + (c - 'a');
-                if (sq >= kingSquare(p, BLACK)) {
-                    root.castling |= BLACK_SHORT;
-                    p.castlingRook[CR_BLACK_SHORT] = uint8_t(sq);
-                } else {
-                    root.castling |= BLACK_LONG;
-                    p.castlingRook[CR_BLACK_LONG] = uint8_t(sq);
-                }
-            } else {
-                return fail(error, std::string("unexpected castling letter '") + c + "'");
-            }
+            else if (c >= 'A' && c <= 'H') castleWithRookOn(WHITE, c - 'A');
+            else if (c >= 'a' && c <= 'h') castleWithRookOn(BLACK, 56 + (c - 'a'));
+            else return fail(error, std::string("unexpected castling letter '") + c + "'");
         }
         Bitboard whiteRooks = p.pieces[WROOK], blackRooks = p.pieces[BROOK];
         auto highest = [](Bitboard b) { return b ? 63 - __builtin_clzll(b) : 0; };
@@ -345,21 +325,12 @@ std::string boardPicture(const Position& p) {
 void copyRootPosition(Position& dst, const Position& src) {
     std::memcpy(dst.board, src.board, sizeof src.board);
     std::memcpy(dst.pieces, src.pieces, sizeof src.pieces);
-    dst.key = src.key;
-    dst.pawnKey = src.pawnKey;
-    dst.material[0] = src.material[0];
-    dst.material[1] = src.material[1];
-    dst.psq[0] = src.psq[0];
-    dst.psq[1] = src.psq[1];
-    dst.phase = src.phase;
+    copyUndoFields(dst, src);
     dst.sideToMove = src.sideToMove;
     dst.gamePly = src.gamePly;
-    dst.fiftyMove = src.fiftyMove;
     std::memcpy(dst.castlingRook, src.castlingRook, sizeof src.castlingRook);
     std::memcpy(dst.keyHistory, src.keyHistory, sizeof(uint64_t) * src.gamePly);
-    Move* stack = dst.plyStates[0].moveStart;
-    dst.plyStates[0] = src.plyStates[0];
-    dst.plyStates[0].moveStart = stack;
+    setRootPlyState(dst, src.plyStates[0]);
     dst.dirty[0].count = 0;
     dst.acc[0].computed = 0;
 }

@@ -25,17 +25,23 @@ struct alignas(64) Accumulator {
 enum CastlingBit : int { WHITE_SHORT = 1, BLACK_SHORT = 2, WHITE_LONG = 4, BLACK_LONG = 8 };
 constexpr int CR_WHITE_SHORT = 0, CR_BLACK_SHORT = 1, CR_WHITE_LONG = 2, CR_BLACK_LONG = 3;
 
+// What unmaking restores by copying rather than recomputing, under the names
+// the position gives it.
+struct UndoCopy {
+    uint64_t key;
+    uint64_t pawnKey;
+    combEval material[2];
+    combEval psq[2];
+    int16_t phase;
+    int16_t fiftyMove;
+};
+
 // Per search ply: generator bounds, pin information and what unmaking needs.
 struct posinfo {
     Move* moveStart;
     Move* moveEnd;
     Bitboard notPinned;
-    uint64_t savedKey;
-    uint64_t savedPawnKey;
-    combEval savedMaterial[2];
-    combEval savedPsq[2];
-    int16_t savedPhase;
-    int16_t savedFiftyMove;
+    UndoCopy saved;
     uint8_t captured;
     uint8_t castling;
     uint8_t epSquare;  // square of the pawn that just double-stepped, 0 for none
@@ -67,6 +73,26 @@ struct Position {
     PawnEntry* pawnHash;
     unsigned threadIndex;
 };
+
+// Copies the fields of an UndoCopy between records that have them.
+template <class To, class From>
+inline void copyUndoFields(To& to, const From& from) {
+    to.key = from.key;
+    to.pawnKey = from.pawnKey;
+    to.material[0] = from.material[0];
+    to.material[1] = from.material[1];
+    to.psq[0] = from.psq[0];
+    to.psq[1] = from.psq[1];
+    to.phase = from.phase;
+    to.fiftyMove = from.fiftyMove;
+}
+
+// Sets the root ply record, keeping the move stack p generates into.
+inline void setRootPlyState(Position& p, const posinfo& root) {
+    Move* stack = p.plyStates[0].moveStart;
+    p.plyStates[0] = root;
+    p.plyStates[0].moveStart = stack;
+}
 
 extern bool chess960;  // the UCI_Chess960 option
 

@@ -138,26 +138,10 @@ void setGroups(TbSideData& s, int n, int first, int second) {
     }
 }
 
-// Factors of a pawnless side: the leading group takes its place `order`
-// among the other groups, counted from the least significant.
-void pawnlessFactors(TbSideData& s, int n, int order, bool twoKings) {
-    uint64_t f = 1;
-    int i = s.groupSize[0], freeSquares = 64 - s.groupSize[0];
-    for (int k = 0; i < n || k == order; ++k) {
-        if (k == order) {
-            s.factor[0] = f;
-            f *= twoKings ? 462 : 31332;
-        } else {
-            s.factor[i] = f;
-            f *= choose[s.groupSize[i]][freeSquares];
-            freeSquares -= s.groupSize[i];
-            i += s.groupSize[i];
-        }
-    }
-    s.size = f;
-}
-
-void pawnFactors(TbSideData& s, int n, int order, int order2, int file) {
+// Factors of one side: the leading group, with leadPlacements placements,
+// takes its place `order` among the other groups, counted from the least
+// significant; a second pawn group (order2 < 0xf) takes its place order2.
+void groupFactors(TbSideData& s, int n, int order, uint64_t leadPlacements, int order2) {
     int lead = s.groupSize[0];
     int i = lead;
     if (order2 < 0xf) i += s.groupSize[i];
@@ -166,7 +150,7 @@ void pawnFactors(TbSideData& s, int n, int order, int order2, int file) {
     for (int k = 0; i < n || k == order || k == order2; ++k) {
         if (k == order) {
             s.factor[0] = f;
-            f *= leadFileSize[lead - 1][file];
+            f *= leadPlacements;
         } else if (k == order2) {
             s.factor[lead] = f;
             f *= choose[s.groupSize[lead]][48 - lead];
@@ -178,6 +162,14 @@ void pawnFactors(TbSideData& s, int n, int order, int order2, int file) {
         }
     }
     s.size = f;
+}
+
+void pawnlessFactors(TbSideData& s, int n, int order, bool twoKings) {
+    groupFactors(s, n, order, twoKings ? 462 : 31332, 0xf);
+}
+
+void pawnFactors(TbSideData& s, int n, int order, int order2, int file) {
+    groupFactors(s, n, order, leadFileSize[s.groupSize[0] - 1][file], order2);
 }
 
 // Piece orders, groups and factors of every file and side; returns the end.

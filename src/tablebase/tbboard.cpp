@@ -12,14 +12,6 @@ int pieceAt(const TbBoard& b, int sq, int colour) {
     return EMPTY;
 }
 
-bool attacked(const TbBoard& b, int sq, int by, Bitboard occ) {
-    const Bitboard* pc = b.pieces;
-    Bitboard queens = pc[WQUEEN + by];
-    return (bishopAttacks(sq, occ) & (pc[WBISHOP + by] | queens)) || (rookAttacks(sq, occ) & (pc[WROOK + by] | queens))
-           || (pawnAttackers[by][sq] & pc[WPAWN + by]) || (knightAttacks[sq] & pc[WKNIGHT + by])
-           || (kingAttacks[sq] & pc[WKING + by]);
-}
-
 void addPawnMove(TbMoveList& list, int from, int to) {
     if (to >= 56 || to < 8) {
         for (int flag : {FLAG_PROMO_Q, FLAG_PROMO_R, FLAG_PROMO_B, FLAG_PROMO_N})
@@ -111,7 +103,8 @@ void generateTbMoves(const TbBoard& b, TbMoveKind kind, TbMoveList& list) {
     for (int i = 0; i < list.count; ++i) {
         TbBoard next = boardAfter(b, list.moves[i]);
         int king = lsb(next.pieces[WKING + b.side]);
-        if (!attacked(next, king, b.side ^ 1, next.pieces[0] | next.pieces[1])) list.moves[kept++] = list.moves[i];
+        if (!attackedBy(next.pieces, king, b.side ^ 1, next.pieces[0] | next.pieces[1]))
+            list.moves[kept++] = list.moves[i];
     }
     list.count = kept;
 }
@@ -154,7 +147,7 @@ TbBoard boardAfter(const TbBoard& b, Move m) {
 
 bool boardInCheck(const TbBoard& b) {
     int king = lsb(b.pieces[WKING + b.side]);
-    return attacked(b, king, b.side ^ 1, b.pieces[0] | b.pieces[1]);
+    return attackedBy(b.pieces, king, b.side ^ 1, b.pieces[0] | b.pieces[1]);
 }
 
 int pieceCountOf(const TbBoard& b) { return popcount(b.pieces[0] | b.pieces[1]); }

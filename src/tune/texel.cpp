@@ -230,48 +230,35 @@ std::vector<TuneParam> buildParameterList() {
     return params;
 }
 
+namespace {
+// What a layout kind's array holds before and after the tuned values.
+struct ArrayFrame {
+    const char* before;
+    const char* after;
+};
+
+ArrayFrame arrayFrame(int kind) {
+    switch (kind) {
+    case 5: return {" X(   0,   0), ", "};\n"};
+    case 6: return {" X(   0,   0), ", ", X( 0, 0) };\n"};
+    case 7: return {" X(   0,   0),  X(   0,   0), ", ", X( 0, 0) };\n"};
+    case 8: return {" 0, ", "};\n"};
+    case 9: return {" X(  82,  94), ", ", X(12000, 12000) };\n"};
+    default: return {"", ",\n};\n"};
+    }
+}
+}  // namespace
+
 void printParam(std::ostream& out, const TuneParam& p) {
     std::string values;
     for (int i = 0; i < p.count; ++i) values += (i ? ", " : "") + valueText(p.values[i]);
     if (p.count == 1 && p.kind == 11) {
         out << "TCONST combEval " << p.name << " = " << values << ";\n";
-        return;
-    }
-    switch (p.kind) {
-    case 5:
-        out << "TCONST combEval " << p.name << " = {"
-            << " X(   0,   0), " << values << "};\n";
-        break;
-    case 6:
-        out << "TCONST combEval " << p.name << " = {"
-            << " X(   0,   0), " << values << ", X( 0, 0) "
-            << "};\n";
-        break;
-    case 7:
-        out << "TCONST combEval " << p.name << " = {"
-            << " X(   0,   0), "
-            << " X(   0,   0), " << values << ", X( 0, 0) "
-            << "};\n";
-        break;
-    case 8:
-        out << "TCONST combEval " << p.name << " = {"
-            << " 0, " << values << "};\n";
-        break;
-    case 9:
-        out << "TCONST combEval " << p.name << " = {"
-            << " X(  82,  94), " << values << ", X(12000, 12000) "
-            << "};\n";
-        break;
-    case 10:
-        out << "{" << values << "}"
-            << ","
-            << "\n";
-        break;
-    default:
-        out << "TCONST combEval " << p.name << " = {" << values << ","
-            << "\n"
-            << "};\n";
-        break;
+    } else if (p.kind == 10) {
+        out << "{" << values << "},\n";  // a row of pieceSquareScore
+    } else {
+        ArrayFrame frame = arrayFrame(p.kind);
+        out << "TCONST combEval " << p.name << " = {" << frame.before << values << frame.after;
     }
 }
 

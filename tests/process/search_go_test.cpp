@@ -4,6 +4,13 @@
 #include "search_session.h"
 
 namespace {
+// Starts an infinite search of the start position and lets it run for ms milliseconds.
+void searchStartposFor(EngineSession& s, int ms) {
+    s.send("position startpos");
+    s.send("go infinite");
+    readFor(s.engine, ms);
+}
+
 TEST(SearchGo, DepthLimitAndInfoLineForm) {
     EngineSession s;
     std::vector<std::string> lines = s.search("startpos", "go depth 5");
@@ -105,9 +112,7 @@ TEST(SearchGo, PonderhitStopsOnlyOnceTheSoftLimitHasPassed) {
 TEST(SearchGo, StopAndQuitWithSeveralThreads) {
     EngineSession s;
     s.send("setoption name Threads value 3");
-    s.send("position startpos");
-    s.send("go infinite");
-    readFor(s.engine, 300);
+    searchStartposFor(s, 300);
     s.ready(1000);
     s.send("stop");
     s.untilBestMove(3000);
@@ -120,18 +125,14 @@ TEST(SearchGo, StopAndQuitWithSeveralThreads) {
 // The boss searching alone, ended by the end of its input.
 TEST(SearchGo, EndOfInputDuringASearchEndsTheProgram) {
     EngineSession s;
-    s.send("position startpos");
-    s.send("go infinite");
-    readFor(s.engine, 200);
+    searchStartposFor(s, 200);
     closeInput(s.engine);
     EXPECT_EQ(waitExit(s.engine, 5000), 0);
 }
 
 TEST(SearchGo, GoWhileSearchingStartsAfreshWithoutHanging) {
     EngineSession s;
-    s.send("position startpos");
-    s.send("go infinite");
-    readFor(s.engine, 200);
+    searchStartposFor(s, 200);
     s.send("go depth 3");
     s.untilBestMove(3000);
     s.untilBestMove(5000);  // both searches answer

@@ -37,28 +37,27 @@ struct Snapshot {
     posinfo root;
 };
 
+// Copies what a Snapshot keeps, which has the same names in both records.
+template <class To, class From>
+void copyKept(To& to, const From& from) {
+    std::memcpy(to.board, from.board, sizeof to.board);
+    std::memcpy(to.pieces, from.pieces, sizeof to.pieces);
+    to.key = from.key;
+    to.pawnKey = from.pawnKey;
+    to.sideToMove = from.sideToMove;
+    to.fiftyMove = from.fiftyMove;
+}
+
 Snapshot takeSnapshot(const Position& p) {
     Snapshot s;
-    std::memcpy(s.board, p.board, sizeof s.board);
-    std::memcpy(s.pieces, p.pieces, sizeof s.pieces);
-    s.key = p.key;
-    s.pawnKey = p.pawnKey;
-    s.sideToMove = p.sideToMove;
-    s.fiftyMove = p.fiftyMove;
+    copyKept(s, p);
     s.root = p.plyStates[0];
     return s;
 }
 
 void restore(Position& p, const Snapshot& s) {
-    std::memcpy(p.board, s.board, sizeof s.board);
-    std::memcpy(p.pieces, s.pieces, sizeof s.pieces);
-    p.key = s.key;
-    p.pawnKey = s.pawnKey;
-    p.sideToMove = s.sideToMove;
-    p.fiftyMove = s.fiftyMove;
-    Move* stack = p.plyStates[0].moveStart;
-    p.plyStates[0] = s.root;
-    p.plyStates[0].moveStart = stack;
+    copyKept(p, s);
+    setRootPlyState(p, s.root);
 }
 
 // A random placement of a table's material ("KRPvKR"), or "" when it is not

@@ -119,7 +119,9 @@ inline void prefetchRows(const float* params, const uint16_t* rows, int count) {
     }
 }
 
-template <bool ROUND>
+// Bias plus the given rows, each row read as the exported file will hold it:
+// folded with its factor row when FACTORISED, on the quantised grid when ROUND.
+template <bool FACTORISED, bool ROUND>
 void accumulate(const float* __restrict params, const float* __restrict bias, const uint16_t* rows, int count,
                 float* __restrict acc) {
     prefetchRows(params, rows, count);
@@ -127,29 +129,12 @@ void accumulate(const float* __restrict params, const float* __restrict bias, co
     for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] = bias[i];
     for (int n = 0; n < count; ++n) {
         const float* __restrict row = params + FT_WEIGHTS + size_t(rows[n]) * FT_OUTPUTS;
-        if (ROUND)
-            for (int i = 0; i < FT_OUTPUTS; ++i)
-                sum[i] += std::nearbyint(row[i] * ACTIVATION_ONE) * (1.0f / ACTIVATION_ONE);
-        else
-            for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] += row[i];
-    }
-    for (int i = 0; i < FT_OUTPUTS; ++i) acc[i] = sum[i];
-}
-
-// The same with every row read as folded with its factor row, which is what
-// the exported file will hold.
-template <bool ROUND>
-void accumulateFactorised(const float* __restrict params, const float* __restrict bias, const uint16_t* rows, int count,
-                          float* __restrict acc) {
-    prefetchRows(params, rows, count);
-    float sum[FT_OUTPUTS];
-    for (int i = 0; i < FT_OUTPUTS; ++i) sum[i] = bias[i];
-    for (int n = 0; n < count; ++n) {
-        const float* __restrict row = params + FT_WEIGHTS + size_t(rows[n]) * FT_OUTPUTS;
         const float* __restrict factor = params + FT_WEIGHTS + size_t(factorRowOf(rows[n])) * FT_OUTPUTS;
         for (int i = 0; i < FT_OUTPUTS; ++i) {
-            float w = std::clamp(row[i] + factor[i], -FT_WEIGHT_LIMIT, FT_WEIGHT_LIMIT);
-            sum[i] += ROUND ? std::nearbyint(w * ACTIVATION_ONE) * (1.0f / ACTIVATION_ONE) : w;
+            float w = row[i];
+            if constexpr (FACTORISED) w = std::clamp(w + factor[i], -FT_WEIGHT_LIMIT, FT_WEIGHT_LIMIT);
+            if constexpr (ROUND) w = std::nearbyint(w * ACTIVATION_ONE) * (1.0f / ACTIVATION_ONE);
+            sum[i] += w;
         }
     }
     for (int i = 0; i < FT_OUTPUTS; ++i) acc[i] = sum[i];
@@ -169,12 +154,12 @@ float forward(const NetView& net, const Sample& s, Activations& a) {
             rows = bucketRows;
         }
         if (net.factorised && net.roundTransformer)
-            accumulateFactorised<true>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
+            accumulate<true, true>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
         else if (net.factorised)
-            accumulateFactorised<false>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
+            accumulate<true, false>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
         else if (net.roundTransformer)
-            accumulate<true>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
-        else accumulate<false>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
+            accumulate<false, true>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
+        else accumulate<false, false>(net.transformer, p(FT_BIAS), rows, s.features.count, a.acc[side]);
         for (int i = 0; i < FT_OUTPUTS; ++i) a.input[side * FT_OUTPUTS + i] = clip01(a.acc[side][i]);
     }
     denseForward<L1_INPUTS, L1_OUTPUTS>(a.input, p(L1_WEIGHTS), p(L1_BIAS), a.z1);
