@@ -9,16 +9,17 @@
 #
 # Settings come from the environment: GAMES per rating (200), TC (10+0.1),
 # CONCURRENCY (games at a time: the machine's cores), SEED of the opening draw (1),
+# MARGIN (ms a clock may run below zero before the game is lost: 100),
 # BOOK (../shared/books/UHO_4060_v3.epd), STOCKFISH (/usr/games/stockfish; Debian's
 # package `stockfish`) and OUT, the folder for each rating's log and games
 # (calibration/). Build first: build/quorvane and build/match.
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/../../.." && pwd)"
 cd "$ROOT"
-[ "${1:-}" = "--help" ] && { sed -n '2,15p' "$0"; exit 0; }
+[ "${1:-}" = "--help" ] && { sed -n '2,16p' "$0"; exit 0; }
 ratings=("$@")
 [ ${#ratings[@]} -gt 0 ] || ratings=(1500 2000 2500)
-GAMES=${GAMES:-200} TC=${TC:-10+0.1} CONCURRENCY=${CONCURRENCY:-$(nproc)} SEED=${SEED:-1}
+GAMES=${GAMES:-200} TC=${TC:-10+0.1} MARGIN=${MARGIN:-100} CONCURRENCY=${CONCURRENCY:-$(nproc)} SEED=${SEED:-1}
 BOOK=${BOOK:-../shared/books/UHO_4060_v3.epd} STOCKFISH=${STOCKFISH:-/usr/games/stockfish} OUT=${OUT:-calibration}
 for need in build/quorvane build/match "$STOCKFISH" "$BOOK"; do
   [ -e "$need" ] || { echo "calibrate_elo.sh: $need is missing" >&2; exit 1; }
@@ -28,7 +29,7 @@ for elo in "${ratings[@]}"; do
   build/match --engine "$PWD/build/quorvane" --engine "$STOCKFISH" --name "quorvane-$elo" --name "stockfish-$elo" \
     --option "1:UCI_LimitStrength=true" --option "1:UCI_Elo=$elo" \
     --option "2:UCI_LimitStrength=true" --option "2:UCI_Elo=$elo" \
-    --tc "$TC" --games "$GAMES" --concurrency "$CONCURRENCY" --book "$BOOK" --seed "$SEED" \
+    --tc "$TC" --margin "$MARGIN" --games "$GAMES" --concurrency "$CONCURRENCY" --book "$BOOK" --seed "$SEED" \
     --pgn "$OUT/elo-$elo.pgn" >"$OUT/elo-$elo.txt"
 done
 echo "| UCI_Elo | games | wins - losses - draws | score | Elo against stockfish (95%) | calibrated |"
