@@ -11,8 +11,8 @@
 # CONCURRENCY (games at a time: the machine's cores), SEED of the opening draw (1),
 # MARGIN (ms a clock may run below zero before the game is lost: 100),
 # BOOK (../shared/books/UHO_4060_v3.epd), STOCKFISH (/usr/games/stockfish; Debian's
-# package `stockfish`) and OUT, the folder for each rating's log and games
-# (calibration/). Build first: build/quorvane and build/match.
+# package `stockfish`), ENGINE (build/quorvane), MATCH (build/match) and OUT, the
+# folder for each rating's log and games (calibration/). Build first.
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/../../.." && pwd)"
 cd "$ROOT"
@@ -21,12 +21,13 @@ ratings=("$@")
 [ ${#ratings[@]} -gt 0 ] || ratings=(1500 2000 2500)
 GAMES=${GAMES:-200} TC=${TC:-10+0.1} MARGIN=${MARGIN:-100} CONCURRENCY=${CONCURRENCY:-$(nproc)} SEED=${SEED:-1}
 BOOK=${BOOK:-../shared/books/UHO_4060_v3.epd} STOCKFISH=${STOCKFISH:-/usr/games/stockfish} OUT=${OUT:-calibration}
-for need in build/quorvane build/match "$STOCKFISH" "$BOOK"; do
+ENGINE=$(realpath -m "${ENGINE:-build/quorvane}") MATCH=${MATCH:-build/match}
+for need in "$ENGINE" "$MATCH" "$STOCKFISH" "$BOOK"; do
   [ -e "$need" ] || { echo "calibrate_elo.sh: $need is missing" >&2; exit 1; }
 done
 mkdir -p "$OUT"
 for elo in "${ratings[@]}"; do
-  build/match --engine "$PWD/build/quorvane" --engine "$STOCKFISH" --name "quorvane-$elo" --name "stockfish-$elo" \
+  "$MATCH" --engine "$ENGINE" --engine "$STOCKFISH" --name "quorvane-$elo" --name "stockfish-$elo" \
     --option "1:UCI_LimitStrength=true" --option "1:UCI_Elo=$elo" \
     --option "2:UCI_LimitStrength=true" --option "2:UCI_Elo=$elo" \
     --tc "$TC" --margin "$MARGIN" --games "$GAMES" --concurrency "$CONCURRENCY" --book "$BOOK" --seed "$SEED" \
