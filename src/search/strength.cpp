@@ -13,7 +13,7 @@ struct Anchor {
     int elo;
     double nodes, spreadCp;
 };
-constexpr Anchor ANCHORS[] = {{1500, 1200, 50}, {2000, 60000, 6}, {2500, 4000000, 0.5}};
+constexpr Anchor ANCHORS[] = {{1500, 1200, 50}, {2000, 32000, 8}, {2500, 4000000, 0.5}};
 // Below this spread the lines after the first are all but never played, so
 // only the best move is searched, at full depth.
 constexpr double SINGLE_LINE_SPREAD = 2;
