@@ -24,7 +24,7 @@ inline std::string tempFilePath(const std::string& name) {
 }
 // A fresh empty folder of that kind, removed with what the test wrote into it.
 struct ScratchDir {
-    std::filesystem::path path;
+    std::string path;
     explicit ScratchDir(const std::string& name) : path(tempFilePath(name)) {
         std::filesystem::remove_all(path);
         std::filesystem::create_directories(path);

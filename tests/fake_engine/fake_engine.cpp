@@ -18,7 +18,6 @@
 #include <fstream>
 #include <iostream>
 #include <sstream>
-#include <string>
 #include <thread>
 #include <vector>
 #include "board/attacks.h"

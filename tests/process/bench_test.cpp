@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <fstream>
 #include <regex>
-#include <string>
-#include <vector>
 #include "engine_under_test.h"
 
 namespace {
@@ -29,7 +27,7 @@ long long recordedSignature() {
 // "quorvane bench [depth]": the benchmark tool's count, the same on every run,
 // closing with the line that engine-testing tools read; exit status 0.
 TEST(Bench, OnTheCommandLineMatchesTheBenchmarkTool) {
-    TempDir away("quorvane-bench-");
+    ScratchDir away("bench");
     int status = -1;
     std::string first = runEngine("", {"bench", "5"}, away.path, 120000, &status);
     EXPECT_EQ(status, 0);
@@ -66,7 +64,7 @@ TEST(Bench, AtTheConsoleKeepsTheEngineUsable) {
 TEST(BenchSignature, DefaultBenchSearchesTheRecordedNodeCount) {
     long long recorded = recordedSignature();
     ASSERT_GT(recorded, 0) << "tests/data/bench_signature.txt holds no node count";
-    TempDir away("quorvane-signature-");
+    ScratchDir away("signature");
     int status = -1;
     std::string report = runEngine("", {"bench"}, away.path, 300000, &status);
     EXPECT_EQ(status, 0) << report;

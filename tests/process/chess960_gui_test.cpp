@@ -1,8 +1,5 @@
 // Chess960 as a UCI GUI plays it: the UCI_Chess960 option, start positions with X-FEN castling letters, and castling
 // sent and answered as the king taking its own rook.
-#include <gtest/gtest.h>
-#include <fstream>
-#include <regex>
 #include "search_session.h"
 #include "test_data.h"
 

@@ -1,7 +1,4 @@
 #include "engine_under_test.h"
-#include <unistd.h>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 
 namespace {
@@ -18,20 +15,6 @@ bool startEngine(EngineProcess& e, const std::vector<std::string>& args, const s
 std::string runEngine(const std::string& input, const std::vector<std::string>& args, const std::string& workdir,
                       int timeoutMs, int* status) {
     return runProgram(engineCommand(args), input, workdir, timeoutMs, status);
-}
-
-std::string makeTempDir(const std::string& prefix) {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/" + prefix + "XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    char* dir = mkdtemp(buffer.data());
-    return dir ? std::string(dir) : std::string();
-}
-
-TempDir::~TempDir() {
-    std::error_code ignored;
-    if (!path.empty()) std::filesystem::remove_all(path, ignored);
 }
 
 void writeZeroNetwork(const std::string& path) {

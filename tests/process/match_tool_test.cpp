@@ -1,11 +1,7 @@
 // The match runner against scripted engines: every way a game can end is scored for the right engine, with either
 // engine as White and with either engine named first.
-#include <gtest/gtest.h>
-#include <fstream>
 #include <regex>
 #include <sstream>
-#include <string>
-#include <vector>
 #include "engine_under_test.h"
 #include "test_data.h"
 
@@ -26,30 +22,14 @@ std::vector<std::string> tagValues(const std::string& pgn, const std::string& ta
 // Plays the openings in order, each with both colours, at one game at a time.
 MatchRun runMatch(const std::string& first, const std::string& second, const std::vector<std::string>& openings,
                   std::vector<std::string> extra = {}, int games = 0, const std::string& tc = "2+0") {
-    TempDir dir("match_tool_");
+    ScratchDir dir("match_tool");
     std::string book = dir.path + "/book.epd", pgn = dir.path + "/games.pgn";
     std::ofstream bookFile(book);
     for (const auto& o : openings) bookFile << o << "\n";
     bookFile.close();
-    std::vector<std::string> argv{MATCH_PATH,
-                                  "--engine",
-                                  first,
-                                  "--engine",
-                                  second,
-                                  "--name",
-                                  "first",
-                                  "--name",
-                                  "second",
-                                  "--book",
-                                  book,
-                                  "--book-order",
-                                  "sequential",
-                                  "--tc",
-                                  tc,
-                                  "--games",
-                                  std::to_string(games ? games : int(2 * openings.size())),
-                                  "--pgn",
-                                  pgn};
+    std::vector<std::string> argv{MATCH_PATH, "--engine", first, "--engine", second, "--book", book, "--pgn", pgn};
+    argv.insert(argv.end(), {"--name", "first", "--name", "second", "--book-order", "sequential", "--tc", tc, "--games",
+                             std::to_string(games ? games : int(2 * openings.size()))});
     argv.insert(argv.end(), extra.begin(), extra.end());
     EngineProcess e;
     MatchRun run;
@@ -136,7 +116,7 @@ TEST(MatchTool, RulesOfChessEndGamesForTheRightSide) {
 }
 
 TEST(MatchTool, EnginesGetOneThreadAndNoPonderUnlessTold) {
-    TempDir dir("match_options_");
+    ScratchDir dir("match_options");
     std::string log1 = dir.path + "/one.txt", log2 = dir.path + "/two.txt";
     MatchRun run =
         runMatch(FAKE + " --threads-default 4 --record " + log1, FAKE + " --threads-default 4 --record " + log2,

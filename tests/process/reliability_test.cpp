@@ -1,14 +1,8 @@
 // Commands that arrive while a search runs, limits of the system, and odd values a GUI or a person may send.
-#include <gtest/gtest.h>
-#include <algorithm>
 #include <fstream>
 #include "search_session.h"
 
 namespace {
-bool anyStartsWith(const std::vector<std::string>& lines, const std::string& prefix) {
-    return std::any_of(lines.begin(), lines.end(), [&](const std::string& l) { return startsWith(l, prefix); });
-}
-
 // "rtest" resizes the table for every line; a search still probing it once crashed the engine.
 TEST(Reliability, PerftChecksDuringASearchStopItFirst) {
     EngineSession s;
@@ -22,7 +16,7 @@ TEST(Reliability, PerftChecksDuringASearchStopItFirst) {
         auto lines = s.until("Results of the perft checks", 20000, &found);
         ASSERT_TRUE(found) << go;
         // The search answered before the check began.
-        EXPECT_TRUE(anyStartsWith(lines, "bestmove")) << go;
+        EXPECT_GT(countPrefix(lines, "bestmove"), 0) << go;
     }
     s.ready();
 }
@@ -39,9 +33,7 @@ TEST(Reliability, HashstatsAndEvilDuringASearch) {
     }
     s.send("stop");
     auto lines = s.untilBestMove(60000);
-    EXPECT_GE(
-        std::count_if(lines.begin(), lines.end(), [](const std::string& l) { return startsWith(l, "Evaluation : "); }),
-        3);
+    EXPECT_GE(countPrefix(lines, "Evaluation : "), 3);
 }
 
 // A memory limit leaves room for a few dozen threads only: the engine takes what it gets, says so, and goes on playing.
@@ -49,7 +41,7 @@ TEST(Reliability, RefusedThreadsFallBackToFewer) {
 #ifdef QUORVANE_SANITIZED
     GTEST_SKIP() << "sanitizer builds reserve more address space than the limit allows";
 #endif
-    TempDir dir("quorvane-threads-");
+    ScratchDir dir("threads");
     writeZeroNetwork(dir.path + "/220321-307.nnue");
     EngineProcess e;
     ASSERT_TRUE(
@@ -61,7 +53,7 @@ TEST(Reliability, RefusedThreadsFallBackToFewer) {
         e, [](const std::string& l) { return startsWith(l, "info string Number of threads set to : "); }, 30000,
         &found);
     ASSERT_TRUE(found);
-    EXPECT_TRUE(anyStartsWith(lines, "info string Only ")) << lines.back();
+    EXPECT_GT(countPrefix(lines, "info string Only "), 0) << lines.back();
     for (const char* go : {"go depth 3", "ucinewgame\ngo depth 2"}) {
         send(e, go);
         readUntil(
@@ -100,8 +92,8 @@ TEST(Reliability, OddGoValuesAreReportedAndAnswered) {
             long ms = s.millisUntilBestMove(c.go, &lines);
             EXPECT_LT(ms, c.maxMs) << c.go;
         }
-        if (*c.note) EXPECT_TRUE(std::find(lines.begin(), lines.end(), c.note) != lines.end()) << c.go;
-        else EXPECT_FALSE(anyStartsWith(lines, "info string")) << c.go;
+        if (*c.note) EXPECT_TRUE(hasLine(lines, c.note)) << c.go;
+        else EXPECT_EQ(countPrefix(lines, "info string"), 0) << c.go;
     }
 }
 
@@ -115,16 +107,12 @@ TEST(Reliability, SearchMovesRestrictTheRoot) {
     s.send("position fen 4k3/8/8/8/8/8/8/R3K3 w - - 0 1");
     s.millisUntilBestMove("go searchmoves e1d1 zz9 depth 6", &lines);
     EXPECT_EQ(lines.back().substr(0, 13), "bestmove e1d1");
-    EXPECT_TRUE(std::find(lines.begin(), lines.end(), "info string go: searchmoves 'zz9' is not a legal move, ignored")
-                != lines.end());
+    EXPECT_TRUE(hasLine(lines, "info string go: searchmoves 'zz9' is not a legal move, ignored"));
     EXPECT_GE(fieldOf(withPrefix(lines, "info score").back(), "depth"), 5);
     // No legal move listed, or none at all: every move is searched, and the depth after them is still read.
     for (const char* go : {"go searchmoves e2e5 h1h8 depth 3", "go depth 3 searchmoves"}) {
         s.millisUntilBestMove(go, &lines);
-        EXPECT_NE(std::find(lines.begin(), lines.end(),
-                            "info string go: searchmoves names no legal move, all moves are searched"),
-                  lines.end())
-            << go;
+        EXPECT_TRUE(hasLine(lines, "info string go: searchmoves names no legal move, all moves are searched")) << go;
         EXPECT_EQ(fieldOf(withPrefix(lines, "info score").back(), "depth"), 2) << go;
     }
 }
@@ -152,8 +140,6 @@ TEST(Reliability, RepliesNameWhatWasDoneAndStayShort) {
     auto notes = withPrefix(lines, "info string");
     ASSERT_GE(notes.size(), 2u);
     for (const auto& l : notes) EXPECT_LT(l.size(), 200u);
-    EXPECT_TRUE(std::find(lines.begin(), lines.end(),
-                          "info string castling rights kQq dropped: no king and rook stand ready for them")
-                != lines.end());
+    EXPECT_TRUE(hasLine(lines, "info string castling rights kQq dropped: no king and rook stand ready for them"));
 }
 }  // namespace

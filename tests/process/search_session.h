@@ -5,12 +5,10 @@
 #include <chrono>
 #include <filesystem>
 #include <regex>
-#include <string>
-#include <vector>
 #include "engine_under_test.h"
 
 struct EngineSession {
-    TempDir temp{"quorvane-search-"};
+    ScratchDir temp{"search"};
     const std::string& dir = temp.path;
     EngineProcess engine;
     // Without the zero network the engine starts on the network built into it.
@@ -71,12 +69,12 @@ inline const std::regex& infoPattern() {
     return pattern;
 }
 
-inline std::vector<std::string> withPrefix(const std::vector<std::string>& lines, const std::string& prefix) {
-    std::vector<std::string> out;
-    for (const auto& l : lines)
-        if (startsWith(l, prefix)) out.push_back(l);
-    return out;
+// The first move of an info line's pv; the move of a bestmove line.
+inline std::string firstMove(const std::string& line) {
+    std::string pv = line.substr(line.find(" pv ") + 4);
+    return pv.substr(0, pv.find(' '));
 }
+inline std::string bestMoveText(const std::string& line) { return line.substr(9, line.find(' ', 9) - 9); }
 
 // The number after `key` in an info line, or -1.
 inline long fieldOf(const std::string& line, const std::string& key) {

@@ -1,7 +1,5 @@
 // Endings played out by the engine against itself with the shared tables: won
 // positions end in mate by the tables' moves, drawn ones stay drawn.
-#include <gtest/gtest.h>
-#include <regex>
 #include "search_session.h"
 #include "test_data.h"
 
@@ -23,7 +21,7 @@ Outcome playOut(EngineSession& s, const std::string& fen, int limit) {
         auto lines = s.untilBestMove(20000);
         if (lines.empty()) break;
         if (lines.back() == "bestmove (none)") {
-            o.mated = std::find(lines.begin(), lines.end(), "info score mate 0") != lines.end();
+            o.mated = hasLine(lines, "info score mate 0");
             break;
         }
         static const std::regex probeLine(
@@ -37,8 +35,7 @@ Outcome playOut(EngineSession& s, const std::string& fen, int limit) {
                 probed = true;
             }
         EXPECT_TRUE(probed) << "no root probe line at ply " << o.plies;
-        moves += ' ';
-        moves += lines.back().substr(9, lines.back().find(' ', 9) - 9);
+        moves += " " + bestMoveText(lines.back());
     }
     return o;
 }

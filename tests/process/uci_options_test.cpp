@@ -153,7 +153,7 @@ TEST(UciOptions, HashStatisticsOfAClearedTable) {
     for (const char* line :
          {"Number of entries 98304", "Used entries 1", "Type of entries UPPER - LOWER - EXACT 0\t - 0\t - 0\t - 0",
           "Percentage of entries UPPER - LOWER - EXACT 0\t - 0\t - 0", "Number of Hashmoves 0"})
-        EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << line;
+        EXPECT_TRUE(hasLine(lines, line)) << line;
     auto ages = readFor(s.engine, 300);
     ASSERT_GE(ages.size(), 128u);
     for (size_t i = 0; i < 128; ++i) EXPECT_EQ(ages[i], "  0 - 0 - 0");

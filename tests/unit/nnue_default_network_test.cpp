@@ -1,12 +1,7 @@
 // Where the default network is found at start-up: the working directory, then
 // the executable's folder, then the copy built into the engine.
-#include <gtest/gtest.h>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include "eval/default_network.h"
-#include "eval/network.h"
 #include "eval_helpers.h"
 #include "test_data.h"
 
@@ -15,7 +10,7 @@ namespace fs = std::filesystem;
 
 struct DefaultNetwork : ::testing::Test {
     ScratchDir scratch{"default_network"};
-    const fs::path& dir = scratch.path;
+    const fs::path dir = scratch.path;
     std::unique_ptr<NnueNet> written = std::make_unique<NnueNet>();
     // A random network's file bytes.
     std::string netBytes(uint64_t seed) {

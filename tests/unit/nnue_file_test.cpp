@@ -1,11 +1,6 @@
 // Reading network files: any description length, truncated and missing files.
-#include <gtest/gtest.h>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include "eval/network.h"
 #include "eval_helpers.h"
 #include "test_data.h"
 
@@ -14,12 +9,18 @@ namespace fs = std::filesystem;
 
 constexpr uintmax_t NET_BYTES = 25184056;
 
-fs::path writeRandomNet(const fs::path& file, uint64_t seed, const std::string& description, NnueNet& net) {
-    fillRandomNet(net, seed);
-    std::ofstream out(file, std::ios::binary);
-    EXPECT_TRUE(writeNet(out, net, description));
-    return file;
-}
+// A scratch folder, and the last random network written into it.
+struct NetFile : ::testing::Test {
+    ScratchDir scratch{"net_files"};
+    const fs::path dir = scratch.path;
+    std::unique_ptr<NnueNet> written = std::make_unique<NnueNet>();
+    fs::path writeRandomNet(const std::string& name, uint64_t seed, const std::string& description = "") {
+        fillRandomNet(*written, seed);
+        std::ofstream out(dir / name, std::ios::binary);
+        EXPECT_TRUE(writeNet(out, *written, description));
+        return dir / name;
+    }
+};
 
 std::string loadCapturingOutput(const std::string& path, bool* opened) {
     testing::internal::CaptureStdout();
@@ -35,25 +36,22 @@ void expectRead(const fs::path& file) {
     EXPECT_TRUE(opened && netLoaded);
 }
 
-TEST(NetFile, AnyDescriptionLengthLoads) {
-    ScratchDir dir("net_files");
-    auto written = std::make_unique<NnueNet>();
+TEST_F(NetFile, AnyDescriptionLengthLoads) {
     uint64_t seed = 50;
     for (size_t length : {0u, 1u, 3u, 4u, 255u, 4099u}) {
         std::string description(length, 'd');
         if (length) description[0] = '\0';  // the text is skipped, whatever it holds
-        fs::path file = writeRandomNet(dir.path / "net.nnue", ++seed, description, *written);
+        fs::path file = writeRandomNet("net.nnue", ++seed, description);
         EXPECT_EQ(NET_BYTES + length, fs::file_size(file));
         expectRead(file);
         EXPECT_EQ(0, std::memcmp(&nnue, written.get(), sizeof nnue)) << "description length " << length;
     }
 }
 
-TEST(NetFile, LoadNetReportsAStreamThatRanOut) {
-    auto net = std::make_unique<NnueNet>();
-    fillRandomNet(*net, 60);
+TEST_F(NetFile, LoadNetReportsAStreamThatRanOut) {
+    fillRandomNet(*written, 60);
     std::stringstream whole;
-    writeNet(whole, *net, "x");
+    writeNet(whole, *written, "x");
     std::string bytes = whole.str();
     std::istringstream complete(bytes), extra(bytes + "trailing bytes are not read");
     testing::internal::CaptureStdout();
@@ -65,20 +63,17 @@ TEST(NetFile, LoadNetReportsAStreamThatRanOut) {
     EXPECT_EQ("Net read\nNet read\nNet read\n", testing::internal::GetCapturedStdout());
 }
 
-TEST(NetFile, TruncatedFileStillCountsAsRead) {
-    ScratchDir dir("net_files");
-    auto written = std::make_unique<NnueNet>();
-    fs::path file = writeRandomNet(dir.path / "short.nnue", 61, "", *written);
+TEST_F(NetFile, TruncatedFileStillCountsAsRead) {
+    fs::path file = writeRandomNet("short.nnue", 61);
     fs::resize_file(file, 12 + 4 + 2 * NNUE_HIDDEN + 1000);  // the transformer weights break off
     expectRead(file);
     EXPECT_EQ(0, std::memcmp(nnue.transformerBias, written->transformerBias, sizeof nnue.transformerBias));
     EXPECT_EQ(0, nnue.outputBias);  // blocks after the break keep their old contents
 }
 
-TEST(NetFile, MissingFileIsReported) {
-    ScratchDir dir("net_files");
+TEST_F(NetFile, MissingFileIsReported) {
     netLoaded = true;
-    std::string path = (dir.path / "absent.nnue").string();
+    std::string path = (dir / "absent.nnue").string();
     bool opened = true;
     std::string out = loadCapturingOutput(path, &opened);
     EXPECT_TRUE(!opened && !netLoaded && out.empty()) << out;
@@ -87,12 +82,9 @@ TEST(NetFile, MissingFileIsReported) {
     EXPECT_EQ(0u, netMissingLine(path, true).find("info string NetFile not found/correct: " + path));
 }
 
-TEST(NetFile, LoadingForgetsCachedScores) {
-    ScratchDir dir("net_files");
-    auto written = std::make_unique<NnueNet>();
+TEST_F(NetFile, LoadingForgetsCachedScores) {
     TestPosition p("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
-    fs::path first = writeRandomNet(dir.path / "a.nnue", 70, "", *written),
-             second = writeRandomNet(dir.path / "b.nnue", 71, "", *written);
+    fs::path first = writeRandomNet("a.nnue", 70), second = writeRandomNet("b.nnue", 71);
     bool opened;
     loadCapturingOutput(first.string(), &opened);
     int before = evaluate(0, *p);
