@@ -1,12 +1,7 @@
-#include <gtest/gtest.h>
-#include <random>
 #include "board_test_util.h"
 
 namespace {
-class AttackTables : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initBoardTables(); }
-};
+using AttackTables = BoardTest;
 
 TEST_F(AttackTables, MagicLookupsMatchRayWalksOnRandomOccupancies) {
     std::mt19937_64 rng(7);

@@ -1,6 +1,4 @@
-#include <gtest/gtest.h>
 #include <sstream>
-#include <string>
 #include "board/draw.h"
 #include "board_test_util.h"
 #include "uci/movetext.h"

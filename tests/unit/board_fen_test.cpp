@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-#include <fstream>
 #include "board_test_util.h"
 
 namespace {
@@ -116,12 +114,11 @@ TEST_F(Fen, KeysSeparateSideCastlingAndEnPassant) {
 }
 
 TEST_F(Fen, BoardPicture) {
-    TestPosition t("4k3/8/8/8/8/8/8/R3K3 w Q - 0 1");
     std::string line = "+---+---+---+---+---+---+---+---+\n";
     std::string empty = "|   |   |   |   |   |   |   |   |\n";
     std::string expected = line + "|   |   |   |   | k |   |   |   |\n" + line;
     for (int i = 0; i < 6; ++i) expected += empty + line;
     expected += "| R |   |   |   | K |   |   |   |\n" + line;
-    EXPECT_EQ(boardPicture(*t), expected);
+    EXPECT_EQ(boardPicture(*TestPosition("4k3/8/8/8/8/8/8/R3K3 w Q - 0 1")), expected);
 }
 }  // namespace

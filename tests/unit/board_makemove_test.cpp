@@ -1,7 +1,4 @@
-#include <gtest/gtest.h>
 #include <array>
-#include <fstream>
-#include <random>
 #include <tuple>
 #include "board_test_util.h"
 #include "uci/movetext.h"
@@ -77,8 +74,7 @@ TEST_F(MakeMove, DoubleStepAlwaysCarriesTheEnPassantKey) {
     TestPosition t(START_FEN);
     Position& p = *t;
     uint64_t before = p.key;
-    Move m = findLegalMove(p, 0, "a2a4");
-    makeMove(p, 0, m);
+    makeMove(p, 0, findLegalMove(p, 0, "a2a4"));
     EXPECT_EQ(p.plyStates[1].epSquare, sq("a4"));
     EXPECT_EQ(p.key, before ^ pieceKeys[WPAWN][sq("a2")] ^ pieceKeys[WPAWN][sq("a4")] ^ sideKey ^ epKeys[0]);
     EXPECT_EQ(p.fiftyMove, 0);

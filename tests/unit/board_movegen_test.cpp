@@ -1,7 +1,6 @@
-#include <gtest/gtest.h>
 #include <algorithm>
-#include <fstream>
 #include <set>
+#include "board/perft.h"
 #include "board_test_util.h"
 #include "uci/movetext.h"
 
@@ -16,8 +15,7 @@ std::vector<Move> captures(Position& p) {
 
 // How often `m` is among the legal moves of `fen`.
 long legalCount(const char* fen, Move m) {
-    TestPosition t(fen);
-    auto legal = legalMoves(*t, 0);
+    auto legal = legalMoves(*TestPosition(fen), 0);
     return std::count(legal.begin(), legal.end(), m);
 }
 
@@ -39,8 +37,7 @@ TEST_F(MoveGen, StartPosition) {
 // Captures are ordered by victim first, then by the cheaper attacker.
 TEST_F(MoveGen, CaptureScoresFollowVictimAndMover) {
     // White pawn, knight and queen can all take the black rook on d5; the queen can take the pawn on h5.
-    TestPosition t("4k3/8/8/3r3p/4P3/2N5/8/3QK2Q w - - 0 1");
-    auto c = captures(*t);
+    auto c = captures(*TestPosition("4k3/8/8/3r3p/4P3/2N5/8/3QK2Q w - - 0 1"));
     ASSERT_EQ(c.size(), 5u);  // the d1 queen takes on h5 too
     auto scoreOf = [&](const char* from, const char* to) {
         for (Move m : c)
@@ -52,8 +49,7 @@ TEST_F(MoveGen, CaptureScoresFollowVictimAndMover) {
     EXPECT_GT(scoreOf("c3", "d5"), scoreOf("d1", "d5"));
     EXPECT_GT(scoreOf("d1", "d5"), scoreOf("h1", "h5"));
     // A capture-promotion writes four moves, queen first.
-    TestPosition promo("1n2k3/P7/8/8/8/8/8/4K3 w - - 0 1");
-    auto pc = captures(*promo);
+    auto pc = captures(*TestPosition("1n2k3/P7/8/8/8/8/8/4K3 w - - 0 1"));
     ASSERT_EQ(pc.size(), 4u);
     EXPECT_EQ(moveFlag(pc[0]), FLAG_PROMO_Q);
     EXPECT_EQ(moveFlag(pc[3]), FLAG_PROMO_N);
@@ -66,13 +62,11 @@ TEST_F(MoveGen, PinnedPieces) {
     for (Move m : quiets(*knight)) EXPECT_NE(moveFrom(m), sq("e2"));
     // A rook pinned on the diagonal b4-e1 still writes its capture; the legality test rejects it.
     TestPosition pin("6k1/8/8/8/1b6/8/3R4/3nK3 w - - 0 1");
-    bool found = false;
-    for (Move m : captures(*pin))
-        if (moveFrom(m) == sq("d2") && moveTo(m) == sq("d1")) {
-            found = true;
-            EXPECT_FALSE(isLegal(*pin, 0, m));
-        }
-    EXPECT_TRUE(found);
+    auto c = captures(*pin);
+    auto rxd1 =
+        std::find_if(c.begin(), c.end(), [](Move m) { return moveFrom(m) == sq("d2") && moveTo(m) == sq("d1"); });
+    ASSERT_NE(rxd1, c.end());
+    EXPECT_FALSE(isLegal(*pin, 0, *rxd1));
     // The king itself takes the knight on d1 legally.
     auto legal = legalMoves(*pin, 0);
     EXPECT_NE(std::find(legal.begin(), legal.end(), makeMove(sq("e1"), sq("d1"))), legal.end());
@@ -116,19 +110,15 @@ TEST_F(MoveGen, EnPassantMoveNamesTheTakenPawn) {
 
 TEST_F(MoveGen, EnPassantThatExposesTheKingIsIllegal) {
     // Taking on d6 would clear the fifth rank between the king on a5 and the rook on h5.
-    TestPosition t("8/8/8/K2pP2r/8/8/8/7k w - d6 0 1");
-    auto moves = legalMoves(*t, 0);
-    for (Move m : moves) EXPECT_NE(moveFlag(m), FLAG_EP);
+    for (Move m : legalMoves(*TestPosition("8/8/8/K2pP2r/8/8/8/7k w - d6 0 1"), 0)) EXPECT_NE(moveFlag(m), FLAG_EP);
     // Without the rook it is legal.
-    TestPosition free("8/8/8/K2pP3/8/8/8/7k w - d6 0 1");
-    auto freeMoves = legalMoves(*free, 0);
+    auto freeMoves = legalMoves(*TestPosition("8/8/8/K2pP3/8/8/8/7k w - d6 0 1"), 0);
     EXPECT_EQ(std::count_if(freeMoves.begin(), freeMoves.end(), [](Move m) { return moveFlag(m) == FLAG_EP; }), 1);
 }
 
 // Castling in chess and Chess960: the squares the king crosses must be safe, those both pieces cross empty.
 TEST_F(MoveGen, CastlingNeedsSafeAndEmptySquares) {
-    TestPosition clear("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
-    auto q = quiets(*clear);
+    auto q = quiets(*TestPosition("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1"));
     EXPECT_EQ(std::count_if(q.begin(), q.end(), [](Move m) { return isCastling(m); }), 2);
     struct Case {
         bool chess960;
@@ -162,5 +152,32 @@ TEST_F(MoveGen, CastlingNeedsSafeAndEmptySquares) {
     EXPECT_TRUE(positionIsConsistent(*fg, 1));
     unmakeMove(*fg, 0, castle);
     EXPECT_TRUE(fg->board[sq("f1")] == WKING && fg->board[sq("g1")] == WROOK);
+}
+
+using Perft = BoardTest;
+// Tricky positions with counts from an independent generator, deeper than the kept file goes.
+TEST_F(Perft, PromotionsPinsAndCastlingEdgeCases) {
+    struct Case {
+        const char* fen;
+        int depth;
+        uint64_t nodes;
+        bool frc;
+    };
+    const Case cases[] = {
+        {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", 5, 4865609, false},
+        {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1", 4, 4085603, false},
+        {"8/8/1k6/2b5/2pP4/8/5K2/8 b - d3 0 1", 6, 1440467, false},
+        {"8/5bk1/8/2Pp4/8/1K6/8/8 w - d6 0 1", 6, 824064, false},
+        {"K1k5/8/P7/8/8/8/8/8 w - - 0 1", 6, 2217, false},
+        {"8/P1k5/K7/8/8/8/8/8 w - - 0 1", 6, 92683, false},
+        {"r3k2r/1b4bq/8/8/8/8/7B/R3K2R w KQkq - 0 1", 4, 1274206, false},
+        // A pawn pinned on the long diagonal takes its pinner while promoting.
+        {"r1b2b2/1p5n/2kqp1rp/p7/1PnP2pP/8/PB1Q1PpN/RN2R1KB b - - 1 24", 3, 66571, false},
+        {"nqnbrk2/1pp1p3/5ppr/p1P4p/P2p1P2/1b4P1/3PP1KP/NQNB1RBR w e - 0 10", 5, 23987105, true},
+    };
+    for (const Case& c : cases) {
+        Chess960Scope mode(c.frc);
+        EXPECT_EQ(perft(0, c.depth, *TestPosition(c.fen)), c.nodes) << c.fen;
+    }
 }
 }  // namespace

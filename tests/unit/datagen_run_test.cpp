@@ -1,12 +1,7 @@
-#include <atomic>
-#include <cstdio>
 #include <map>
 #include <sstream>
 #include "datagen_support.h"
-#include "search/control.h"
 #include "search/search.h"
-#include "search/threads.h"
-#include "selfplay.h"
 #include "tune/texel.h"
 
 using namespace datagen;

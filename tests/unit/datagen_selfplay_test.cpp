@@ -1,6 +1,5 @@
 #include "board/movegen.h"
 #include "datagen_support.h"
-#include "selfplay.h"
 #include "tablebase/registry.h"
 #include "uci/movetext.h"
 
@@ -32,8 +31,7 @@ TEST_F(DatagenRules, KeepsOnlyQuietPositionsWithMeaningfulScoresAfterTheOpening)
         ASSERT_TRUE(m) << c.what;
         EXPECT_EQ(keepPosition(*p, m, c.score, c.ply, 8), c.kept) << c.what;
     }
-    TestPosition p(quiet);
-    EXPECT_FALSE(keepPosition(*p, NO_MOVE, 0, 20, 8));
+    EXPECT_FALSE(keepPosition(*TestPosition(quiet), NO_MOVE, 0, 20, 8));
 }
 
 TEST_F(DatagenRules, Chess960CastlingOntoTheOwnRookIsNoCapture) {
@@ -127,12 +125,8 @@ TEST_F(DatagenGames, CheckmateEndsTheGameAndTheMatingMoveIsNotKept) {
 // last try is played whatever its score rather than no game at all.
 TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
     const std::string queenUp = "rnb1kbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 3";
-    GameSettings settings{.nodes = 600,
-                          .randomPlies = 0,
-                          .skipPlies = 0,
-                          .keepFens = true,
-                          .openingLimit = 300,
-                          .rules = {.maxPlies = 6}};
+    GameSettings settings = bookLineSettings(600);
+    settings.keepFens = true, settings.openingLimit = 300, settings.rules.maxPlies = 6;
     PlayedGame onlyDecided = play({queenUp}, 5, settings);
     EXPECT_EQ(onlyDecided.refusedOpenings, OPENING_TRIES - 1);
     // Beside balanced lines (each with both queens), no game starts from the decided one.
@@ -155,23 +149,15 @@ TEST_F(DatagenGames, DecidedOpeningsAreDrawnAgain) {
 TEST_F(DatagenGames, AShareOfGamesStartsFromTheInitialPosition) {
     // A book line that no walk from the initial position could reach in a few moves.
     const std::string bareKings = "4k3/pppppppp/8/8/8/8/PPPPPPPP/4K3 w - - 0 1";
-    const GameSettings settings{.nodes = 300,
-                                .randomPlies = 0,
-                                .skipPlies = 0,
-                                .keepFens = true,
-                                .startShare = 0.5,
-                                .startPlies = 6,
-                                .rules = {.maxPlies = 3}};
+    GameSettings settings = bookLineSettings(300);
+    settings.keepFens = true, settings.startShare = 0.5, settings.startPlies = 6, settings.rules.maxPlies = 3;
     int fromStart = 0;
     for (uint64_t seed = 1; seed <= 40; ++seed) {
         PlayedGame game = play({bareKings}, seed, settings);
         ASSERT_FALSE(game.fens.empty());
-        TestPosition p(game.fens.front());
-        bool initial = popcount(occupancy(*p)) > 20;  // the book line has 18 pieces
+        bool initial = popcount(occupancy(*TestPosition(game.fens.front()))) > 20;  // the book line has 18 pieces
         fromStart += initial;
-        if (initial) {
-            EXPECT_NE(game.fens.front().rfind("rnbqkbnr/pppppppp/8/8/8/8/", 0), 0u) << "random moves made";
-        }
+        EXPECT_TRUE(!initial || game.fens.front().rfind("rnbqkbnr/pppppppp/8/8/8/8/", 0) != 0) << "random moves made";
     }
     EXPECT_GT(fromStart, 8);
     EXPECT_LT(fromStart, 32);

@@ -1,16 +1,9 @@
 // Shared set-up for the data generator tests: board tables, the handcrafted
 // evaluation only (no network file needed), temporary files and small books.
 #pragma once
-#include <gtest/gtest.h>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
-#include "eval/evaluate.h"
 #include "generator.h"
 #include "position_record.h"
 #include "search/reductions.h"
-#include "search/worker.h"
 #include "test_data.h"
 #include "test_position.h"
 

@@ -1,6 +1,4 @@
 // The fixed steps of the static evaluation: path choice, bishop pair, complexity, taper, tempo and the cache.
-#include <gtest/gtest.h>
-#include "eval/caches.h"
 #include "eval/hce.h"
 #include "eval/nnue.h"
 #include "eval_helpers.h"
@@ -33,10 +31,7 @@ TEST(EvalPath, EvaluateTakesThePathOfTheBalance) {
 }
 
 TEST(EvalSteps, BishopPairIsExactlyTwo) {
-    auto pair = [](const char* fen) {
-        TestPosition p(fen);
-        return bishopPair(*p);
-    };
+    auto pair = [](const char* fen) { return bishopPair(*TestPosition(fen)); };
     EXPECT_EQ(BISHOP_PAIR, pair("4k3/8/8/8/8/8/8/2B1KB2 w - - 0 1"));
     EXPECT_EQ(BISHOP_PAIR, pair("4k3/8/8/8/8/8/8/B1B1K3 w - - 0 1"));  // same square colour
     EXPECT_EQ(-BISHOP_PAIR, pair("2b1kb2/8/8/8/8/8/8/4K3 w - - 0 1"));

@@ -1,10 +1,7 @@
 // The handcrafted terms: colour symmetry, pawn structure, and the endgame
 // knowledge that converts (or does not overrate) a material edge.
-#include <gtest/gtest.h>
 #include <algorithm>
 #include <set>
-#include <vector>
-#include "eval/caches.h"
 #include "eval/hce.h"
 #include "eval/hce_params.h"
 #include "eval/pawns.h"
@@ -12,10 +9,7 @@
 
 namespace {
 // White's point of view, handcrafted path regardless of the balance.
-int handcrafted(const std::string& fen) {
-    TestPosition p(fen);
-    return handcraftedScore(*p);
-}
+int handcrafted(const std::string& fen) { return handcraftedScore(*TestPosition(fen)); }
 
 TEST(EvalSymmetry, MirroredTwinScoresTheSameOnBothPaths) {
     useRandomNet(90);
@@ -51,9 +45,8 @@ TEST(EvalPawns, StructureOfAKnownPosition) {
     EXPECT_EQ(expectedPassed, entry.passed & p->pieces[WPAWN]);
     EXPECT_EQ(0u, entry.passed & p->pieces[BPAWN]);
     // Taking the doubled rear pawn away removes a penalty: the score changes by more than that pawn's absence alone.
-    TestPosition single("4k3/8/3p4/2P1p2P/4PP2/8/P7/4K3 w - - 0 1");
     PawnEntry other{};
-    evaluatePawns(*single, other);
+    evaluatePawns(*TestPosition("4k3/8/3p4/2P1p2P/4PP2/8/P7/4K3 w - - 0 1"), other);
     EXPECT_NE(entry.score, other.score);
 }
 
@@ -85,8 +78,7 @@ TEST(EvalEndgames, KnowledgePointsTheRightWay) {
         {"attackers near the king", "6k1/5ppp/8/6N1/8/8/5PPP/3Q2K1 w - - 0 1",
          "6k1/5ppp/8/8/8/8/5PPP/1N1Q2K1 w - - 0 1", 0}};
     for (const Case& c : cases) EXPECT_GT(handcrafted(c.better), handcrafted(c.worse) + c.margin) << c.what;
-    TestPosition rook("8/8/8/3k4/8/8/8/R3K3 w - - 0 1");
-    EXPECT_GT(evaluate(0, *rook), 400);
+    EXPECT_GT(evaluate(0, *TestPosition("8/8/8/3k4/8/8/8/R3K3 w - - 0 1")), 400);
 }
 
 TEST(EvalEndgames, DrawishMaterialIsNotOverrated) {

@@ -1,4 +1,3 @@
-#include <string>
 #include "search/search.h"
 #include "search/threads.h"
 #include "search_support.h"

@@ -1,4 +1,3 @@
-#include "board/score.h"
 #include "search/root.h"
 #include "search/timeman.h"
 #include "search_support.h"
@@ -23,7 +22,7 @@ TEST(StabilityScale, StaysWithinItsBoundsAndFollowsTheBestMove) {
 
 TEST(InfoLine, CentipawnsMatesAndMoveText) {
     TestPosition p("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
-    Move castle = moveFromText(*p, "e1g1");
+    Move castle = findLegalMove(*p, 0, "e1g1");
     ASSERT_NE(castle, NO_MOVE);
     std::vector<Move> pv = {castle};
     EXPECT_EQ(infoLine(35, 7, 11, 5000, 250, 2, pv, *p),
@@ -39,7 +38,7 @@ TEST(InfoLine, CentipawnsMatesAndMoveText) {
 
 TEST(InfoLine, PrincipalVariationIsWrittenMoveAfterMove) {
     TestPosition p("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
-    Move ep = moveFromText(*p, "e5d6");
+    Move ep = findLegalMove(*p, 0, "e5d6");
     ASSERT_NE(ep, NO_MOVE);
     std::vector<Move> pv = {ep, makeMove(60, 51)};  // exd6, Kd7
     std::string line = infoLine(0, 2, 2, 1, 1, 0, pv, *p);

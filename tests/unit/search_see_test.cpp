@@ -12,7 +12,7 @@ class SeeTest : public ::testing::TestWithParam<SeeCase> {};
 TEST_P(SeeTest, ExchangeReachesTheThresholdOrNot) {
     const SeeCase& c = GetParam();
     TestPosition p(c.fen);
-    Move m = moveFromText(*p, c.move);
+    Move m = findLegalMove(*p, 0, c.move);
     ASSERT_NE(m, NO_MOVE) << c.move;
     EXPECT_EQ(seeTest(*p, m, c.threshold), c.expected) << c.fen << " " << c.move << " threshold " << c.threshold;
 }
@@ -49,8 +49,7 @@ INSTANTIATE_TEST_SUITE_P(
         SeeCase{"4k3/8/8/8/8/8/8/4K2R w K - 0 1", "e1g1", 1, false}));
 TEST(GivesCheck, DirectDiscoveredAndSpecialMoves) {
     struct Case {
-        const char* fen;
-        const char* move;
+        const char *fen, *move;
         bool check;
     };
     const Case cases[] = {
@@ -67,7 +66,7 @@ TEST(GivesCheck, DirectDiscoveredAndSpecialMoves) {
     };
     for (const Case& c : cases) {
         TestPosition p(c.fen);
-        Move m = moveFromText(*p, c.move);
+        Move m = findLegalMove(*p, 0, c.move);
         ASSERT_NE(m, NO_MOVE) << c.fen << " " << c.move;
         EXPECT_EQ(givesCheck(*p, m), c.check) << c.fen << " " << c.move;
     }
@@ -76,9 +75,9 @@ TEST(GivesCheck, DirectDiscoveredAndSpecialMoves) {
 TEST(PseudoLegal, StoredMovesAreCheckedAgainstThePosition) {
     TestPosition p("r3k2r/8/8/3pP3/8/8/1P6/R3K2R w KQkq d6 0 1");
     (*p).plyStates[0].notPinned = ~0ull;
-    EXPECT_TRUE(isPseudoLegal(*p, 0, moveFromText(*p, "e1g1")));
-    EXPECT_TRUE(isPseudoLegal(*p, 0, moveFromText(*p, "e5d6")));
-    EXPECT_TRUE(isPseudoLegal(*p, 0, moveFromText(*p, "b2b4")));
+    EXPECT_TRUE(isPseudoLegal(*p, 0, findLegalMove(*p, 0, "e1g1")));
+    EXPECT_TRUE(isPseudoLegal(*p, 0, findLegalMove(*p, 0, "e5d6")));
+    EXPECT_TRUE(isPseudoLegal(*p, 0, findLegalMove(*p, 0, "b2b4")));
     EXPECT_TRUE(isPseudoLegal(*p, 0, makeMove(0, 3)));              // a1d1
     EXPECT_TRUE(isPseudoLegal(*p, 0, makeMove(0, 56)));             // a1xa8
     EXPECT_FALSE(isPseudoLegal(*p, 0, makeMove(0, 57)));            // a rook does not go a1-b8

@@ -1,7 +1,4 @@
-#include <chrono>
 #include <sstream>
-#include <thread>
-#include "search/control.h"
 #include "search/processor_groups.h"
 #include "search/threads.h"
 #include "search_support.h"
@@ -34,8 +31,8 @@ TEST_F(ThreadPool, BuildsABossAndWorkersThatSleepUntilWoken) {
 
 TEST_F(ThreadPool, EveryThreadSearchesAndAllAreIdleAfterwards) {
     setThreadCount(3);
-    TestPosition p("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
-    uint64_t nodes = searchFixedDepthWithPool(*p, 7);
+    uint64_t nodes =
+        searchFixedDepthWithPool(*TestPosition("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3"), 7);
     uint64_t sum = 0;
     for (worker* w : pool) {
         EXPECT_TRUE(w->nodes.load() > 0 && !isSearching(*w) && w->rootBestMove != NO_MOVE) << "thread " << w->index;
@@ -46,8 +43,7 @@ TEST_F(ThreadPool, EveryThreadSearchesAndAllAreIdleAfterwards) {
 
 TEST_F(ThreadPool, ClearingTheTablesZeroesEveryHistory) {
     setThreadCount(2);
-    TestPosition p(START_FEN);
-    searchFixedDepthWithPool(*p, 6);
+    searchFixedDepthWithPool(*TestPosition(START_FEN), 6);
     bool anyHistory = false;
     for (worker* w : pool)
         for (auto& row : w->history->historyTable)

@@ -1,5 +1,4 @@
 #include <sstream>
-#include "board/score.h"
 #include "search_support.h"
 
 namespace {

@@ -1,8 +1,5 @@
 // Probing details beyond the reference list: en passant, which the tables do not hold, positions reached by moves
 // during a search, and several threads mapping and probing at once.
-#include <gtest/gtest.h>
-#include <atomic>
-#include <cstdlib>
 #include <random>
 #include <thread>
 #include "board/makemove.h"
@@ -11,18 +8,12 @@
 #include "tb_support.h"
 
 namespace {
-struct TbProbe : ::testing::Test {
-    void SetUp() override {
-        initBoardTables();
-        ASSERT_TRUE(initTablebases(SYZYGY_DIR));
-    }
-};
+using TbProbe = TbTest;
 
 // The best result over the legal moves, each child probed after the move is made as the search makes it.
 int bestChildWdl(Position& p) {
-    std::vector<Move> moves(p.plyStates[0].moveStart, generateLegal(0, p));
     int best = -3;
-    for (Move m : moves) {
+    for (Move m : legalMoves(p, 0)) {
         makeMove(p, 0, m);
         int v = -probeWdlValue(p);
         unmakeMove(p, 0, m);
@@ -63,8 +54,7 @@ TEST_F(TbProbe, EnPassantIsTakenIntoAccount) {
         EXPECT_EQ(wdl, bestChildWdl(*p)) << fen;
         int dtz = probeDtzValue(*p);
         EXPECT_TRUE((wdl > 0) == (dtz > 0) && (wdl < 0) == (dtz < 0)) << fen << " " << wdl << " " << dtz;
-        TestPosition plain(fen.substr(0, fen.find(" w ")) + " w - - 0 1");
-        differ += probeWdlValue(*plain) != wdl;
+        differ += probeWdlValue(*TestPosition(fen.substr(0, fen.find(" w ")) + " w - - 0 1")) != wdl;
     }
     EXPECT_GT(differ, 0);  // the capture changes the result somewhere
 }
@@ -73,14 +63,13 @@ TEST_F(TbProbe, PositionAfterADoubleStepProbesLikeItsFen) {
     // Black's pawn can take the pawn that just passed it.
     TestPosition p("8/8/8/8/3p4/8/4P3/K6k w - - 0 1");
     Move push = NO_MOVE;
-    for (Move *m = p.pos->plyStates[0].moveStart, *end = generateLegal(0, *p); m < end; ++m)
-        if (moveFlag(*m) == FLAG_DOUBLE) push = *m;
+    for (Move m : legalMoves(*p, 0))
+        if (moveFlag(m) == FLAG_DOUBLE) push = m;
     ASSERT_NE(push, NO_MOVE);
     makeMove(*p, 0, push);
     TestPosition fen("8/8/8/8/3pP3/8/8/K6k b - e3 0 1");
     EXPECT_TRUE(probeWdlValue(*p) == probeWdlValue(*fen) && probeDtzValue(*p) == probeDtzValue(*fen));
-    TestPosition noEp("8/8/8/8/3pP3/8/8/K6k b - - 0 1");
-    EXPECT_NE(probeWdlValue(*fen), probeWdlValue(*noEp));
+    EXPECT_NE(probeWdlValue(*fen), probeWdlValue(*TestPosition("8/8/8/8/3pP3/8/8/K6k b - - 0 1")));
 }
 
 TEST_F(TbProbe, SeveralThreadsProbingAtOnceAgreeWithOne) {
@@ -116,10 +105,7 @@ TEST_F(TbProbe, SeveralThreadsProbingAtOnceAgreeWithOne) {
     for (int t = 0; t < THREADS; ++t) EXPECT_EQ(mismatches[t], 0) << "thread " << t;
 }
 
-// Every position of the reference list probes to the reference WDL and DTZ.
 namespace {
-bool isCheckmate(Position& p) { return p.plyStates[0].inCheck && generateLegal(0, p) == p.plyStates[0].moveStart; }
-
 // Every line of the reference list beside the tables of `dir`.
 void checkReferenceList(const std::string& dir, size_t expectedLines, int expectedMates) {
     initBoardTables();

@@ -1,7 +1,5 @@
 // The root move from the tables: it keeps the result, makes progress towards
 // zeroing, resists longest when lost and respects the fifty-move counter.
-#include <gtest/gtest.h>
-#include <cstdlib>
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "board/score.h"
@@ -9,19 +7,7 @@
 #include "tb_support.h"
 
 namespace {
-struct TbRoot : ::testing::Test {
-    static void SetUpTestSuite() {
-        initBoardTables();
-        ASSERT_TRUE(initTablebases(SYZYGY_DIR));
-    }
-};
-
-bool isLegalRootMove(Position& p, Move m) {
-    Move* end = generateLegal(0, p);
-    for (Move* x = p.plyStates[0].moveStart; x < end; ++x)
-        if (moveBase(*x) == moveBase(m)) return true;
-    return false;
-}
+using TbRoot = TbTest;
 
 std::string withClock(const std::string& fen, int clock) {
     size_t end = fen.rfind(' '), field = fen.rfind(' ', end - 1);  // the half-move clock lies between
@@ -41,11 +27,12 @@ TEST_F(TbRoot, WinningMoveKeepsTheWinAndComesCloserToZeroing) {
     int checked = 0;
     for (const ExpectedProbe& e : linesOf({"KKQR", "KKR", "KKQ", "KKPR"}, 2)) {
         TestPosition p(e.fen);
-        if (p.pos->plyStates[0].inCheck && generateLegal(0, *p) == p.pos->plyStates[0].moveStart) continue;
+        if (isCheckmate(*p)) continue;
         int score = 0;
         Move m = probeRoot(*p, &score);
         ASSERT_NE(m, NO_MOVE) << e.fen;
-        ASSERT_TRUE(isLegalRootMove(*p, m)) << e.fen;
+        auto legal = legalMoves(*p, 0);
+        ASSERT_NE(std::find(legal.begin(), legal.end(), moveBase(m)), legal.end()) << e.fen;
         EXPECT_GE(score, tablebaseWin(100)) << e.fen;
         makeMove(*p, 0, m);
         EXPECT_EQ(probeWdlValue(*p), -2) << e.fen;
@@ -65,7 +52,7 @@ TEST_F(TbRoot, DrawnMoveKeepsTheDraw) {
         int score = 1;
         Move m = probeRoot(*p, &score);
         if (m == NO_MOVE) {  // stalemate: nothing to play
-            EXPECT_EQ(generateLegal(0, *p), p.pos->plyStates[0].moveStart) << e.fen;
+            EXPECT_TRUE(legalMoves(*p, 0).empty()) << e.fen;
             continue;
         }
         EXPECT_EQ(score, 0) << e.fen;
@@ -92,9 +79,7 @@ TEST_F(TbRoot, LosingMoveResistsLongest) {
             return plies;
         };
         int best = resistance(chosen);
-        Move* end = generateLegal(0, *p);
-        std::vector<Move> moves(p.pos->plyStates[0].moveStart, end);
-        for (Move m : moves) EXPECT_LE(resistance(m), best) << e.fen;
+        for (Move m : legalMoves(*p, 0)) EXPECT_LE(resistance(m), best) << e.fen;
         EXPECT_EQ(score, tablebaseLoss(best + 1)) << e.fen;
         ++checked;
     }
@@ -105,16 +90,13 @@ TEST_F(TbRoot, FiftyMoveCounterTurnsATooDistantWinIntoADraw) {
     int checked = 0;
     for (const ExpectedProbe& e : linesOf({"KKQR"}, 2)) {
         if (e.dtz < 10) continue;
-        TestPosition fresh(e.fen);
         int score = 0;
-        ASSERT_NE(probeRoot(*fresh, &score), NO_MOVE);
+        ASSERT_NE(probeRoot(*TestPosition(e.fen), &score), NO_MOVE);
         int plies = tablebaseWin(0) - score;  // to the next zeroing move after the chosen one
         ASSERT_GT(plies, 1);
-        TestPosition justInTime(withClock(e.fen, 100 - plies));
-        probeRoot(*justInTime, &score);
+        probeRoot(*TestPosition(withClock(e.fen, 100 - plies)), &score);
         EXPECT_EQ(score, tablebaseWin(plies)) << e.fen;
-        TestPosition tooLate(withClock(e.fen, 101 - plies));
-        EXPECT_NE(probeRoot(*tooLate, &score), NO_MOVE);
+        EXPECT_NE(probeRoot(*TestPosition(withClock(e.fen, 101 - plies)), &score), NO_MOVE);
         EXPECT_EQ(score, 0) << e.fen;
         if (++checked == 10) break;
     }
@@ -133,10 +115,8 @@ TEST_F(TbRoot, PositionsOutsideTheTablesGiveNoMove) {
     TestPosition castling("r3k3/8/8/8/8/8/8/4K3 b q - 0 1");
     EXPECT_EQ(probeRoot(*castling, &score), NO_MOVE);
     EXPECT_TRUE(score == 0 && probeWdl(*castling) == -1);
-    TestPosition noCastling("r3k3/8/8/8/8/8/8/4K3 b - - 0 1");
-    EXPECT_EQ(probeWdl(*noCastling), 4);  // KRvK, the rook's side to move
-    TestPosition many("4k3/8/8/8/8/8/PPPPPPPP/4K3 w - - 0 1");
-    EXPECT_EQ(probeRoot(*many, &score), NO_MOVE);
+    EXPECT_EQ(probeWdl(*TestPosition("r3k3/8/8/8/8/8/8/4K3 b - - 0 1")), 4);  // KRvK, the rook's side to move
+    EXPECT_EQ(probeRoot(*TestPosition("4k3/8/8/8/8/8/PPPPPPPP/4K3 w - - 0 1"), &score), NO_MOVE);
     TestPosition missing("4k3/8/8/8/8/8/8/QQ2K1qq w - - 0 1");  // KQQvKQQ is not among the files
     EXPECT_EQ(probeRoot(*missing, &score), NO_MOVE);
 }
@@ -162,5 +142,4 @@ TEST_F(TbRoot, CursedWinsAndBlessedLossesScoreAsDrawsButKeepTheirSide) {
         }
     }
     EXPECT_GT(checked, 20);
-    ASSERT_TRUE(initTablebases(SYZYGY_DIR));  // the suite's own tables for the tests after this one
 }

@@ -1,12 +1,8 @@
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include "manifest.h"
 #include "shuffle.h"
 #include "train_support.h"
-#include "training_data.h"
 
 namespace {
 bool lessRecord(const TrainingRecord& a, const TrainingRecord& b) {

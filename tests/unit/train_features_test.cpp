@@ -1,20 +1,10 @@
 #include <algorithm>
 #include "data_filter.h"
-#include "eval/evaluate.h"
-#include "eval/nnue.h"
-#include "nnue_features.h"
-#include "test_position.h"
 #include "train_support.h"
 
 namespace {
-class TrainFeatures : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initRecordTables(); }
-    static PositionFeatures of(const std::string& fen) {
-        TrainingRecord r;
-        EXPECT_TRUE(recordFromFen(fen, 0, RESULT_DRAW, r));
-        return extractFeatures(r);
-    }
+struct TrainFeatures : TrainTest {
+    static PositionFeatures of(const std::string& fen) { return extractFeatures(recordOf(fen)); }
     static std::vector<int> sorted(const PositionFeatures& f, int side) {
         std::vector<int> v(f.index[side], f.index[side] + f.count);
         std::sort(v.begin(), v.end());
@@ -49,9 +39,7 @@ TEST_F(TrainFeatures, MirroredRecordIsTheReflectedPosition) {
         {"8/8/8/8/8/2k5/8/K6q w - - 0 1", "8/8/8/8/8/5k2/8/q6K w - - 0 1"},
     };
     for (auto [fen, reflected] : pairs) {
-        TrainingRecord r;
-        ASSERT_TRUE(recordFromFen(fen, 0, RESULT_DRAW, r));
-        PositionFeatures mirrored = extractFeatures(r, true), expected = of(reflected), plain = of(fen);
+        PositionFeatures mirrored = extractFeatures(recordOf(fen), true), expected = of(reflected), plain = of(fen);
         ASSERT_EQ(mirrored.count, expected.count);
         EXPECT_TRUE(mirrored.pawns == expected.pawns && mirrored.phase == expected.phase) << fen;
         for (int side = 0; side < 2; ++side) {
@@ -80,12 +68,6 @@ TEST_F(TrainFeatures, OutputScaleAgreesWithTheEngine) {
 // Which training positions are kept for the network: those its evaluation would be asked to score.
 using TrainFilter = TrainTest;
 
-TrainingRecord fromFen(const std::string& fen) {
-    TrainingRecord r;
-    EXPECT_TRUE(recordFromFen(fen, 0, RESULT_DRAW, r)) << fen;
-    return r;
-}
-
 // The record's balance is the engine's, whichever side is to move and however
 // lopsided the material: checked against positions the engine sets up itself.
 TEST_F(TrainFilter, BalanceMatchesTheEnginesPathChoice) {
@@ -99,16 +81,16 @@ TEST_F(TrainFilter, BalanceMatchesTheEnginesPathChoice) {
     };
     for (const char* fen : fens) {
         TestPosition p(fen);
-        TrainingRecord r = fromFen(fen);
+        TrainingRecord r = recordOf(fen);
         EXPECT_EQ(recordBalance(r), egOf(materialBalance(*p))) << fen;
         EXPECT_EQ(withinNetworkRange(r, 0), usesNetwork(materialBalance(*p))) << fen;
     }
 }
 
 TEST_F(TrainFilter, MarginWidensTheKeptRange) {
-    TrainingRecord even = fromFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
-    TrainingRecord queenUp = fromFen("rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
-    TrainingRecord queenDown = fromFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNB1KBNR w KQkq - 0 1");
+    TrainingRecord even = recordOf("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    TrainingRecord queenUp = recordOf("rnb1kbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    TrainingRecord queenDown = recordOf("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNB1KBNR w KQkq - 0 1");
     EXPECT_TRUE(withinNetworkRange(even, 0) && !withinNetworkRange(queenUp, 0) && !withinNetworkRange(queenDown, 100));
     EXPECT_TRUE(withinNetworkRange(queenDown, -1));  // a negative margin keeps everything
     // Just past the threshold: out without a margin, in with one that covers it.

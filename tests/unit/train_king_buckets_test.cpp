@@ -1,5 +1,3 @@
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include "train_support.h"
 

@@ -1,5 +1,3 @@
-#include <sstream>
-#include "eval/nnue.h"
 #include "train_support.h"
 
 namespace {

@@ -1,5 +1,4 @@
 // The learning-rate schedule and the factor rows of the transformer.
-#include <cstdio>
 #include "curve_svg.h"
 #include "train_support.h"
 

@@ -1,11 +1,9 @@
 // Shared set-up for the trainer's tests: its headers, the record tables built
 // once per suite, and batches taken in the records' own order.
 #pragma once
-#include <gtest/gtest.h>
 #include <cmath>
 #include <cstring>
 #include <numeric>
-#include <vector>
 #include "eval_helpers.h"
 #include "net_compare.h"
 #include "position_record.h"
@@ -19,6 +17,12 @@ struct TrainTest : ::testing::Test {
     static void SetUpTestSuite() { initRecordTables(); }
 };
 
+// The record of a FEN that must be readable, scored 0 and drawn.
+inline TrainingRecord recordOf(const std::string& fen) {
+    TrainingRecord r;
+    EXPECT_TRUE(recordFromFen(fen, 0, RESULT_DRAW, r)) << fen;
+    return r;
+}
 inline std::vector<uint32_t> inOrder(size_t count) {
     std::vector<uint32_t> order(count);
     std::iota(order.begin(), order.end(), 0u);

@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
 #include "curve_svg.h"
 #include "train_support.h"
 

@@ -1,24 +1,16 @@
-#include <gtest/gtest.h>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <sstream>
-#include "board/attacks.h"
-#include "board/zobrist.h"
-#include "eval/evaluate.h"
-#include "eval/net_layout.h"
 #include "eval/network.h"
 #include "test_data.h"
+#include "test_position.h"
 #include "tune/texel.h"
 
 namespace {
 class Texel : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        initAttackTables();
-        initZobrist();
-    }
+    static void SetUpTestSuite() { initBoardTables(); }
     void SetUp() override { savedLoaded = netLoaded; }
     void TearDown() override { netLoaded = savedLoaded; }
     bool savedLoaded = false;
@@ -65,15 +57,12 @@ TEST_F(Texel, LoadingFilter) {
 TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
     std::ifstream book(testDataPath("books/endgames.epd"));
     ASSERT_TRUE(book);
-    auto p = std::make_unique<Position>();
-    std::vector<Move> moves(MOVE_STACK);
-    p->plyStates[0].moveStart = moves.data();
-    initEvaluation(*p);
+    TestPosition p;
     std::vector<TuningRecord> records;
     std::string line;
     netLoaded = true;
     while (records.size() < 400 && std::getline(book, line)) {
-        if (!setFen(*p, line.substr(0, line.find(';')))) continue;
+        if (!p.set(line.substr(0, line.find(';')))) continue;
         TuningRecord r;
         if (!makeRecord(*p, r)) continue;
         int score = evaluate(0, *p);
@@ -81,7 +70,6 @@ TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
         r.target = sigmoid(score, texelK);
         records.push_back(r);
     }
-    releaseEvaluation(*p);
     ASSERT_GT(records.size(), 100u);
     EXPECT_TRUE(tuningError(records, 1) == 0.0 && tuningError(records, 3) == 0.0);
     // Moving the targets gives the same mean error however the records are split.

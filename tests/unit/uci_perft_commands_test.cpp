@@ -1,15 +1,10 @@
-#include <gtest/gtest.h>
 #include <cstdio>
-#include <fstream>
 #include <sstream>
 #include "board_test_util.h"
 #include "uci/perft_commands.h"
 
 namespace {
-class PerftCommands : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initBoardTables(); }
-};
+using PerftCommands = BoardTest;
 
 // Every number of a perft file is checked before it is used: a depth of 200 once ran past the per-ply records.
 TEST_F(PerftCommands, FileNumbersAreValidatedLineByLine) {

@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 #include <sstream>
 #include "board_test_util.h"
 #include "search/timeman.h"
@@ -6,9 +5,7 @@
 #include "uci/position_command.h"
 
 namespace {
-class PositionCommand : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { initBoardTables(); }
+struct PositionCommand : BoardTest {
     void SetUp() override { setStartPosition(); }
     bool run(const std::string& args, std::string* error = nullptr) {
         std::istringstream in(args);
