@@ -1,5 +1,4 @@
 // The engine as users start it: by absolute path from a folder that has nothing of the project in it.
-#include <gtest/gtest.h>
 #include <regex>
 #include "engine_under_test.h"
 

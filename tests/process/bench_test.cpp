@@ -1,8 +1,5 @@
 // "bench" as engine-testing tools run it: the same node count on every run, in
 // every build, equal to the count the repository records as the search's signature.
-#include <gtest/gtest.h>
-#include <algorithm>
-#include <fstream>
 #include <regex>
 #include "engine_under_test.h"
 

@@ -1,7 +1,6 @@
 // Chess960 as a UCI GUI plays it: the UCI_Chess960 option, start positions with X-FEN castling letters, and castling
 // sent and answered as the king taking its own rook.
 #include "search_session.h"
-#include "test_data.h"
 
 namespace {
 const std::regex BESTMOVE("^bestmove ([a-h][1-8][a-h][1-8][nbrq]?)( ponder [a-h][1-8][a-h][1-8][nbrq]?)?$");

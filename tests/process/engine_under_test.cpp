@@ -1,5 +1,4 @@
 #include "engine_under_test.h"
-#include <fstream>
 
 namespace {
 std::vector<std::string> engineCommand(const std::vector<std::string>& args) {

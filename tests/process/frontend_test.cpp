@@ -1,9 +1,7 @@
 // The command loop as a GUI or a person at the console sees it.
-#include <algorithm>
 #include <cstdio>
 #include "engine_under_test.h"
 #include "eval/nnue_kernels.h"
-#include "test_data.h"
 
 namespace {
 const std::string BOARD_LINE = "+---+---+---+---+---+---+---+---+";

@@ -3,7 +3,6 @@
 #include <regex>
 #include <sstream>
 #include "engine_under_test.h"
-#include "test_data.h"
 
 namespace {
 const std::string FAKE = FAKE_ENGINE_PATH;

@@ -2,7 +2,6 @@
 // and play at a chosen rating.
 #include <set>
 #include "search_session.h"
-#include "test_data.h"
 
 namespace {
 // "wdl W D L" right after the score: three per-mille figures adding up to 1000. Returns W D L, or empty.

@@ -1,5 +1,4 @@
 // Commands that arrive while a search runs, limits of the system, and odd values a GUI or a person may send.
-#include <fstream>
 #include "search_session.h"
 
 namespace {

@@ -1,9 +1,7 @@
 // An engine started in a fresh directory holding an all-zero network, so
 // that it agrees to search; removed again with the directory at the end.
 #pragma once
-#include <gtest/gtest.h>
 #include <chrono>
-#include <filesystem>
 #include <regex>
 #include "engine_under_test.h"
 

@@ -1,7 +1,6 @@
 // Endings played out by the engine against itself with the shared tables: won
 // positions end in mate by the tables' moves, drawn ones stay drawn.
 #include "search_session.h"
-#include "test_data.h"
 
 namespace {
 const std::string SYZYGY = testDataPath("syzygy");
@@ -35,7 +34,8 @@ Outcome playOut(EngineSession& s, const std::string& fen, int limit) {
                 probed = true;
             }
         EXPECT_TRUE(probed) << "no root probe line at ply " << o.plies;
-        moves += " " + bestMoveText(lines.back());
+        moves += ' ';
+        moves += bestMoveText(lines.back());
     }
     return o;
 }

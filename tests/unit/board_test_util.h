@@ -2,7 +2,6 @@
 #pragma once
 #include <random>
 #include "board/makemove.h"
-#include "board/movegen.h"
 #include "test_data.h"
 #include "test_position.h"
 

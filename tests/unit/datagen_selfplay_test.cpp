@@ -1,4 +1,3 @@
-#include "board/movegen.h"
 #include "datagen_support.h"
 #include "tablebase/registry.h"
 #include "uci/movetext.h"

@@ -109,8 +109,10 @@ TEST(EvalParams, EveryTableIsRegisteredOnce) {
 // between the two: the piece-square tables move with tuning, so the pair is compared with and without those terms.
 struct TermPair {
     const char *feature, *with, *without;
-    std::vector<std::pair<combEval*, int>> terms;
-    int margin = 0;
+    combEval* term;  // the first `count` values of this table, and of a second where one is named
+    int count;
+    combEval* term2 = nullptr;
+    int count2 = 0, margin = 0;
 };
 // White's lead in the first position over the second, or Black's in their mirror images.
 int gap(const TermPair& t, bool mirrored) {
@@ -119,52 +121,34 @@ int gap(const TermPair& t, bool mirrored) {
 }
 
 int gapWithoutTerms(const TermPair& t, bool mirrored) {
-    std::vector<std::vector<combEval>> saved;
-    for (auto [values, count] : t.terms) {
-        saved.emplace_back(values, values + count);
-        std::fill(values, values + count, 0);
-    }
+    std::vector<combEval> saved(t.term, t.term + t.count), saved2(t.term2, t.term2 + t.count2);
+    std::fill(t.term, t.term + t.count, 0);
+    std::fill(t.term2, t.term2 + t.count2, 0);
     int result = gap(t, mirrored);
-    for (size_t i = 0; i < saved.size(); ++i) std::copy(saved[i].begin(), saved[i].end(), t.terms[i].first);
+    std::copy(saved.begin(), saved.end(), t.term);
+    std::copy(saved2.begin(), saved2.end(), t.term2);
     return result;
 }
 
 TEST(EvalTerms, EachTermPointsTheRightWay) {
     const TermPair pairs[] = {
-        {"pawn attacks a knight",
-         "r3k3/pp3ppp/2n5/3P4/8/8/PP3PPP/R3K3 b - - 0 1",
-         "r3k3/pp3ppp/1n6/3P4/8/8/PP3PPP/R3K3 b - - 0 1",
-         {{threatByPawn, 6}}},
-        {"rook on an open file",
-         "4k3/pp3ppp/8/8/8/8/PP3PPP/3RK3 w - - 0 1",
-         "4k3/pp3ppp/8/8/8/8/PP3PPP/R3K3 w - - 0 1",
-         {{&rookOpenFile, 1}}},
-        {"knight outpost",
-         "r3k3/pp3p1p/6p1/3N4/4P3/8/PP3PPP/4K3 w - - 0 1",
-         "r3k3/pp3p1p/6p1/8/4P3/8/PP2NPPP/4K3 w - - 0 1",
-         {{&knightOutpost, 1}}},
-        {"protected passed pawn",
-         "4k3/8/8/3PP3/8/8/8/4K2r w - - 0 1",
-         "4k3/8/8/3P4/4P3/8/8/4K2r w - - 0 1",
-         {{passedPawn, 8}, {connectedPawn, 8}}},
-        {"no isolated pawn",
-         "r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R3K3 w - - 0 1",
-         "r3k3/ppp2ppp/8/8/8/8/PP1P1PPP/R3K3 w - - 0 1",
-         {{&isolatedPawn, 1}}},
-        {"king shelter intact",
-         "3qr1k1/5ppp/8/8/8/8/5PPP/3QR1K1 w - - 0 1",
-         "3qr1k1/5ppp/8/8/6P1/8/5P1P/3QR1K1 w - - 0 1",
-         {{shelterPawn, 8}}},
-        {"rook on the seventh",
-         "6k1/1R3ppp/8/8/8/8/r4PPP/6K1 b - - 0 1",
-         "6k1/5ppp/8/8/8/8/r4PPP/1R4K1 b - - 0 1",
-         {{&rookOnSeventh, 1}}},
+        {"pawn attacks a knight", "r3k3/pp3ppp/2n5/3P4/8/8/PP3PPP/R3K3 b - - 0 1",
+         "r3k3/pp3ppp/1n6/3P4/8/8/PP3PPP/R3K3 b - - 0 1", threatByPawn, 6},
+        {"rook on an open file", "4k3/pp3ppp/8/8/8/8/PP3PPP/3RK3 w - - 0 1", "4k3/pp3ppp/8/8/8/8/PP3PPP/R3K3 w - - 0 1",
+         &rookOpenFile, 1},
+        {"knight outpost", "r3k3/pp3p1p/6p1/3N4/4P3/8/PP3PPP/4K3 w - - 0 1",
+         "r3k3/pp3p1p/6p1/8/4P3/8/PP2NPPP/4K3 w - - 0 1", &knightOutpost, 1},
+        {"protected passed pawn", "4k3/8/8/3PP3/8/8/8/4K2r w - - 0 1", "4k3/8/8/3P4/4P3/8/8/4K2r w - - 0 1", passedPawn,
+         8, connectedPawn, 8},
+        {"no isolated pawn", "r3k3/ppp2ppp/8/8/8/8/PPP2PPP/R3K3 w - - 0 1",
+         "r3k3/ppp2ppp/8/8/8/8/PP1P1PPP/R3K3 w - - 0 1", &isolatedPawn, 1},
+        {"king shelter intact", "3qr1k1/5ppp/8/8/8/8/5PPP/3QR1K1 w - - 0 1",
+         "3qr1k1/5ppp/8/8/6P1/8/5P1P/3QR1K1 w - - 0 1", shelterPawn, 8},
+        {"rook on the seventh", "6k1/1R3ppp/8/8/8/8/r4PPP/6K1 b - - 0 1", "6k1/5ppp/8/8/8/8/r4PPP/1R4K1 b - - 0 1",
+         &rookOnSeventh, 1},
         // A knight up, then a pair of rooks off: part of the gain is the taper alone, the trade-down term adds to it.
-        {"trading pieces when ahead",
-         "4k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/4K3 w - - 0 1",
-         "r3k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/R3K3 w - - 0 1",
-         {{tradeDown, 25}},
-         10},
+        {"trading pieces when ahead", "4k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/4K3 w - - 0 1",
+         "r3k3/pppp1ppp/8/8/8/5N2/PPPP1PPP/R3K3 w - - 0 1", tradeDown, 25, nullptr, 0, 10},
     };
     for (const TermPair& t : pairs) {
         EXPECT_GT(gap(t, false), gapWithoutTerms(t, false) + t.margin) << t.feature;

@@ -1,7 +1,6 @@
 // The incrementally updated accumulators against a refresh from scratch.
 #include <cstring>
 #include "board/makemove.h"
-#include "board/movegen.h"
 #include "eval/nnue.h"
 #include "eval_helpers.h"
 

@@ -1,7 +1,6 @@
 // Shared set-up for the search tests: tables built once, positions with their
 // own move stacks, and moves found by their text.
 #pragma once
-#include "board/movegen.h"
 #include "search/reductions.h"
 #include "search/tt.h"
 #include "test_position.h"

@@ -3,7 +3,6 @@
 #include <random>
 #include <thread>
 #include "board/makemove.h"
-#include "board/movegen.h"
 #include "tablebase/probe.h"
 #include "tb_support.h"
 

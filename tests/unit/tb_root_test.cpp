@@ -1,7 +1,6 @@
 // The root move from the tables: it keeps the result, makes progress towards
 // zeroing, resists longest when lost and respects the fifty-move counter.
 #include "board/makemove.h"
-#include "board/movegen.h"
 #include "board/score.h"
 #include "tablebase/probe.h"
 #include "tb_support.h"

@@ -1,6 +1,5 @@
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <sstream>
 #include "eval/network.h"
 #include "test_data.h"

@@ -11,22 +11,17 @@ TEST_F(PerftCommands, FileNumbersAreValidatedLineByLine) {
     std::string saved = perftFile;
     perftFile = testing::TempDir() + "quorvane-perft-check.txt";
     const std::string kings = "4k3/8/8/8/8/8/8/4K3 w - - 0 1;";
-    std::ofstream(perftFile) << kings << "200;1\n"
-                             << kings << "0;1\n"
-                             << kings << "-3;1\n"
-                             << kings << "2;many\n"
-                             << kings << "2\n"
-                             << kings << "2;25;7\n"
-                             << kings << "99999999999999999999999;1\n"
-                             << kings << "1;5\n";
+    std::ofstream file(perftFile);
+    for (const char* rest : {"200;1", "0;1", "-3;1", "2;many", "2", "2;25;7", "99999999999999999999999;1", "1;5"})
+        file << kings << rest << "\n";
+    file.close();
     TestPosition t(START_FEN);
     std::ostringstream report;
     EXPECT_EQ(rtestCommand(*t, report), 0);
     std::string text = report.str();
     for (int line = 1; line <= 7; ++line)
         EXPECT_NE(text.find("info string perft file line " + std::to_string(line) + ":"), std::string::npos)
-            << line << "\n"
-            << text;
+            << line << ": " << text;
     // The good line after the bad ones is still checked.
     EXPECT_NE(text.find("1; 4k3/8/8/8/8/8/8/4K3 w - - 0 1; 1; 5; 5;"), std::string::npos) << text;
     std::ofstream(perftFile) << kings << "5;25;170;1156;7922\n" << kings << "5;25;170;1156;7922;x\n";
