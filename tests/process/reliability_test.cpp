@@ -66,33 +66,29 @@ TEST(Reliability, RefusedThreadsFallBackToFewer) {
 // Each odd value gets a short note and a search a GUI author would expect.
 TEST(Reliability, OddGoValuesAreReportedAndAnswered) {
     EngineSession s;
-    struct Case {
-        const char *go, *note;
-        long maxMs;
-    } cases[] = {
-        // note "": none expected
-        {"go depth 0", "info string go: depth 0 is searched as depth 1", 3000},
-        {"go movetime 0", "info string go: movetime 0 is searched as 1 ms", 3000},
-        {"go movetime -20", "info string go: movetime -20 is searched as 1 ms", 3000},
-        {"go nodes -1", "info string go: nodes -1 is searched as 1 node", 3000},
-        {"go nodes 0", "info string go: nodes 0 is searched as 1 node", 3000},
-        {"go depth abc movetime 200", "info string go: depth 'abc' is not a whole number, ignored", 3000},
-        {"go mate -2 depth 2", "info string go: mate -2 is ignored", 3000},
-        {"go wtime -50 btime -50", "", 3000},
-        {"go depth", "info string go: depth needs a number, ignored", -1},
-    };
-    for (const Case& c : cases) {
+    for (auto [go, note, maxMs] : {
+             // note "": none expected
+             std::tuple{"go depth 0", "info string go: depth 0 is searched as depth 1", 3000},
+             {"go movetime 0", "info string go: movetime 0 is searched as 1 ms", 3000},
+             {"go movetime -20", "info string go: movetime -20 is searched as 1 ms", 3000},
+             {"go nodes -1", "info string go: nodes -1 is searched as 1 node", 3000},
+             {"go nodes 0", "info string go: nodes 0 is searched as 1 node", 3000},
+             {"go depth abc movetime 200", "info string go: depth 'abc' is not a whole number, ignored", 3000},
+             {"go mate -2 depth 2", "info string go: mate -2 is ignored", 3000},
+             {"go wtime -50 btime -50", "", 3000},
+             {"go depth", "info string go: depth needs a number, ignored", -1},
+         }) {
         std::vector<std::string> lines;
-        if (c.maxMs < 0) {
-            s.send(c.go);
+        if (maxMs < 0) {
+            s.send(go);
             s.send("stop");
             lines = s.untilBestMove();
         } else {
-            long ms = s.millisUntilBestMove(c.go, &lines);
-            EXPECT_LT(ms, c.maxMs) << c.go;
+            long ms = s.millisUntilBestMove(go, &lines);
+            EXPECT_LT(ms, maxMs) << go;
         }
-        if (*c.note) EXPECT_TRUE(hasLine(lines, c.note)) << c.go;
-        else EXPECT_EQ(countPrefix(lines, "info string"), 0) << c.go;
+        if (*note) EXPECT_TRUE(hasLine(lines, note)) << go;
+        else EXPECT_EQ(countPrefix(lines, "info string"), 0) << go;
     }
 }
 

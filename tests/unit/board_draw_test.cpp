@@ -18,34 +18,24 @@ int playLine(Position& p, const std::string& moves) {
     return ply;
 }
 
-const char* KNIGHTS_OUT_AND_BACK = " g1f3 g8f6 f3g1 f6g8";
-TEST(Repetition, InsideTheSearchedLineOnceIsEnough) {
-    TestPosition p(START_FEN);
-    int plies = playLine(*p, std::string("e2e3 e7e6") + KNIGHTS_OUT_AND_BACK);
-    ASSERT_EQ(plies, 6);
-    // The position after 1.e3 e6 is back. With the root before 1.e4 it lies inside the line...
-    EXPECT_TRUE(isRepetition(*p, 6));
-    // ...with the root at it, it is game history and one occurrence is not enough.
-    EXPECT_FALSE(isRepetition(*p, 4));
-    EXPECT_FALSE(isRepetition(*p, 1));
-}
-
-TEST(Repetition, GameHistoryNeedsTwoEarlierOccurrences) {
-    TestPosition p(START_FEN);
-    playLine(*p, std::string("e2e3 e7e6") + KNIGHTS_OUT_AND_BACK + KNIGHTS_OUT_AND_BACK);
-    EXPECT_TRUE(isRepetition(*p, 1));
-}
-
-TEST(Repetition, AResetHalfmoveClockEndsTheScan) {
-    TestPosition p(START_FEN);
-    // The knights go out and back, but a pawn move in between resets the clock.
-    playLine(*p, "g1f3 g8f6 f3g1 f6g8 e2e3 e7e6 g1f3 g8f6 f3g1 f6g8");
-    EXPECT_EQ((*p).fiftyMove, 4);
-    EXPECT_TRUE(isRepetition(*p, 5));   // the position after 3.e3 e6 lies inside the line
-    EXPECT_FALSE(isRepetition(*p, 4));  // it is the root: one occurrence only
-    TestPosition q(START_FEN);
-    playLine(*q, "g1f3 g8f6 f3g1");
-    EXPECT_FALSE(isRepetition(*q, 3));  // fewer than four reversible plies
+// isRepetition(position, ply) with the root `ply` plies back: inside the searched line one earlier occurrence is
+// enough, in the game history before the root it takes two, and a reset halfmove clock ends the scan.
+TEST(Repetition, InsideTheLineOnceInTheHistoryTwiceAndNotPastAReset) {
+    const std::string knights = " g1f3 g8f6 f3g1 f6g8", back = "e2e3 e7e6" + knights,
+                      reset = "g1f3 g8f6 f3g1 f6g8 " + back;
+    for (auto [moves, ply, clock, repeated, why] :
+         {std::tuple{back, 6, 4, true, "1.e3 e6 is back, inside the line"},
+          {back, 4, 4, false, "with the root at 1.e3 e6 it is game history: one occurrence is not enough"},
+          {back, 1, 4, false, "game history, one occurrence"},
+          {back + knights, 1, 8, true, "two earlier occurrences in the game history"},
+          {reset, 5, 4, true, "the position after 3.e3 e6 lies inside the line"},
+          {reset, 4, 4, false, "it is the root: one occurrence only"},
+          {std::string("g1f3 g8f6 f3g1"), 3, 3, false, "fewer than four reversible plies"}}) {
+        TestPosition p(START_FEN);
+        playLine(*p, moves);
+        EXPECT_EQ(isRepetition(*p, ply), repeated) << moves << " at ply " << ply << ": " << why;
+        EXPECT_EQ(p->fiftyMove, clock) << moves;
+    }
 }
 
 TEST(InsufficientMaterial, MinorPiecesAloneCannotWin) {

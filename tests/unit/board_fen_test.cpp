@@ -10,34 +10,31 @@ std::vector<int> rooks(const Position& p) {
 }
 
 TEST_F(Fen, StartPosition) {
-    TestPosition t(START_FEN);
-    Position& p = *t;
-    EXPECT_EQ(p.plyStates[0].castling, 15);
-    EXPECT_EQ(rooks(p), (std::vector<int>{7, 0, 63, 56}));
-    EXPECT_TRUE(p.sideToMove == WHITE && p.gamePly == 1 && p.keyHistory[0] == p.key && p.phase == 24);
-    EXPECT_TRUE(p.material[WHITE] == p.material[BLACK] && p.board[4] == WKING && p.board[59] == BQUEEN);
-    EXPECT_TRUE(popcount(occupancy(p)) == 32 && !p.plyStates[0].inCheck);
-    EXPECT_EQ(getFen(p), START_FEN);
+    TestPosition p(START_FEN);
+    EXPECT_EQ(p->plyStates[0].castling, 15);
+    EXPECT_EQ(rooks(*p), (std::vector<int>{7, 0, 63, 56}));
+    EXPECT_TRUE(p->sideToMove == WHITE && p->gamePly == 1 && p->keyHistory[0] == p->key && p->phase == 24);
+    EXPECT_TRUE(p->material[WHITE] == p->material[BLACK] && p->board[4] == WKING && p->board[59] == BQUEEN);
+    EXPECT_TRUE(popcount(occupancy(*p)) == 32 && !p->plyStates[0].inCheck);
+    EXPECT_EQ(getFen(*p), START_FEN);
 }
 
 // What the reader fills in, clamps or drops shows in the FEN written back (nullptr: the same text); the en-passant
 // field names the pawn that can be taken.
 TEST_F(Fen, ReaderPadsClampsAndDrops) {
-    struct Case {
-        const char *in, *out;
-        int epSquare;
-    } cases[] = {
-        {"4k3/8/8/8/8/8/8/4K3 w", "4k3/8/8/8/8/8/8/4K3 w - - 0 1", 0},  // missing fields
-        {"4k3/8/8/8/8/8/8/4K3 w - - 0 0", "4k3/8/8/8/8/8/8/4K3 w - - 0 1", 0},
-        {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1", nullptr, 28},
-        {"rnbqkbnr/ppp1pppp/8/3pP3/8/8/PPPP1PPP/RNBQKBNR w KQkq d6 0 3", nullptr, 35},
-        {"4k3/8/8/8/8/8/8/4K3 b - e3 0 1", "4k3/8/8/8/8/8/8/4K3 b - - 0 1", 0},         // no double step explains e3
-        {"r3k3/8/8/8/8/8/8/4K2R w KQkq - 0 1", "r3k3/8/8/8/8/8/8/4K2R w Kq - 0 1", 0},  // rights without their rook
-        {"4k3/8/8/8/8/8/8/3K3R w K - 0 1", "4k3/8/8/8/8/8/8/3K3R w - - 0 1", 0},  // outside Chess960 the king is on e1
-    };
-    for (const Case& c : cases) {
-        TestPosition t(c.in);
-        EXPECT_TRUE(getFen(*t) == (c.out ? c.out : c.in) && t->plyStates[0].epSquare == c.epSquare) << c.in;
+    for (auto [in, out, epSquare] : {
+             std::tuple{"4k3/8/8/8/8/8/8/4K3 w", "4k3/8/8/8/8/8/8/4K3 w - - 0 1", 0},  // missing fields
+             {"4k3/8/8/8/8/8/8/4K3 w - - 0 0", "4k3/8/8/8/8/8/8/4K3 w - - 0 1", 0},
+             {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1", nullptr, 28},
+             {"rnbqkbnr/ppp1pppp/8/3pP3/8/8/PPPP1PPP/RNBQKBNR w KQkq d6 0 3", nullptr, 35},
+             {"4k3/8/8/8/8/8/8/4K3 b - e3 0 1", "4k3/8/8/8/8/8/8/4K3 b - - 0 1", 0},  // no double step explains e3
+             {"r3k3/8/8/8/8/8/8/4K2R w KQkq - 0 1", "r3k3/8/8/8/8/8/8/4K2R w Kq - 0 1",
+              0},  // rights without their rook
+             {"4k3/8/8/8/8/8/8/3K3R w K - 0 1", "4k3/8/8/8/8/8/8/3K3R w - - 0 1",
+              0},  // outside Chess960 the king is on e1
+         }) {
+        TestPosition t(in);
+        EXPECT_TRUE(getFen(*t) == (out ? out : in) && t->plyStates[0].epSquare == epSquare) << in;
     }
     TestPosition t("4k3/8/8/8/8/8/8/4K3 b - - 7 300");
     EXPECT_TRUE(t->gamePly == 513 && t->fiftyMove == 7);  // clamped to 512, then the key is stored

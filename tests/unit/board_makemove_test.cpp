@@ -57,62 +57,58 @@ void playRandomLines(const std::string& book, bool frc, int positions) {
 TEST_F(MakeMove, RandomLinesStayConsistent) { playRandomLines("books/UHO_4060_v3.epd", false, 150); }
 TEST_F(MakeMove, RandomChess960LinesStayConsistent) { playRandomLines("books/FRC_openings.epd", true, 150); }
 TEST_F(MakeMove, CapturingARookOnItsSquareRemovesTheRight) {
-    TestPosition t("r3k2r/8/8/8/8/8/6B1/R3K2R w KQkq - 0 1");
-    Position& p = *t;
-    uint64_t keyBefore = p.key;
-    Move m = findLegalMove(p, 0, "g2a8");
+    TestPosition p("r3k2r/8/8/8/8/8/6B1/R3K2R w KQkq - 0 1");
+    uint64_t keyBefore = p->key;
+    Move m = findLegalMove(*p, 0, "g2a8");
     ASSERT_NE(m, NO_MOVE);
-    makeMove(p, 0, m);
-    EXPECT_EQ(p.plyStates[1].castling, WHITE_SHORT | WHITE_LONG | BLACK_SHORT);
+    makeMove(*p, 0, m);
+    EXPECT_EQ(p->plyStates[1].castling, WHITE_SHORT | WHITE_LONG | BLACK_SHORT);
     // The key changes by the moved bishop, the taken rook, the side and the two castling masks.
     uint64_t expected = keyBefore ^ pieceKeys[WBISHOP][sq("g2")] ^ pieceKeys[WBISHOP][sq("a8")]
                         ^ pieceKeys[BROOK][sq("a8")] ^ sideKey ^ castlingKeys[15] ^ castlingKeys[7];
-    EXPECT_EQ(p.key, expected);
+    EXPECT_EQ(p->key, expected);
 }
 
 TEST_F(MakeMove, DoubleStepAlwaysCarriesTheEnPassantKey) {
-    TestPosition t(START_FEN);
-    Position& p = *t;
-    uint64_t before = p.key;
-    makeMove(p, 0, findLegalMove(p, 0, "a2a4"));
-    EXPECT_EQ(p.plyStates[1].epSquare, sq("a4"));
-    EXPECT_EQ(p.key, before ^ pieceKeys[WPAWN][sq("a2")] ^ pieceKeys[WPAWN][sq("a4")] ^ sideKey ^ epKeys[0]);
-    EXPECT_EQ(p.fiftyMove, 0);
+    TestPosition p(START_FEN);
+    uint64_t before = p->key;
+    makeMove(*p, 0, findLegalMove(*p, 0, "a2a4"));
+    EXPECT_EQ(p->plyStates[1].epSquare, sq("a4"));
+    EXPECT_EQ(p->key, before ^ pieceKeys[WPAWN][sq("a2")] ^ pieceKeys[WPAWN][sq("a4")] ^ sideKey ^ epKeys[0]);
+    EXPECT_EQ(p->fiftyMove, 0);
 }
 
 TEST_F(MakeMove, ChangedPieceLists) {
-    TestPosition t("1n2k3/P7/8/8/8/8/8/R3K2R w KQ - 3 1");
-    Position& p = *t;
-    Move promo = findLegalMove(p, 0, "a7b8q");
+    TestPosition p("1n2k3/P7/8/8/8/8/8/R3K2R w KQ - 3 1");
+    Move promo = findLegalMove(*p, 0, "a7b8q");
     ASSERT_NE(promo, NO_MOVE);
-    makeMove(p, 0, promo);
-    EXPECT_EQ(changes(p.dirty[1]),
+    makeMove(*p, 0, promo);
+    EXPECT_EQ(changes(p->dirty[1]),
               (std::vector<std::array<int, 3>>{
                   {WPAWN, sq("a7"), OFF_BOARD}, {WQUEEN, OFF_BOARD, sq("b8")}, {BKNIGHT, sq("b8"), OFF_BOARD}}));
-    EXPECT_EQ(p.acc[1].computed, 0);
-    EXPECT_EQ(p.phase, 8);  // two rooks and the new queen; the knight is gone
-    unmakeMove(p, 0, promo);
-    Move castle = findLegalMove(p, 0, "e1g1");
+    EXPECT_EQ(p->acc[1].computed, 0);
+    EXPECT_EQ(p->phase, 8);  // two rooks and the new queen; the knight is gone
+    unmakeMove(*p, 0, promo);
+    Move castle = findLegalMove(*p, 0, "e1g1");
     ASSERT_EQ(moveFlag(castle), FLAG_SHORT);
-    makeMove(p, 0, castle);
-    EXPECT_EQ(changes(p.dirty[1]),
+    makeMove(*p, 0, castle);
+    EXPECT_EQ(changes(p->dirty[1]),
               (std::vector<std::array<int, 3>>{{WKING, sq("e1"), sq("g1")}, {WROOK, sq("h1"), sq("f1")}}));
-    EXPECT_EQ(p.plyStates[1].captured, 0);
-    EXPECT_EQ(p.fiftyMove, 4);
-    EXPECT_EQ(p.plyStates[1].castling, 0);
+    EXPECT_EQ(p->plyStates[1].captured, 0);
+    EXPECT_EQ(p->fiftyMove, 4);
+    EXPECT_EQ(p->plyStates[1].castling, 0);
 }
 
 TEST_F(MakeMove, NullMoveFlipsSideAndKey) {
-    TestPosition t("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
-    Position& p = *t;
-    auto before = snapshot(p);
-    uint64_t key = p.key;
-    makeNullMove(p, 0);
-    EXPECT_EQ(p.sideToMove, WHITE);
-    EXPECT_EQ(p.key, key ^ sideKey ^ epKeys[4]);
-    EXPECT_EQ(p.plyStates[1].epSquare, 0);
-    EXPECT_EQ(p.dirty[1].count, 0);
-    unmakeNullMove(p, 0);
-    EXPECT_TRUE(snapshot(p) == before);
+    TestPosition p("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
+    auto before = snapshot(*p);
+    uint64_t key = p->key;
+    makeNullMove(*p, 0);
+    EXPECT_EQ(p->sideToMove, WHITE);
+    EXPECT_EQ(p->key, key ^ sideKey ^ epKeys[4]);
+    EXPECT_EQ(p->plyStates[1].epSquare, 0);
+    EXPECT_EQ(p->dirty[1].count, 0);
+    unmakeNullMove(*p, 0);
+    EXPECT_TRUE(snapshot(*p) == before);
 }
 }  // namespace

@@ -92,20 +92,19 @@ TEST_F(MoveGen, EvasionsMeetTheCheck) {
 }
 
 TEST_F(MoveGen, EnPassantMoveNamesTheTakenPawn) {
-    TestPosition t(START_FEN);
-    Position& p = *t;
+    TestPosition p(START_FEN);
     for (const char* text : {"e2e4", "d7d5", "e4e5", "f7f5"}) {
-        Move m = findLegalMove(p, 0, text);
+        Move m = findLegalMove(*p, 0, text);
         ASSERT_NE(m, NO_MOVE) << text;
-        makeMove(p, 0, m);
-        p.plyStates[0].castling = p.plyStates[1].castling;
-        p.plyStates[0].epSquare = p.plyStates[1].epSquare;
-        p.plyStates[0].inCheck = p.plyStates[1].inCheck;
+        makeMove(*p, 0, m);
+        p->plyStates[0].castling = p->plyStates[1].castling;
+        p->plyStates[0].epSquare = p->plyStates[1].epSquare;
+        p->plyStates[0].inCheck = p->plyStates[1].inCheck;
     }
-    auto c = captures(p);
+    auto c = captures(*p);
     ASSERT_EQ(c.size(), 1u);
     EXPECT_TRUE(moveFrom(c[0]) == sq("e5") && moveTo(c[0]) == sq("f5") && moveFlag(c[0]) == FLAG_EP);
-    EXPECT_EQ(moveToText(p, c[0]), "e5f6");
+    EXPECT_EQ(moveToText(*p, c[0]), "e5f6");
 }
 
 TEST_F(MoveGen, EnPassantThatExposesTheKingIsIllegal) {
@@ -120,28 +119,22 @@ TEST_F(MoveGen, EnPassantThatExposesTheKingIsIllegal) {
 TEST_F(MoveGen, CastlingNeedsSafeAndEmptySquares) {
     auto q = quiets(*TestPosition("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1"));
     EXPECT_EQ(std::count_if(q.begin(), q.end(), [](Move m) { return isCastling(m); }), 2);
-    struct Case {
-        bool chess960;
-        const char *fen, *from, *to;
-        int flag;
-        long legal;
-        const char* why;
-    } cases[] = {
-        {false, "r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", "e1", "g1", FLAG_SHORT, 0, "a rook on f8 covers f1"},
-        {false, "r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", "e1", "c1", FLAG_LONG, 1, "long castling stays"},
-        {false, "1r2k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1", "c1", FLAG_LONG, 1, "an attacked b1 does not stop it"},
-        {false, "2r1k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1", "c1", FLAG_LONG, 0, "an attacked destination does"},
-        {false, "4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", "e1", "g1", FLAG_SHORT, 0, "out of check"},
-        {false, "4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", "e1", "c1", FLAG_LONG, 0, "out of check, long"},
-        {true, "r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", "b1", "c1", FLAG_LONG, 1, "king b1, rook a1: c1 and d1 empty"},
-        {true, "r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", "b1", "g1", FLAG_SHORT, 1, "king b1, rook h1"},
-        {true, "r3k2r/8/8/8/8/8/8/RK1N3R w AH - 0 1", "b1", "c1", FLAG_LONG, 0, "d1 taken"},
-        {true, "4k3/8/8/8/8/8/8/r1RK4 w C - 0 1", "d1", "c1", FLAG_LONG, 0,
-         "the rook behind gives check once the castling rook leaves"},
-        {true, "4k3/8/8/8/8/8/8/5KR1 w G - 0 1", "f1", "g1", FLAG_SHORT, 1, "king and rook on each other's targets"}};
-    for (const Case& c : cases) {
-        Chess960Scope scope(c.chess960);
-        EXPECT_EQ(legalCount(c.fen, makeMove(sq(c.from), sq(c.to), c.flag)), c.legal) << c.fen << ": " << c.why;
+    for (auto [frc, fen, from, to, flag, legal, why] :
+         {std::tuple{false, "r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", "e1", "g1", FLAG_SHORT, 0, "a rook on f8 covers f1"},
+          {false, "r3kr2/8/8/8/8/8/8/R3K2R w KQq - 0 1", "e1", "c1", FLAG_LONG, 1, "long castling stays"},
+          {false, "1r2k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1", "c1", FLAG_LONG, 1, "an attacked b1 does not stop it"},
+          {false, "2r1k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1", "c1", FLAG_LONG, 0, "an attacked destination does"},
+          {false, "4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", "e1", "g1", FLAG_SHORT, 0, "out of check"},
+          {false, "4r1k1/8/8/8/8/8/8/R3K2R w KQ - 0 1", "e1", "c1", FLAG_LONG, 0, "out of check, long"},
+          {true, "r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", "b1", "c1", FLAG_LONG, 1, "king b1, rook a1: c1 and d1 empty"},
+          {true, "r3k2r/8/8/8/8/8/8/RK5R w AH - 0 1", "b1", "g1", FLAG_SHORT, 1, "king b1, rook h1"},
+          {true, "r3k2r/8/8/8/8/8/8/RK1N3R w AH - 0 1", "b1", "c1", FLAG_LONG, 0, "d1 taken"},
+          {true, "4k3/8/8/8/8/8/8/r1RK4 w C - 0 1", "d1", "c1", FLAG_LONG, 0,
+           "the rook behind gives check once the castling rook leaves"},
+          {true, "4k3/8/8/8/8/8/8/5KR1 w G - 0 1", "f1", "g1", FLAG_SHORT, 1,
+           "king and rook on each other's targets"}}) {
+        Chess960Scope scope(frc);
+        EXPECT_EQ(legalCount(fen, makeMove(sq(from), sq(to), flag)), legal) << fen << ": " << why;
     }
     // King f1 and rook g1: after castling short the king is on g1 and the rook on f1.
     Chess960Scope on(true);
@@ -157,27 +150,20 @@ TEST_F(MoveGen, CastlingNeedsSafeAndEmptySquares) {
 using Perft = BoardTest;
 // Tricky positions with counts from an independent generator, deeper than the kept file goes.
 TEST_F(Perft, PromotionsPinsAndCastlingEdgeCases) {
-    struct Case {
-        const char* fen;
-        int depth;
-        uint64_t nodes;
-        bool frc;
-    };
-    const Case cases[] = {
-        {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", 5, 4865609, false},
-        {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1", 4, 4085603, false},
-        {"8/8/1k6/2b5/2pP4/8/5K2/8 b - d3 0 1", 6, 1440467, false},
-        {"8/5bk1/8/2Pp4/8/1K6/8/8 w - d6 0 1", 6, 824064, false},
-        {"K1k5/8/P7/8/8/8/8/8 w - - 0 1", 6, 2217, false},
-        {"8/P1k5/K7/8/8/8/8/8 w - - 0 1", 6, 92683, false},
-        {"r3k2r/1b4bq/8/8/8/8/7B/R3K2R w KQkq - 0 1", 4, 1274206, false},
-        // A pawn pinned on the long diagonal takes its pinner while promoting.
-        {"r1b2b2/1p5n/2kqp1rp/p7/1PnP2pP/8/PB1Q1PpN/RN2R1KB b - - 1 24", 3, 66571, false},
-        {"nqnbrk2/1pp1p3/5ppr/p1P4p/P2p1P2/1b4P1/3PP1KP/NQNB1RBR w e - 0 10", 5, 23987105, true},
-    };
-    for (const Case& c : cases) {
-        Chess960Scope mode(c.frc);
-        EXPECT_EQ(perft(0, c.depth, *TestPosition(c.fen)), c.nodes) << c.fen;
+    for (auto [fen, depth, nodes, frc] : {
+             std::tuple{"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", 5, uint64_t(4865609), false},
+             {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1", 4, 4085603, false},
+             {"8/8/1k6/2b5/2pP4/8/5K2/8 b - d3 0 1", 6, 1440467, false},
+             {"8/5bk1/8/2Pp4/8/1K6/8/8 w - d6 0 1", 6, 824064, false},
+             {"K1k5/8/P7/8/8/8/8/8 w - - 0 1", 6, 2217, false},
+             {"8/P1k5/K7/8/8/8/8/8 w - - 0 1", 6, 92683, false},
+             {"r3k2r/1b4bq/8/8/8/8/7B/R3K2R w KQkq - 0 1", 4, 1274206, false},
+             // A pawn pinned on the long diagonal takes its pinner while promoting.
+             {"r1b2b2/1p5n/2kqp1rp/p7/1PnP2pP/8/PB1Q1PpN/RN2R1KB b - - 1 24", 3, 66571, false},
+             {"nqnbrk2/1pp1p3/5ppr/p1P4p/P2p1P2/1b4P1/3PP1KP/NQNB1RBR w e - 0 10", 5, 23987105, true},
+         }) {
+        Chess960Scope mode(frc);
+        EXPECT_EQ(perft(0, depth, *TestPosition(fen)), nodes) << fen;
     }
 }
 }  // namespace

@@ -9,26 +9,21 @@ using DatagenRules = DatagenTest;
 
 TEST_F(DatagenRules, KeepsOnlyQuietPositionsWithMeaningfulScoresAfterTheOpening) {
     const char* quiet = "r3k2r/ppp2ppp/2n1bn2/3pp3/3PP3/2N1BN2/PPP2PPP/R3K2R w KQkq - 0 9";
-    struct Case {
-        const char *fen, *move;
-        int score, ply;
-        bool kept;
-        const char* what;
-    } cases[] = {{quiet, "a2a3", 35, 8, true, "quiet move"},
-                 {quiet, "e1g1", -35, 20, true, "castling"},
-                 {quiet, "a2a3", 35, 7, false, "inside the skipped plies"},
-                 {quiet, "e4d5", 35, 20, false, "capture"},
-                 {quiet, "a2a3", MATE_BOUND - 1, 20, true, "largest plain score"},
-                 {quiet, "a2a3", MATE_BOUND, 20, false, "mate and tablebase scores"},
-                 {quiet, "a2a3", matedIn(5), 20, false, "mated"},
-                 {"8/4P1k1/8/8/8/8/6K1/8 w - - 0 1", "e7e8q", 900, 20, false, "promotion"},
-                 {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 0, 20, false, "en passant"},
-                 {"4k3/8/8/8/8/8/4r3/4K3 w - - 0 1", "e1d1", 0, 20, false, "in check"}};
-    for (const Case& c : cases) {
-        TestPosition p(c.fen);
-        Move m = findLegalMove(*p, 0, c.move);
-        ASSERT_TRUE(m) << c.what;
-        EXPECT_EQ(keepPosition(*p, m, c.score, c.ply, 8), c.kept) << c.what;
+    for (auto [fen, move, score, ply, kept, what] :
+         {std::tuple{quiet, "a2a3", 35, 8, true, "quiet move"},
+          {quiet, "e1g1", -35, 20, true, "castling"},
+          {quiet, "a2a3", 35, 7, false, "inside the skipped plies"},
+          {quiet, "e4d5", 35, 20, false, "capture"},
+          {quiet, "a2a3", MATE_BOUND - 1, 20, true, "largest plain score"},
+          {quiet, "a2a3", MATE_BOUND, 20, false, "mate and tablebase scores"},
+          {quiet, "a2a3", matedIn(5), 20, false, "mated"},
+          {"8/4P1k1/8/8/8/8/6K1/8 w - - 0 1", "e7e8q", 900, 20, false, "promotion"},
+          {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 0, 20, false, "en passant"},
+          {"4k3/8/8/8/8/8/4r3/4K3 w - - 0 1", "e1d1", 0, 20, false, "in check"}}) {
+        TestPosition p(fen);
+        Move m = findLegalMove(*p, 0, move);
+        ASSERT_TRUE(m) << what;
+        EXPECT_EQ(keepPosition(*p, m, score, ply, 8), kept) << what;
     }
     EXPECT_FALSE(keepPosition(*TestPosition(quiet), NO_MOVE, 0, 20, 8));
 }

@@ -62,22 +62,20 @@ TEST(EvalPawns, TableEntryIsReused) {
 
 // The first position of each pair is better for White than the second by more than the margin.
 TEST(EvalEndgames, KnowledgePointsTheRightWay) {
-    struct Case {
-        const char *what, *better, *worse;
-        int margin;
-    } cases[] = {
-        {"bare king driven to the edge", "k7/8/8/8/8/8/7Q/4K3 w - - 0 1", "8/8/8/3k4/8/8/7Q/4K3 w - - 0 1", 40},
-        {"strong king approaching", "k7/8/2K5/8/8/8/7Q/8 w - - 0 1", "k7/8/8/8/8/8/7Q/7K w - - 0 1", 0},
-        {"bishop and knight: the bishop's corner", "7k/8/8/8/8/8/8/2B1KN2 w - - 0 1", "k7/8/8/8/8/8/8/2B1KN2 w - - 0 1",
-         50},
-        {"passer the king cannot catch", "7k/8/8/8/P7/8/8/4K3 w - - 0 1", "1k6/8/8/8/P7/8/8/4K3 w - - 0 1", 150},
-        {"opposite bishops halve a pawn edge, same-coloured do not", "4k3/2b5/8/8/8/8/PPP5/2B1K3 w - - 0 1",
-         "4k3/3b4/8/8/8/8/PPP5/2B1K3 w - - 0 1", 0},
-        {"knight in the centre, not on the rim", "4k3/pp6/8/8/3N4/8/PP6/4K3 w - - 0 1",
-         "4k3/pp6/8/8/8/8/PP6/N3K3 w - - 0 1", 0},
-        {"attackers near the king", "6k1/5ppp/8/6N1/8/8/5PPP/3Q2K1 w - - 0 1",
-         "6k1/5ppp/8/8/8/8/5PPP/1N1Q2K1 w - - 0 1", 0}};
-    for (const Case& c : cases) EXPECT_GT(handcrafted(c.better), handcrafted(c.worse) + c.margin) << c.what;
+    for (auto [what, better, worse, margin] :
+         {std::tuple{"bare king driven to the edge", "k7/8/8/8/8/8/7Q/4K3 w - - 0 1", "8/8/8/3k4/8/8/7Q/4K3 w - - 0 1",
+                     40},
+          {"strong king approaching", "k7/8/2K5/8/8/8/7Q/8 w - - 0 1", "k7/8/8/8/8/8/7Q/7K w - - 0 1", 0},
+          {"bishop and knight: the bishop's corner", "7k/8/8/8/8/8/8/2B1KN2 w - - 0 1",
+           "k7/8/8/8/8/8/8/2B1KN2 w - - 0 1", 50},
+          {"passer the king cannot catch", "7k/8/8/8/P7/8/8/4K3 w - - 0 1", "1k6/8/8/8/P7/8/8/4K3 w - - 0 1", 150},
+          {"opposite bishops halve a pawn edge, same-coloured do not", "4k3/2b5/8/8/8/8/PPP5/2B1K3 w - - 0 1",
+           "4k3/3b4/8/8/8/8/PPP5/2B1K3 w - - 0 1", 0},
+          {"knight in the centre, not on the rim", "4k3/pp6/8/8/3N4/8/PP6/4K3 w - - 0 1",
+           "4k3/pp6/8/8/8/8/PP6/N3K3 w - - 0 1", 0},
+          {"attackers near the king", "6k1/5ppp/8/6N1/8/8/5PPP/3Q2K1 w - - 0 1",
+           "6k1/5ppp/8/8/8/8/5PPP/1N1Q2K1 w - - 0 1", 0}})
+        EXPECT_GT(handcrafted(better), handcrafted(worse) + margin) << what;
     EXPECT_GT(evaluate(0, *TestPosition("8/8/8/3k4/8/8/8/R3K3 w - - 0 1")), 400);
 }
 

@@ -48,27 +48,22 @@ INSTANTIATE_TEST_SUITE_P(
         SeeCase{"4k3/8/8/8/8/8/8/4K2R w K - 0 1", "e1g1", 0, true},
         SeeCase{"4k3/8/8/8/8/8/8/4K2R w K - 0 1", "e1g1", 1, false}));
 TEST(GivesCheck, DirectDiscoveredAndSpecialMoves) {
-    struct Case {
-        const char *fen, *move;
-        bool check;
-    };
-    const Case cases[] = {
-        {"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "a1a8", true},
-        {"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "a1a7", false},
-        {"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1c1", false},
-        {"3k4/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1c1", true},     // the rook lands on d1
-        {"4k3/8/8/8/4N3/8/8/4R1K1 w - - 0 1", "e4f6", true},  // knight check and discovered rook check
-        {"4k3/8/8/8/4N3/8/8/4R1K1 w - - 0 1", "e4c3", true},  // discovered only
-        {"4k3/8/8/8/4N3/8/8/5RK1 w - - 0 1", "e4c3", false},
-        {"8/8/8/k1pP3R/8/8/8/4K3 w - c6 0 1", "d5c6", true},  // en passant opens the rank
-        {"2k5/4P3/8/8/8/8/8/4K3 w - - 0 1", "e7e8q", true},
-        {"2k5/4P3/8/8/8/8/8/4K3 w - - 0 1", "e7e8n", false},
-    };
-    for (const Case& c : cases) {
-        TestPosition p(c.fen);
-        Move m = findLegalMove(*p, 0, c.move);
-        ASSERT_NE(m, NO_MOVE) << c.fen << " " << c.move;
-        EXPECT_EQ(givesCheck(*p, m), c.check) << c.fen << " " << c.move;
+    for (auto [fen, move, check] : {
+             std::tuple{"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "a1a8", true},
+             {"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "a1a7", false},
+             {"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1c1", false},
+             {"3k4/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1c1", true},     // the rook lands on d1
+             {"4k3/8/8/8/4N3/8/8/4R1K1 w - - 0 1", "e4f6", true},  // knight check and discovered rook check
+             {"4k3/8/8/8/4N3/8/8/4R1K1 w - - 0 1", "e4c3", true},  // discovered only
+             {"4k3/8/8/8/4N3/8/8/5RK1 w - - 0 1", "e4c3", false},
+             {"8/8/8/k1pP3R/8/8/8/4K3 w - c6 0 1", "d5c6", true},  // en passant opens the rank
+             {"2k5/4P3/8/8/8/8/8/4K3 w - - 0 1", "e7e8q", true},
+             {"2k5/4P3/8/8/8/8/8/4K3 w - - 0 1", "e7e8n", false},
+         }) {
+        TestPosition p(fen);
+        Move m = findLegalMove(*p, 0, move);
+        ASSERT_NE(m, NO_MOVE) << fen << " " << move;
+        EXPECT_EQ(givesCheck(*p, m), check) << fen << " " << move;
     }
 }
 

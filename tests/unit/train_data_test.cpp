@@ -112,23 +112,19 @@ TEST_F(TrainData, ShufflesArePermutations) {
 TEST_F(TrainData, TextLinesTurnResultsToTheMoverAndTuningLinesBackToWhite) {
     const std::string white = "4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", black = "4k3/8/8/8/8/8/4P3/4K3 b - - 0 1";
     // fromWhite: score and result from White's view, else the score from the mover's and the result as it stands.
-    struct Case {
-        std::string line;
-        bool fromWhite;
-        int score;
-        GameResult result;
-        const char* tuningResult;
-    } cases[] = {
-        {black + "; -120 ;1-0", false, -120, RESULT_LOSS, "1-0"}, {white + ";35;0-1", false, 35, RESULT_LOSS, "0-1"},
-        {white + ";35;1-0", false, 35, RESULT_WIN, "1-0"},        {black + ";0;0.5", false, 0, RESULT_DRAW, "1/2-1/2"},
-        {black + ";0;1/2-1/2", false, 0, RESULT_DRAW, "1/2-1/2"}, {black + ";250;1", true, -250, RESULT_WIN, "0-1"}};
-    for (const Case& c : cases) {
-        TextLineOptions options{.scoreFromWhite = c.fromWhite, .resultFromWhite = !c.fromWhite};
+    for (auto [line, fromWhite, score, result, tuningResult] :
+         {std::tuple{black + "; -120 ;1-0", false, -120, RESULT_LOSS, "1-0"},
+          {white + ";35;0-1", false, 35, RESULT_LOSS, "0-1"},
+          {white + ";35;1-0", false, 35, RESULT_WIN, "1-0"},
+          {black + ";0;0.5", false, 0, RESULT_DRAW, "1/2-1/2"},
+          {black + ";0;1/2-1/2", false, 0, RESULT_DRAW, "1/2-1/2"},
+          {black + ";250;1", true, -250, RESULT_WIN, "0-1"}}) {
+        TextLineOptions options{.scoreFromWhite = fromWhite, .resultFromWhite = !fromWhite};
         TrainingRecord r;
-        ASSERT_TRUE(recordFromTextLine(c.line, options, r)) << c.line;
-        EXPECT_EQ(r.score, c.score) << c.line;
-        EXPECT_EQ(r.result, c.result) << c.line;
-        EXPECT_EQ(tuningLine(r), c.line.substr(0, c.line.find(';')) + " c9 \"" + c.tuningResult + "\";") << c.line;
+        ASSERT_TRUE(recordFromTextLine(line, options, r)) << line;
+        EXPECT_EQ(r.score, score) << line;
+        EXPECT_EQ(r.result, result) << line;
+        EXPECT_EQ(tuningLine(r), line.substr(0, line.find(';')) + " c9 \"" + tuningResult + "\";") << line;
     }
     TextLineOptions options;
     TrainingRecord r;

@@ -16,18 +16,15 @@ struct PositionCommand : BoardTest {
 
 // The FEN a command leaves, its game ply and the moves the clock counts as played; the root always stays at ply 0.
 TEST_F(PositionCommand, SetsThePositionAndItsCounters) {
-    struct Case {
-        const char *args, *fen;
-        int gamePly, moveCount;
-    } cases[] = {{"startpos moves e2e4 e7e5", "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2", 3, 2},
-                 {"startpos e2e4", START_FEN, 1, 0},  // a word after startpos other than "moves" is dropped
-                 {"fen 8/8/8/8/8/8/8/K1k5 w - - 0 40 moves a1a2", "8/8/8/8/8/8/K7/2k5 b - - 1 40", 80, 81},
-                 {"fen 8/8/8/8/8/8/8/K1k5 w - - 0 1", "8/8/8/8/8/8/8/K1k5 w - - 0 1", 1, 1024}};
-    for (const Case& c : cases) {
-        ASSERT_TRUE(run(c.args)) << c.args;
-        EXPECT_TRUE(getFen(mainPosition) == c.fen && mainPosition.gamePly == c.gamePly
-                    && gameClock.gameMoveCount == c.moveCount)
-            << c.args << ": " << getFen(mainPosition) << " " << mainPosition.gamePly << " " << gameClock.gameMoveCount;
+    for (auto [args, fen, gamePly, moveCount] :
+         {std::tuple{"startpos moves e2e4 e7e5", "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2", 3, 2},
+          {"startpos e2e4", START_FEN, 1, 0},  // a word after startpos other than "moves" is dropped
+          {"fen 8/8/8/8/8/8/8/K1k5 w - - 0 40 moves a1a2", "8/8/8/8/8/8/K7/2k5 b - - 1 40", 80, 81},
+          {"fen 8/8/8/8/8/8/8/K1k5 w - - 0 1", "8/8/8/8/8/8/8/K1k5 w - - 0 1", 1, 1024}}) {
+        ASSERT_TRUE(run(args)) << args;
+        EXPECT_TRUE(getFen(mainPosition) == fen && mainPosition.gamePly == gamePly
+                    && gameClock.gameMoveCount == moveCount)
+            << args << ": " << getFen(mainPosition) << " " << mainPosition.gamePly << " " << gameClock.gameMoveCount;
     }
     ASSERT_TRUE(run("startpos moves e2e4 e7e5"));
     EXPECT_EQ(mainPosition.plyStates[0].epSquare, 36);
