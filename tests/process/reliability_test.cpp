@@ -31,8 +31,7 @@ TEST(Reliability, HashstatsAndEvilDuringASearch) {
         s.send("showboard");
     }
     s.send("stop");
-    auto lines = s.untilBestMove(60000);
-    EXPECT_GE(countPrefix(lines, "Evaluation : "), 3);
+    EXPECT_GE(countPrefix(s.untilBestMove(60000), "Evaluation : "), 3);
 }
 
 // A memory limit leaves room for a few dozen threads only: the engine takes what it gets, says so, and goes on playing.

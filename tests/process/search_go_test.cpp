@@ -72,15 +72,13 @@ TEST(SearchGo, InfiniteWaitsForStopAndAnswersIsReady) {
     EngineSession s;
     s.send("position fen 6k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1");  // mate in one: the search has nothing left to do
     s.send("go infinite");
-    auto early = readFor(s.engine, 600);
-    EXPECT_TRUE(withPrefix(early, "bestmove").empty());
+    EXPECT_TRUE(withPrefix(readFor(s.engine, 600), "bestmove").empty());
     auto start = std::chrono::steady_clock::now();
     auto lines = s.ready(2000);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
     EXPECT_TRUE(withPrefix(lines, "bestmove").empty());
     s.send("stop");
-    auto result = s.untilBestMove(3000);
-    EXPECT_EQ(result.back(), "bestmove d1d8");  // nothing follows the mate, so no ponder move
+    EXPECT_EQ(s.untilBestMove(3000).back(), "bestmove d1d8");  // nothing follows the mate, so no ponder move
 }
 
 // "ponderhit" after the soft limit stops at once; before it the search goes on.

@@ -70,7 +70,6 @@ TEST(TablebasePlay, WithoutTablesTheSearchRuns) {
     EngineSession s;
     s.send("position fen 8/8/2k5/8/8/2r5/8/3QK3 w - - 0 1");
     s.send("go depth 6");
-    auto lines = s.untilBestMove(20000);
-    for (const auto& l : lines) EXPECT_EQ(l.find("depth 127"), std::string::npos) << l;
+    for (const auto& l : s.untilBestMove(20000)) EXPECT_EQ(l.find("depth 127"), std::string::npos) << l;
 }
 }  // namespace

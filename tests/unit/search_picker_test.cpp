@@ -66,8 +66,7 @@ TEST(Picker, InCheckTheTtMoveLeadsTheEvasions) {
     PickerBench b("4k3/8/8/8/8/8/3q4/R3K3 w - - 0 1");
     Position& p = b.w.position;
     p.plyStates[1].inCheck = 1;
-    Move tt = findLegalMove(p, 0, "e1f1");
-    EXPECT_EQ(b.order(tt, true), (std::vector<std::string>{"e1f1", "e1d2"}));
+    EXPECT_EQ(b.order(findLegalMove(p, 0, "e1f1"), true), (std::vector<std::string>{"e1f1", "e1d2"}));
 }
 
 // Captures of Nc4: Nxb6 wins the exchange (the c7 pawn takes back), Nxd6 and Qxd6 lose material to the same pawn.

@@ -69,8 +69,7 @@ TEST_F(TbRegistry, FileOnlyInTheSecondDirectoryIsFound) {
     copyTable("KRvK.rtbw", first);
     copyTable("KQvK.rtbw", second);
     copyTable("KQvK.rtbz", second);
-    std::string path = first.string() + ";;" + second.string() + ";";
-    ASSERT_TRUE(initTablebases(path));
+    ASSERT_TRUE(initTablebases(first.string() + ";;" + second.string() + ";"));
     EXPECT_TRUE(registeredTableCount() == 2 && registeredDtzCount() == 1 && largestTablebase() == 3);
     TbTable *kqk = lookup(materialKeyOfName("KQvK", false)), *krk = lookup(materialKeyOfName("KRvK", false));
     ASSERT_TRUE(kqk && krk);

@@ -102,8 +102,7 @@ TEST_F(TrainKingBuckets, ExportedFileScoresLikeTheFloatModel) {
         trainSomeSteps(t, buckets);
         for (size_t i = size_t(ownTransformerRows(buckets)) * FT_OUTPUTS; i < size_t(FT_INPUTS) * FT_OUTPUTS; ++i)
             ASSERT_EQ(t.net.params[i], 0.0f) << "rows beyond the buckets stay unused";
-        auto q = newNnueNet();
-        quantiseNet(t.net, *q);
+        auto q = quantised(t.net);
         EngineNetwork engine(*q);
         NetComparison c = compareFloatAndEngine(modelView(t), records, 2);
         EXPECT_EQ(c.positions, records.size());
@@ -118,8 +117,7 @@ TEST_F(TrainKingBuckets, ExportedFileScoresLikeTheFloatModel) {
         dequantiseNet(*q, restarted);
         shareKingBuckets(restarted, buckets);
         EXPECT_EQ(restarted.kingBuckets, buckets);
-        auto again = newNnueNet();
-        quantiseNet(restarted, *again);
+        auto again = quantised(restarted);
         EXPECT_EQ(std::memcmp(q.get(), again.get(), sizeof(NnueNet)), 0) << buckets;
     }
 }

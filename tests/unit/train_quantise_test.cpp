@@ -14,8 +14,7 @@ TEST_F(TrainQuantise, ScalesRoundingAndClipping) {
     p[L2_WEIGHTS + 3 * L2_OUTPUTS + 9] = 1.5f;
     p[OUT_WEIGHTS + 6] = -0.5f;
     p[OUT_BIAS] = 2.0f;
-    auto q = newNnueNet();
-    quantiseNet(net, *q);
+    auto q = quantised(net);
     // Hidden biases get half of the shift's divisor (WEIGHT_ONE) added, which l1Bias[0] holds alone;
     // a weight beyond int8 saturates.
     const int A = int(ACTIVATION_ONE), W = int(WEIGHT_ONE), R = int(RAW_PER_UNIT);
@@ -28,8 +27,7 @@ TEST_F(TrainQuantise, ScalesRoundingAndClipping) {
 TEST_F(TrainQuantise, ExportLoadsIntoTheEngineUnchanged) {
     FloatNet net;
     initRandomNet(net, 11);
-    auto q = newNnueNet();
-    quantiseNet(net, *q);
+    auto q = quantised(net);
     std::string description = "test network, description of odd length";
     std::stringstream file;
     ASSERT_TRUE(writeNet(file, *q, description));
@@ -43,8 +41,7 @@ TEST_F(TrainQuantise, ExportLoadsIntoTheEngineUnchanged) {
     // Reading the integers back as floats and quantising again changes nothing.
     FloatNet back;
     dequantiseNet(*q, back);
-    auto again = newNnueNet();
-    quantiseNet(back, *again);
+    auto again = quantised(back);
     EXPECT_EQ(std::memcmp(again.get(), q.get(), sizeof(NnueNet)), 0);
 }
 
@@ -56,8 +53,7 @@ TEST_F(TrainQuantise, IntegerInferenceFollowsTheFloatNet) {
     // Larger layer weights, so that the scores reach some hundreds of centipawns.
     for (size_t i = L1_WEIGHTS; i < PARAM_COUNT; ++i) random.params[i] *= 4.0f;
     clipDense(random);
-    auto q = newNnueNet();
-    quantiseNet(random, *q);
+    auto q = quantised(random);
     FloatNet exact;
     dequantiseNet(*q, exact);
     std::vector<TrainingRecord> records = syntheticRecords(2000, 1);

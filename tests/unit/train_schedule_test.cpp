@@ -77,9 +77,7 @@ TEST_F(TrainSchedule, FactorRowsFoldIntoTheExportedNet) {
         EXPECT_NEAR(withFactors, forward(folded, sample, a), 1e-3f * (1.0f + std::abs(withFactors))) << i;
     }
     // ...the same integer file...
-    auto fromFactors = newNnueNet(), fromFolded = newNnueNet();
-    quantiseNet(t.net, *fromFactors);
-    quantiseNet(folded, *fromFolded);
+    auto fromFactors = quantised(t.net), fromFolded = quantised(folded);
     EXPECT_EQ(std::memcmp(fromFactors.get(), fromFolded.get(), sizeof(NnueNet)), 0);
     // ...and the engine's inference of it follows the model as training sees it.
     EngineNetwork engine(*fromFactors);
@@ -93,8 +91,7 @@ TEST_F(TrainSchedule, FactorRowsFoldIntoTheExportedNet) {
     FloatNet restarted;
     dequantiseNet(*fromFactors, restarted);
     for (size_t i = factorStart; i < FT_BIAS; ++i) ASSERT_EQ(restarted.params[i], 0.0f);
-    auto again = newNnueNet();
-    quantiseNet(restarted, *again);
+    auto again = quantised(restarted);
     EXPECT_EQ(std::memcmp(fromFactors.get(), again.get(), sizeof(NnueNet)), 0);
 }
 }  // namespace

@@ -23,6 +23,12 @@ inline TrainingRecord recordOf(const std::string& fen) {
     EXPECT_TRUE(recordFromFen(fen, 0, RESULT_DRAW, r)) << fen;
     return r;
 }
+// The file weights `net` quantises to.
+inline std::unique_ptr<NnueNet> quantised(const FloatNet& net) {
+    auto q = newNnueNet();
+    quantiseNet(net, *q);
+    return q;
+}
 inline std::vector<uint32_t> inOrder(size_t count) {
     std::vector<uint32_t> order(count);
     std::iota(order.begin(), order.end(), 0u);
