@@ -12,12 +12,10 @@
 #include <string>
 
 inline std::string testDataPath(const std::string& relative) { return std::string(TEST_DATA_DIR) + "/" + relative; }
-inline std::string sharedDataDir() {
+inline std::string sharedDataPath(const std::string& relative) {
     const char* chosen = std::getenv("QUORVANE_SHARED_DIR");
-    return chosen && *chosen ? std::string(chosen) : std::string(DEFAULT_SHARED_DIR);
+    return (chosen && *chosen ? std::string(chosen) : std::string(DEFAULT_SHARED_DIR)) + "/" + relative;
 }
-
-inline std::string sharedDataPath(const std::string& relative) { return sharedDataDir() + "/" + relative; }
 // A path in the system's temporary folder, unique to this test process.
 inline std::string tempFilePath(const std::string& name) {
     return (std::filesystem::temp_directory_path() / ("quorvane_" + std::to_string(::getpid()) + "_" + name)).string();

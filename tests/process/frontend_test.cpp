@@ -60,7 +60,7 @@ TEST(Frontend, HelpUnknownAndEmptyCommands) {
             "Unknown command", "Unknown command", "Unknown command", "readyok"}));
 }
 
-// Perft shows the board, remembers its depth and leaves the position as it was, as the picture after it shows.
+// The picture after the last perft shows the position it left.
 TEST(Frontend, PerftCountsRemembersItsDepthAndLeavesThePosition) {
     auto out = console(
         "perft 3\nposition fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1\n"
@@ -89,7 +89,6 @@ TEST(Frontend, CommandLineArgumentsRunOneCommand) {
     EXPECT_FALSE(hasLine(out, "readyok"));  // standard input is not read
 }
 
-// What a person might type must never take the engine down.
 TEST(Frontend, BadInputIsReportedAndSurvived) {
     std::string input =
         "position startpos moves e2e4\nposition fen 8/8/8/8/8/8/8/8 w - - 0 1\n"
@@ -108,8 +107,7 @@ TEST(Frontend, BadInputIsReportedAndSurvived) {
     EXPECT_TRUE(hasLine(out, "| P | P | P | P |   | P | P | P |"));
 }
 
-class PerftFiles : public ::testing::Test {
-protected:
+struct PerftFiles : ::testing::Test {
     ScratchDir temp{"perft"};
     const std::string& dir = temp.path;
     void writeFile(const std::string& text) { std::ofstream(dir + "/perftFRC.txt") << text; }

@@ -1,5 +1,4 @@
-// What a GUI adds to plain analysis: win/draw/loss figures on the info lines,
-// and play at a chosen rating.
+// What a GUI adds to plain analysis: win/draw/loss figures on the info lines, and play at a chosen rating.
 #include <set>
 #include "search_session.h"
 

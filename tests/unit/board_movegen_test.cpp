@@ -13,12 +13,6 @@ std::vector<Move> captures(Position& p) {
     return std::vector<Move>(start, end);
 }
 
-// How often `m` is among the legal moves of `fen`.
-long legalCount(const char* fen, Move m) {
-    auto legal = legalMoves(*TestPosition(fen), 0);
-    return std::count(legal.begin(), legal.end(), m);
-}
-
 std::vector<Move> quiets(Position& p) {
     Move* start = p.plyStates[0].moveStart;
     Move* mid = generateCaptures(0, start, p);
@@ -134,7 +128,9 @@ TEST_F(MoveGen, CastlingNeedsSafeAndEmptySquares) {
           {true, "4k3/8/8/8/8/8/8/5KR1 w G - 0 1", "f1", "g1", FLAG_SHORT, 1,
            "king and rook on each other's targets"}}) {
         Chess960Scope scope(frc);
-        EXPECT_EQ(legalCount(fen, makeMove(sq(from), sq(to), flag)), legal) << fen << ": " << why;
+        auto moves = legalMoves(*TestPosition(fen), 0);
+        EXPECT_EQ(std::count(moves.begin(), moves.end(), makeMove(sq(from), sq(to), flag)), legal)
+            << fen << ": " << why;
     }
     // King f1 and rook g1: after castling short the king is on g1 and the rook on f1.
     Chess960Scope on(true);

@@ -7,8 +7,7 @@
 using namespace datagen;
 
 namespace {
-class DatagenRun : public DatagenTest {
-protected:
+struct DatagenRun : DatagenTest {
     void SetUp() override {
         DatagenTest::SetUp();
         book = std::make_unique<TempBook>("run_book.epd", MIDDLEGAME_BOOK);
@@ -92,16 +91,13 @@ TEST_F(DatagenRun, TuningLinesSplitIntoTheRecordedPositionAndWhitesResult) {
 }
 
 // Raises the stop request as soon as a progress line reports `games` games written.
-class StopAfterGames : public std::stringbuf {
-public:
+struct StopAfterGames : std::stringbuf {
     StopAfterGames(std::atomic<bool>& flag, int games)
         : flag_(flag), trigger_("games " + std::to_string(games) + " ") {}
     int sync() override {
         if (str().find(trigger_) != std::string::npos) flag_ = true;
         return 0;
     }
-
-private:
     std::atomic<bool>& flag_;
     std::string trigger_;
 };

@@ -39,8 +39,6 @@ struct EngineNetwork {
         netLoaded = savedLoaded;
         evaluationChanged();
     }
-    EngineNetwork(const EngineNetwork&) = delete;
-    EngineNetwork& operator=(const EngineNetwork&) = delete;
 };
 
 // The same position with colours exchanged and the board turned upside down.

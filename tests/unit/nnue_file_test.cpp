@@ -1,6 +1,5 @@
-// Network files: read whatever the length of their description, truncated and missing; and where the default
-// network is found at start-up: the working directory, then the executable's folder, then the copy built into the
-// engine.
+// Network files: read whatever the length of their description, truncated and missing; and where the default network is
+// found at start-up: the working directory, then the executable's folder, then the copy built into the engine.
 #include <cstring>
 #include "eval/default_network.h"
 #include "eval_helpers.h"

@@ -55,8 +55,7 @@ TEST(AspirationSteps, EveryRowWidensStepByStep) {
     }
 }
 
-class FixedDepthSearch : public ::testing::Test {
-protected:
+struct FixedDepthSearch : ::testing::Test {
     static void SetUpTestSuite() {
         initSearchTables();
         setThreadCount(1);

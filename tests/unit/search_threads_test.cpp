@@ -10,8 +10,7 @@ bool isSearching(worker& w) {
     return w.searching;
 }
 
-class ThreadPool : public ::testing::Test {
-protected:
+struct ThreadPool : ::testing::Test {
     void SetUp() override { initSearchTables(); }
     void TearDown() override { setThreadCount(0); }
 };

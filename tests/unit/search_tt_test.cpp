@@ -5,8 +5,7 @@ namespace {
 // Distinct keys that share one bucket of the current table.
 uint64_t sameBucket(uint64_t n) { return (n + 1) * (tt.mask + 1); }
 bool found(uint64_t key) { return probe(key) != 0; }
-class TranspositionTableTest : public ::testing::Test {
-protected:
+struct TranspositionTableTest : ::testing::Test {
     void SetUp() override {
         initSearchTables();
         resize(1);
@@ -114,7 +113,7 @@ TEST_F(TranspositionTableTest, ClearForgetsEveryEntry) {
     EXPECT_EQ(kept(), 0u);
 }
 
-// The empty table's statistics are checked byte for byte in UciOptions.HashStatisticsOfAnEmptyTable.
+// The empty table's statistics are checked byte for byte in UciOptions.HashStatisticsOfAClearedTable.
 TEST_F(TranspositionTableTest, StatisticsCountBoundsAgesAndDepths) {
     clear();
     newSearch();

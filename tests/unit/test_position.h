@@ -29,8 +29,6 @@ struct TestPosition {
         initEvaluation(*pos);
     }
     ~TestPosition() { releaseEvaluation(*pos); }
-    TestPosition(const TestPosition&) = delete;
-    TestPosition& operator=(const TestPosition&) = delete;
     // A FEN that must be readable: a test fails when it is not.
     explicit TestPosition(const std::string& fen) : TestPosition() {
         std::string error;

@@ -64,4 +64,52 @@ TEST_F(TrainQuantise, IntegerInferenceFollowsTheFloatNet) {
     EXPECT_TRUE(c.meanAbsDifference < 2.0 && c.maxAbsDifference < 12.0)
         << c.meanAbsDifference << " " << c.maxAbsDifference;
 }
+
+// A factorised net, once trained, has factor rows of its own; the file the
+// engine reads must hold exactly the model with those rows folded in.
+TEST_F(TrainQuantise, FactorRowsFoldIntoTheExportedNet) {
+    std::vector<TrainingRecord> data = syntheticRecords(400, 11);
+    const std::vector<uint32_t> order = inOrder(data.size());
+    const TrainingSettings s{.warmupSteps = 0};
+    Trainer t;
+    initTrainer(t, s, 2);
+    ASSERT_TRUE(t.net.factorised);
+    for (int step = 0; step < 40; ++step) trainBatch(t, data, order, 0, data.size());
+    size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS, nonZero = 0;
+    for (size_t i = factorStart; i < FT_BIAS; ++i) nonZero += t.net.params[i] != 0.0f;
+    ASSERT_GT(nonZero, 1000u);
+    // Training this short leaves them small; make them count, so that any part of
+    // the export that skipped them would show.
+    for (size_t i = factorStart; i < FT_BIAS; ++i) t.net.params[i] += 0.1f * std::sin(0.37f * float(i));
+    FloatNet folded;
+    folded.params = t.net.params;
+    folded.factorised = true;
+    foldFactors(folded);
+    folded.factorised = false;
+    for (size_t i = factorStart; i < FT_BIAS; ++i) ASSERT_EQ(folded.params[i], 0.0f);
+    // The same function in floating point...
+    Activations a;
+    for (size_t i = 0; i < 50; ++i) {
+        Sample sample = makeSample(data[i], s.lambda, s.sigmoidK);
+        float withFactors = forward(t.net, sample, a);
+        EXPECT_NEAR(withFactors, forward(folded, sample, a), 1e-3f * (1.0f + std::abs(withFactors))) << i;
+    }
+    // ...the same integer file...
+    auto fromFactors = quantised(t.net), fromFolded = quantised(folded);
+    EXPECT_EQ(std::memcmp(fromFactors.get(), fromFolded.get(), sizeof(NnueNet)), 0);
+    // ...and the engine's inference of it follows the model as training sees it.
+    EngineNetwork engine(*fromFactors);
+    NetComparison c = compareFloatAndEngine(modelView(t), data, 2);
+    EXPECT_EQ(c.positions, data.size());
+    EXPECT_LT(c.meanAbsDifference, 1.5);
+    NetView withoutFactors = modelView(t);  // the factor rows carry real weight: leaving them out shows
+    withoutFactors.factorised = false;
+    EXPECT_GT(compareFloatAndEngine(withoutFactors, data, 2).meanAbsDifference, 10.0);
+    // Reading the file back starts a trainer at the same function, factor rows empty.
+    FloatNet restarted;
+    dequantiseNet(*fromFactors, restarted);
+    for (size_t i = factorStart; i < FT_BIAS; ++i) ASSERT_EQ(restarted.params[i], 0.0f);
+    auto again = quantised(restarted);
+    EXPECT_EQ(std::memcmp(fromFactors.get(), again.get(), sizeof(NnueNet)), 0);
+}
 }  // namespace

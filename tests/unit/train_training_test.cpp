@@ -88,7 +88,6 @@ TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
     checkGradients(true, 8);
 }
 
-// A short run lowers the loss, follows its learning-rate schedule and logs every epoch.
 TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
     std::vector<TrainingRecord> all = syntheticRecords(1500, 17), train, validation;
     const TrainingSettings settings{.batchSize = 100, .lambda = 0.8f};
@@ -206,5 +205,48 @@ TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
     EXPECT_DOUBLE_EQ(resumed.history[0].trainLoss, straight.history[0].trainLoss);
     EXPECT_DOUBLE_EQ(resumed.history[1].validationLoss, straight.history[1].validationLoss);
     EXPECT_TRUE(resumed.net.params == straight.net.params);
+}
+
+using TrainSchedule = TrainTest;
+TEST_F(TrainSchedule, CosineRunsFromTheStartRateToItsEndShare) {
+    TrainingSettings s{.learningRate = 0.002f, .finalRateFraction = 0.01f, .totalEpochs = 10};
+    const double start = double(s.learningRate), end = start * double(s.finalRateFraction);
+    EXPECT_NEAR(scheduledRate(s, 0), start, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 5), (start + end) / 2, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 10), end, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 13.5), end, 1e-12);  // a run taken past its length stays at the end rate
+    double previous = start;
+    for (double e = 0.25; e <= 10; e += 0.25) {
+        double rate = scheduledRate(s, e);
+        EXPECT_LT(rate, previous) << e;
+        previous = rate;
+    }
+    // The older schedule: whole epochs only.
+    s.schedule = Schedule::Exponential, s.learningRateDecay = 0.9f;
+    EXPECT_NEAR(scheduledRate(s, 0.7), start, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 3.2), start * std::pow(double(0.9f), 3), 1e-12);
+}
+
+// The score/result blend may move across training (a resumed run keeps moving it:
+// TrainTraining.ResumedTrainingMatchesUninterrupted).
+TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
+    TrainingSettings s{.totalEpochs = 4, .lambda = 0.9f};
+    EXPECT_FLOAT_EQ(scheduledLambda(s, 2.5), 0.9f) << "no end given: lambda throughout";
+    s.lambdaEnd = 0.5f;
+    for (auto [epoch, lambda] : {std::pair{0.0, 0.9f}, {1.0, 0.8f}, {4.0, 0.5f}, {6.0, 0.5f}})
+        EXPECT_FLOAT_EQ(scheduledLambda(s, epoch), lambda) << epoch;
+    // Training reads the moved blend: a batch trained at the end of the run, where the target is mostly the game
+    // result, moves the net differently from one trained with lambda held.
+    std::vector<TrainingRecord> data = syntheticRecords(200, 5);
+    for (size_t i = 0; i < data.size(); ++i) data[i].result = uint8_t(i % 3);
+    const std::vector<uint32_t> order = inOrder(data.size());
+    s.warmupSteps = 0, s.lambdaEnd = 0.0f;
+    Trainer moving, held;
+    initTrainer(moving, s, 1);
+    moving.epochsDone = 4;
+    s.lambdaEnd = -1.0f;
+    initTrainer(held, s, 1);
+    held.epochsDone = 4;
+    EXPECT_NE(trainBatch(moving, data, order, 0, data.size()), trainBatch(held, data, order, 0, data.size()));
 }
 }  // namespace

@@ -7,8 +7,7 @@
 #include "tune/texel.h"
 
 namespace {
-class Texel : public ::testing::Test {
-protected:
+struct Texel : ::testing::Test {
     static void SetUpTestSuite() { initBoardTables(); }
     void SetUp() override { savedLoaded = netLoaded; }
     void TearDown() override { netLoaded = savedLoaded; }
