@@ -22,25 +22,22 @@ struct EngineSession {
         }
     }
     void send(const std::string& line) { ::send(engine, line); }
-    // Sends "isready"; returns the lines up to the "readyok", which must come within timeoutMs.
+    // Lines up to and including the first one starting with `prefix`, which must come within timeoutMs; where `found`
+    // is given, it tells instead whether the line came.
+    std::vector<std::string> until(const std::string& prefix, int timeoutMs, bool* found = nullptr) {
+        bool came = false;
+        auto lines = readUntil(
+            engine, [&](const std::string& l) { return startsWith(l, prefix); }, timeoutMs, &came);
+        if (found) *found = came;
+        else EXPECT_TRUE(came) << "no " << prefix << " within " << timeoutMs << " ms";
+        return lines;
+    }
+    // Sends "isready"; returns the lines up to the "readyok".
     std::vector<std::string> ready(int timeoutMs = 10000) {
         send("isready");
-        bool found = false;
-        auto lines = readUntilLine(engine, "readyok", timeoutMs, &found);
-        EXPECT_TRUE(found) << "no readyok within " << timeoutMs << " ms";
-        return lines;
+        return until("readyok", timeoutMs);
     }
-    // Lines up to and including the first one starting with `prefix`; *found tells whether it came.
-    std::vector<std::string> until(const std::string& prefix, int timeoutMs, bool* found = nullptr) {
-        return readUntil(
-            engine, [&](const std::string& l) { return startsWith(l, prefix); }, timeoutMs, found);
-    }
-    std::vector<std::string> untilBestMove(int timeoutMs = 20000) {
-        bool found = false;
-        auto lines = until("bestmove", timeoutMs, &found);
-        EXPECT_TRUE(found) << "no bestmove within " << timeoutMs << " ms";
-        return lines;
-    }
+    std::vector<std::string> untilBestMove(int timeoutMs = 20000) { return until("bestmove", timeoutMs); }
     // Sends "position <position>" and `go`; returns the lines up to the bestmove.
     std::vector<std::string> search(const std::string& position, const std::string& go, int timeoutMs = 20000) {
         send("position " + position);
