@@ -10,8 +10,16 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 inline std::string testDataPath(const std::string& relative) { return std::string(TEST_DATA_DIR) + "/" + relative; }
+// The positions of a book in tests/data (each line up to a ';'), at most `limit` of them.
+inline std::vector<std::string> bookFens(const std::string& relative, size_t limit = 100000) {
+    std::ifstream in(testDataPath(relative));
+    std::vector<std::string> out;
+    for (std::string line; out.size() < limit && std::getline(in, line);) out.push_back(line.substr(0, line.find(';')));
+    return out;
+}
 inline std::string sharedDataPath(const std::string& relative) {
     const char* chosen = std::getenv("QUORVANE_SHARED_DIR");
     return (chosen && *chosen ? std::string(chosen) : std::string(DEFAULT_SHARED_DIR)) + "/" + relative;

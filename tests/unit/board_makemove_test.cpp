@@ -23,14 +23,12 @@ std::vector<std::array<int, 3>> changes(const DirtyPiece& d) {
 // incremental state equal to a recomputation, and every unmake restores it exactly.
 void playRandomLines(const std::string& book, bool frc, int positions) {
     Chess960Scope mode(frc);
-    std::ifstream in(testDataPath(book));
-    ASSERT_TRUE(in);
+    std::vector<std::string> fens = bookFens(book, positions);
+    ASSERT_EQ(fens.size(), size_t(positions));
     std::mt19937 rng(frc ? 5 : 3);
     TestPosition t;
-    std::string line;
-    int done = 0;
-    while (done < positions && std::getline(in, line)) {
-        ASSERT_TRUE(t.set(line.substr(0, line.find(';')))) << line;
+    for (const std::string& fen : fens) {
+        ASSERT_TRUE(t.set(fen)) << fen;
         Position& p = *t;
         std::vector<Move> played;
         std::vector<decltype(snapshot(p))> before;
@@ -50,7 +48,6 @@ void playRandomLines(const std::string& book, bool frc, int positions) {
             unmakeMove(p, ply, played[ply]);
             ASSERT_TRUE(snapshot(p) == before[ply]) << "unmake at ply " << ply;
         }
-        ++done;
     }
 }
 

@@ -8,13 +8,10 @@ constexpr int BUCKET_COUNTS[] = {4, 8, 16, 32};
 // Openings and endgames from real games, the kings on every file.
 std::vector<TrainingRecord> gamePositions() {
     std::vector<TrainingRecord> out;
-    for (const char* book : {"books/UHO_4060_v3.epd", "books/endgames.epd"}) {
-        std::ifstream in(testDataPath(book));
-        std::string line;
-        TrainingRecord r;
-        while (std::getline(in, line))
-            if (recordFromFen(line, 0, RESULT_DRAW, r)) out.push_back(r);
-    }
+    TrainingRecord r;
+    for (const char* book : {"books/UHO_4060_v3.epd", "books/endgames.epd"})
+        for (const std::string& fen : bookFens(book))
+            if (recordFromFen(fen, 0, RESULT_DRAW, r)) out.push_back(r);
     return out;
 }
 
@@ -134,21 +131,14 @@ TEST_F(TrainKingBuckets, CheckpointsKeepTheBucketCount) {
     // The older layout: version 3, neither the bucket count after the factoriser
     // flag nor the blend's end (version 5) after that.
     const size_t countAt = 68;
-    std::string old = path + ".v3";
-    {
-        std::ifstream in(path, std::ios::binary);
-        std::string head(countAt + 4, '\0');
-        in.read(head.data(), std::streamsize(head.size()));
-        int32_t stored = 0;
-        std::memcpy(&stored, head.data() + countAt, 4);
-        ASSERT_EQ(stored, 8) << "the bucket count sits right after the factoriser flag";
-        uint32_t version = 3;
-        std::memcpy(head.data() + 4, &version, 4);
-        std::ofstream out(old, std::ios::binary);
-        out.write(head.data(), std::streamsize(countAt));
-        in.ignore(sizeof(float));
-        out << in.rdbuf();
-    }
+    std::string bytes = fileBytes(path), old = path + ".v3";
+    int32_t stored = 0;
+    std::memcpy(&stored, bytes.data() + countAt, 4);
+    ASSERT_EQ(stored, 8) << "the bucket count sits right after the factoriser flag";
+    uint32_t version = 3;
+    std::memcpy(bytes.data() + 4, &version, 4);
+    bytes.erase(countAt, 4 + sizeof(float));
+    std::ofstream(old, std::ios::binary) << bytes;
     std::remove(path.c_str());
     Trainer older;
     std::string error;

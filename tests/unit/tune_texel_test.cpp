@@ -53,14 +53,12 @@ TEST_F(Texel, LoadingFilter) {
 }
 
 TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
-    std::ifstream book(testDataPath("books/endgames.epd"));
-    ASSERT_TRUE(book);
     TestPosition p;
     std::vector<TuningRecord> records;
-    std::string line;
     netLoaded = true;
-    while (records.size() < 400 && std::getline(book, line)) {
-        if (!p.set(line.substr(0, line.find(';')))) continue;
+    for (const std::string& fen : bookFens("books/endgames.epd")) {
+        if (records.size() == 400) break;
+        if (!p.set(fen)) continue;
         TuningRecord r;
         if (!makeRecord(*p, r)) continue;
         int score = evaluate(0, *p);
