@@ -15,7 +15,7 @@ TEST_F(AttackTables, MagicLookupsMatchRayWalksOnRandomOccupancies) {
 
 // The trial search finds nine-bit multipliers that map every occupancy subset without a harmful collision.
 TEST_F(AttackTables, MagicSearchFindsValidMultipliers) {
-    for (int s : {0, 27, 63}) {
+    for (int s : {0, 27, 63})
         for (bool rook : {true, false}) {
             const Magic& m = rook ? rookMagics[s] : bishopMagics[s];
             uint64_t magic = searchMagic(s, rook);
@@ -30,7 +30,6 @@ TEST_F(AttackTables, MagicSearchFindsValidMultipliers) {
                 subset = (subset - m.mask) & m.mask;
             } while (subset);
         }
-    }
 }
 
 TEST_F(AttackTables, LeapersStayOnTheBoard) {

@@ -17,17 +17,11 @@ struct DatagenRun : DatagenTest {
         settings.game.nodes = 1000;
         settings.hashMegabytes = 1;
     }
-    void TearDown() override {
-        for (const std::string& f : written) std::remove(f.c_str());
-        DatagenTest::TearDown();
-    }
     // Runs the generator into a data file (and a tuning file when asked), logging to `log` where one is given; returns
     // the summary.
     GeneratorSummary run(const std::string& name, bool tuning = false, std::ostream* log = nullptr) {
-        settings.dataPath = datagenTempPath(name + ".bin");
-        settings.tuningPath = tuning ? datagenTempPath(name + ".epd") : "";
-        written.push_back(settings.dataPath);
-        if (tuning) written.push_back(settings.tuningPath);
+        settings.dataPath = files.path + "/" + name + ".bin";
+        settings.tuningPath = tuning ? files.path + "/" + name + ".epd" : "";
         GeneratorSummary summary;
         std::ostringstream text;
         std::string error;
@@ -38,7 +32,7 @@ struct DatagenRun : DatagenTest {
     }
     std::unique_ptr<TempBook> book;
     GeneratorSettings settings;
-    std::vector<std::string> written;
+    ScratchDir files{"datagen_run"};
 };
 
 TEST_F(DatagenRun, TheSameSeedGivesTheSameFileWhateverTheThreadCount) {

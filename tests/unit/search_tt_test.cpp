@@ -87,7 +87,7 @@ TEST_F(TranspositionTableTest, MateScoresKeepTheirDistanceFromTheNode) {
 }
 
 TEST_F(TranspositionTableTest, ParallelClearCoversEveryBucketOnce) {
-    for (uint64_t count : {16384ull, 32768ull, 1ull << 20}) {
+    for (uint64_t count : {16384ull, 32768ull, 1ull << 20})
         for (int workers = 1; workers <= 7; ++workers) {
             uint64_t next = 0;
             for (int i = 0; i < workers; ++i) {
@@ -98,7 +98,6 @@ TEST_F(TranspositionTableTest, ParallelClearCoversEveryBucketOnce) {
             }
             EXPECT_EQ(next, count + 1) << "the spare bucket is cleared too";
         }
-    }
 }
 
 TEST_F(TranspositionTableTest, ClearForgetsEveryEntry) {

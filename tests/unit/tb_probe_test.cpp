@@ -257,7 +257,7 @@ TEST_F(TbRoot, CursedWinsAndBlessedLossesScoreAsDrawsButKeepTheirSide) {
     SKIP_WITHOUT_SHARED_DATA("syzygy/KBBvKN.rtbz");
     ASSERT_TRUE(initTablebases(sharedSyzygyDir()));
     int checked = 0;
-    for (int wdl : {1, -1}) {
+    for (int wdl : {1, -1})
         for (const ExpectedProbe& e : linesOf({"BBKKN"}, wdl, sharedSyzygyDir())) {
             TestPosition p(e.fen);
             int score = 7;
@@ -271,7 +271,6 @@ TEST_F(TbRoot, CursedWinsAndBlessedLossesScoreAsDrawsButKeepTheirSide) {
             EXPECT_TRUE(child == -wdl || (child == -2 * wdl && std::abs(probeDtzValue(*p)) >= 99)) << e.fen;
             ++checked;
         }
-    }
     EXPECT_GT(checked, 20);
 }
 }  // namespace
