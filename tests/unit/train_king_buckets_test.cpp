@@ -28,9 +28,8 @@ int kingFile(const TrainingRecord& r, int colour) {
 // short run leaves them, so that a row read in the wrong place shows in the scores.
 void trainSomeSteps(Trainer& t, int kingBuckets) {
     std::vector<TrainingRecord> data = syntheticRecords(400, 11);
-    const std::vector<uint32_t> order = inOrder(data.size());
     initTrainer(t, TrainingSettings{.warmupSteps = 0, .kingBuckets = kingBuckets}, 2);
-    for (int step = 0; step < 30; ++step) trainBatch(t, data, order, 0, data.size());
+    trainSteps(t, data, 30);
     for (size_t i = FT_WEIGHTS; i < FT_BIAS; ++i)
         if (t.net.params[i] != 0.0f) t.net.params[i] += 0.05f * std::sin(0.37f * float(i));
 }

@@ -69,12 +69,11 @@ TEST_F(TrainQuantise, IntegerInferenceFollowsTheFloatNet) {
 // engine reads must hold exactly the model with those rows folded in.
 TEST_F(TrainQuantise, FactorRowsFoldIntoTheExportedNet) {
     std::vector<TrainingRecord> data = syntheticRecords(400, 11);
-    const std::vector<uint32_t> order = inOrder(data.size());
     const TrainingSettings s{.warmupSteps = 0};
     Trainer t;
     initTrainer(t, s, 2);
     ASSERT_TRUE(t.net.factorised);
-    for (int step = 0; step < 40; ++step) trainBatch(t, data, order, 0, data.size());
+    trainSteps(t, data, 40);
     size_t factorStart = FT_WEIGHTS + size_t(FT_INPUTS) * FT_OUTPUTS, nonZero = 0;
     for (size_t i = factorStart; i < FT_BIAS; ++i) nonZero += t.net.params[i] != 0.0f;
     ASSERT_GT(nonZero, 1000u);

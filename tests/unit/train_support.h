@@ -29,8 +29,11 @@ inline std::unique_ptr<NnueNet> quantised(const FloatNet& net) {
     quantiseNet(net, *q);
     return q;
 }
-inline std::vector<uint32_t> inOrder(size_t count) {
-    std::vector<uint32_t> order(count);
+// Trains `steps` batches of all of `data`, in the records' own order; returns the last batch's loss.
+inline double trainSteps(Trainer& t, const std::vector<TrainingRecord>& data, int steps = 1) {
+    std::vector<uint32_t> order(data.size());
     std::iota(order.begin(), order.end(), 0u);
-    return order;
+    double loss = 0;
+    for (int i = 0; i < steps; ++i) loss = trainBatch(t, data, order, 0, data.size());
+    return loss;
 }

@@ -115,11 +115,10 @@ TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
 
 TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
     std::vector<TrainingRecord> data = syntheticRecords(300, 2);
-    const std::vector<uint32_t> order = inOrder(data.size());
     Trainer one, three;
     initTrainer(one, TrainingSettings{}, 1);
     initTrainer(three, TrainingSettings{}, 3);
-    EXPECT_NEAR(trainBatch(one, data, order, 0, data.size()), trainBatch(three, data, order, 0, data.size()), 1e-9);
+    EXPECT_NEAR(trainSteps(one, data), trainSteps(three, data), 1e-9);
     double largest = 0;
     for (size_t i = 0; i < PARAM_COUNT; ++i)
         largest = std::max(largest, double(std::abs(one.net.params[i] - three.net.params[i])));
@@ -145,13 +144,12 @@ TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
 // gradient; the warm-up scales that down to a sliver and then lets it grow.
 TEST_F(TrainTraining, WarmupStartsWithSmallSteps) {
     std::vector<TrainingRecord> data = syntheticRecords(200, 5);
-    const std::vector<uint32_t> order = inOrder(data.size());
     auto largestMove = [&](int warmup, int steps) {
         Trainer t;
         initTrainer(t, TrainingSettings{.roundWeights = false, .warmupSteps = warmup}, 1);
-        for (int i = 1; i < steps; ++i) trainBatch(t, data, order, 0, data.size());
+        trainSteps(t, data, steps - 1);
         std::vector<float> before(t.net.params.begin() + DENSE_START, t.net.params.end());
-        trainBatch(t, data, order, 0, data.size());
+        trainSteps(t, data);
         double largest = 0;
         for (size_t i = 0; i < DENSE_COUNT; ++i)
             largest = std::max(largest, double(std::abs(t.net.params[DENSE_START + i] - before[i])));
@@ -239,7 +237,6 @@ TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
     // result, moves the net differently from one trained with lambda held.
     std::vector<TrainingRecord> data = syntheticRecords(200, 5);
     for (size_t i = 0; i < data.size(); ++i) data[i].result = uint8_t(i % 3);
-    const std::vector<uint32_t> order = inOrder(data.size());
     s.warmupSteps = 0, s.lambdaEnd = 0.0f;
     Trainer moving, held;
     initTrainer(moving, s, 1);
@@ -247,6 +244,6 @@ TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
     s.lambdaEnd = -1.0f;
     initTrainer(held, s, 1);
     held.epochsDone = 4;
-    EXPECT_NE(trainBatch(moving, data, order, 0, data.size()), trainBatch(held, data, order, 0, data.size()));
+    EXPECT_NE(trainSteps(moving, data), trainSteps(held, data));
 }
 }  // namespace
