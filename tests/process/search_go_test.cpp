@@ -157,22 +157,17 @@ std::vector<std::vector<std::string>> multiPvIterations(const std::vector<std::s
 // starting with another move; bestmove is line 1's move. Several mates in one are several lines.
 TEST(SearchGo, MultiPvLinesPerIteration) {
     EngineSession s;
-    struct Case {
-        const char *position, *go;
-        int multiPv;
-        std::set<std::string> allowed, mating;  // allowed empty: any move
-    };
-    const Case cases[] = {
-        {"fen 6k1/5ppp/8/8/8/8/8/RQ1R2K1 w - - 0 1", "go depth 4", 4, {}, {"a1a8", "b1b8", "d1d8"}},
-        {"fen k7/8/8/8/8/8/6r1/K6B w - - 0 1", "go depth 5", 5, {"a1b1", "h1g2"}, {}},  // two legal moves
-        {"startpos", "go searchmoves a2a3 h2h4 e2e4 depth 5", 5, {"a2a3", "h2h4", "e2e4"}, {}},
-    };
-    for (const Case& c : cases) {
-        s.send("setoption name MultiPV value " + std::to_string(c.multiPv));
-        auto lines = s.search(c.position, c.go);
+    using Moves = std::set<std::string>;  // allowed empty: any move
+    for (auto [position, go, multiPv, allowed, mating] :
+         {std::tuple{"fen 6k1/5ppp/8/8/8/8/8/RQ1R2K1 w - - 0 1", "go depth 4", 4, Moves{},
+                     Moves{"a1a8", "b1b8", "d1d8"}},
+          {"fen k7/8/8/8/8/8/6r1/K6B w - - 0 1", "go depth 5", 5, {"a1b1", "h1g2"}, {}},  // two legal moves
+          {"startpos", "go searchmoves a2a3 h2h4 e2e4 depth 5", 5, {"a2a3", "h2h4", "e2e4"}, {}}}) {
+        s.send("setoption name MultiPV value " + std::to_string(multiPv));
+        auto lines = s.search(position, go);
         auto iterations = multiPvIterations(lines);
-        ASSERT_FALSE(iterations.empty()) << c.go;
-        const size_t expected = c.allowed.empty() ? size_t(c.multiPv) : c.allowed.size();
+        ASSERT_FALSE(iterations.empty()) << go;
+        const size_t expected = allowed.empty() ? size_t(multiPv) : allowed.size();
         for (const auto& lineSet : iterations) {
             ASSERT_EQ(lineSet.size(), expected) << lineSet[0];
             std::set<std::string> firsts, mates;
@@ -181,8 +176,8 @@ TEST(SearchGo, MultiPvLinesPerIteration) {
                 if (startsWith(l, "info score mate 1 ")) mates.insert(firstMove(l));
             }
             EXPECT_EQ(firsts.size(), lineSet.size()) << lineSet[0];
-            EXPECT_TRUE(c.allowed.empty() || firsts == c.allowed) << lineSet[0];
-            EXPECT_EQ(mates, c.mating);
+            EXPECT_TRUE(allowed.empty() || firsts == allowed) << lineSet[0];
+            EXPECT_EQ(mates, mating);
         }
         EXPECT_EQ(lines.back().substr(0, 13), "bestmove " + firstMove(iterations.back()[0]));
     }

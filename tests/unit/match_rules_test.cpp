@@ -132,19 +132,17 @@ TEST(MatchAdjudication, DrawsOnlyLateAndAtTheLimit) {
 }
 
 TEST(MatchOptions, DeclarationsWithSpacesAndLists) {
-    struct Case {
-        const char *line, *name, *type, *defaultValue;
-    } cases[] = {{"option name Threads type spin default 2 min 1 max 8", "Threads", "spin", "2"},
-                 {"option name Number of Threads type spin default 1 min 1 max 16", "Number of Threads", "spin", "1"},
-                 {"option name Search Log Filename type string default SearchLog.txt", "Search Log Filename", "string",
-                  "SearchLog.txt"},
-                 {"option name King Safety Curve type combo default Quadratic var Quadratic var Linear",
-                  "King Safety Curve", "combo", "Quadratic"},
-                 {"option name Clear Hash type button", "Clear Hash", "button", ""}};
     UciOption o;
-    for (const Case& c : cases) {
-        ASSERT_TRUE(parseOptionLine(c.line, o)) << c.line;
-        EXPECT_TRUE(o.name == c.name && o.type == c.type && o.defaultValue == c.defaultValue) << c.line;
+    for (auto [line, name, type, defaultValue] :
+         {std::tuple{"option name Threads type spin default 2 min 1 max 8", "Threads", "spin", "2"},
+          {"option name Number of Threads type spin default 1 min 1 max 16", "Number of Threads", "spin", "1"},
+          {"option name Search Log Filename type string default SearchLog.txt", "Search Log Filename", "string",
+           "SearchLog.txt"},
+          {"option name King Safety Curve type combo default Quadratic var Quadratic var Linear", "King Safety Curve",
+           "combo", "Quadratic"},
+          {"option name Clear Hash type button", "Clear Hash", "button", ""}}) {
+        ASSERT_TRUE(parseOptionLine(line, o)) << line;
+        EXPECT_TRUE(o.name == name && o.type == type && o.defaultValue == defaultValue) << line;
     }
     EXPECT_FALSE(parseOptionLine("id name Fake 1.0", o));
     EXPECT_FALSE(parseOptionLine("option name type spin", o));
