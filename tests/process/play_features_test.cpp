@@ -21,7 +21,7 @@ TEST(PlayFeatures, WdlFiguresFollowTheScoreAndKnownResults) {
         auto w = wdlOf(l);
         ASSERT_EQ(w.size(), 3u) << l;
         EXPECT_EQ(w[0] + w[1] + w[2], 1000) << l;
-        EXPECT_TRUE(std::regex_match(std::regex_replace(l, std::regex(" wdl [0-9]+ [0-9]+ [0-9]+"), ""), infoPattern()))
+        EXPECT_TRUE(std::regex_match(std::regex_replace(l, std::regex(" wdl [0-9]+ [0-9]+ [0-9]+"), ""), INFO_LINE))
             << l;
     }
     // A mate in one is a sure win; a drawn ending the tables know is a sure draw, a lost one a sure loss.
@@ -44,7 +44,7 @@ TEST(PlayFeatures, WdlFiguresFollowTheScoreAndKnownResults) {
     EXPECT_GT(black[2], 900);
     s.send("setoption name UCI_ShowWDL value false");
     for (const auto& l : withPrefix(s.search("startpos", "go depth 3"), "info score"))
-        EXPECT_TRUE(std::regex_match(l, infoPattern())) << l;
+        EXPECT_TRUE(std::regex_match(l, INFO_LINE)) << l;
 }
 
 // Under a strength limit the move played is one of the lines searched: low ratings vary among close lines, higher

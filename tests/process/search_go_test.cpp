@@ -19,7 +19,7 @@ TEST(SearchGo, DepthLimitAndInfoLineForm) {
     // One line per completed iteration (the last one at depth 4), then the final summary.
     for (size_t i = 0; i + 1 < infos.size(); ++i) EXPECT_EQ(fieldOf(infos[i], "depth"), long(i + 1)) << infos[i];
     EXPECT_EQ(fieldOf(infos.back(), "depth"), 4);
-    for (const auto& l : infos) EXPECT_TRUE(std::regex_match(l, infoPattern())) << l;
+    for (const auto& l : infos) EXPECT_TRUE(std::regex_match(l, INFO_LINE)) << l;
     const std::string& best = lines.back();
     EXPECT_TRUE(std::regex_match(best, std::regex("bestmove [a-h][1-8][a-h][1-8] ponder [a-h][1-8][a-h][1-8]")))
         << best;
@@ -135,7 +135,7 @@ TEST(SearchGo, NodesAndMateLimitsStopTheSearch) {
     EXPECT_LT(s.millisUntilBestMove("go mate 2", &lines), 3000);
     auto mates = withPrefix(lines, "info score mate 2 ");
     ASSERT_FALSE(mates.empty());
-    for (const auto& l : mates) EXPECT_TRUE(std::regex_match(l, infoPattern())) << l;
+    for (const auto& l : mates) EXPECT_TRUE(std::regex_match(l, INFO_LINE)) << l;
 }
 
 // The lines of each completed MultiPV iteration (the final summary left out), checked for their form and ranks.
@@ -145,7 +145,7 @@ std::vector<std::vector<std::string>> multiPvIterations(const std::vector<std::s
     if (!infos.empty()) infos.pop_back();
     for (const auto& l : infos) {
         long rank = fieldOf(l, "multipv");
-        EXPECT_TRUE(std::regex_match(std::regex_replace(l, std::regex(" multipv [0-9]+ "), " "), infoPattern())) << l;
+        EXPECT_TRUE(std::regex_match(std::regex_replace(l, std::regex(" multipv [0-9]+ "), " "), INFO_LINE)) << l;
         if (rank == 1) iterations.emplace_back();
         EXPECT_TRUE(!iterations.empty() && rank == long(iterations.back().size()) + 1) << l;
         if (!iterations.empty()) iterations.back().push_back(l);

@@ -56,13 +56,10 @@ struct EngineSession {
     }
 };
 
-inline const std::regex& infoPattern() {
-    static const std::regex pattern(
-        "info score (cp -?[0-9]+|mate -?[0-9]+) depth [0-9]+ seldepth [0-9]+ nodes [0-9]+ nps [0-9]+ time [0-9]+ "
-        "tbhits [0-9]+ pv"
-        "( [a-h][1-8][a-h][1-8][nbrq]?)+");
-    return pattern;
-}
+inline const std::regex INFO_LINE(
+    "info score (cp -?[0-9]+|mate -?[0-9]+) depth [0-9]+ seldepth [0-9]+ nodes [0-9]+ nps [0-9]+ time [0-9]+ tbhits "
+    "[0-9]+ "
+    "pv( [a-h][1-8][a-h][1-8][nbrq]?)+");
 
 // The first move of an info line's pv; the move of a bestmove line.
 inline std::string firstMove(const std::string& line) {

@@ -17,9 +17,8 @@ double batchLoss(const FloatNet& net, const std::vector<Sample>& samples, float 
 // bucket row's pools those of every feature it stands for.
 void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
     const float k = DEFAULT_SIGMOID_K;
-    std::vector<TrainingRecord> records = syntheticRecords(6, 21);
     std::vector<Sample> samples;
-    for (const TrainingRecord& r : records) samples.push_back(makeSample(r, 0.6f, k));
+    for (const TrainingRecord& r : syntheticRecords(6, 21)) samples.push_back(makeSample(r, 0.6f, k));
     FloatNet net;
     net.kingBuckets = kingBuckets;
     initRandomNet(net, 3);

@@ -1,9 +1,7 @@
 #include <cstdio>
 #include <cstring>
-#include <sstream>
-#include "eval/network.h"
+#include "eval_helpers.h"
 #include "test_data.h"
-#include "test_position.h"
 #include "tune/texel.h"
 
 namespace {
@@ -41,12 +39,10 @@ TEST_F(Texel, LoadingFilter) {
     ASSERT_TRUE(loadTuningFile(path, records));
     EXPECT_TRUE(records.empty());
     // Other tests may have loaded a network; with every weight zero the network's output is 0 and every target 0.5.
-    auto saved = std::make_unique<NnueNet>(nnue);
-    std::memset(static_cast<void*>(&nnue), 0, sizeof nnue);
-    netLoaded = true;
-    bool loaded = loadTuningFile(path, records);
-    nnue = *saved;
-    ASSERT_TRUE(loaded);
+    auto zero = std::make_unique<NnueNet>();
+    std::memset(static_cast<void*>(zero.get()), 0, sizeof(NnueNet));
+    EngineNetwork engine(*zero);
+    ASSERT_TRUE(loadTuningFile(path, records));
     ASSERT_EQ(records.size(), 2u);
     EXPECT_TRUE(records[0].target == 0.5 && records[1].target == 0.5 && records[1].board[3] == WKNIGHT);
     EXPECT_FALSE(loadTuningFile(path + ".missing", records));
