@@ -29,12 +29,12 @@ struct NetFiles : ::testing::Test {
     fs::path writeRandomNet(const std::string& name, uint64_t seed, const std::string& description = "") {
         return writeFile(dir / name, netBytes(seed, description));
     }
-    DefaultNetworkSource load(const std::string& name, const std::string& exeDir, std::string_view builtIn,
-                              std::string* printed) {
+    std::string printed;  // what the last load printed
+    DefaultNetworkSource load(const std::string& name, const std::string& exeDir, std::string_view builtIn) {
         std::memset(&nnue, 0, sizeof nnue);
         testing::internal::CaptureStdout();
         DefaultNetworkSource source = loadDefaultNetwork(name, exeDir, builtIn);
-        *printed = testing::internal::GetCapturedStdout();
+        printed = testing::internal::GetCapturedStdout();
         return source;
     }
 };
@@ -115,8 +115,8 @@ TEST_F(NetFile, LoadingForgetsCachedScores) {
 
 TEST_F(DefaultNetwork, TheExecutablesFolderComesBeforeTheBuiltInCopy) {
     writeFile(dir / "beside.nnue", netBytes(81));
-    std::string builtIn = netBytes(82), printed;
-    DefaultNetworkSource source = load("beside.nnue", dir.string() + "/", builtIn, &printed);
+    std::string builtIn = netBytes(82);
+    DefaultNetworkSource source = load("beside.nnue", dir.string() + "/", builtIn);
     EXPECT_TRUE(netLoaded && !source.builtIn);
     EXPECT_EQ(source.path, dir.string() + "/beside.nnue");
     EXPECT_EQ(printed, "Net read\n");  // the failed look in the working directory prints nothing
@@ -131,20 +131,20 @@ TEST_F(DefaultNetwork, AnInstalledEngineFindsItsNetworkInTheShareFolder) {
     fs::create_directories(dir / "bin");
     fs::create_directories(dir / "share" / "quorvane");
     writeFile(dir / "share" / "quorvane" / "installed.nnue", netBytes(84));
-    std::string builtIn = netBytes(85), printed, exeDir = (dir / "bin").string() + "/";
-    DefaultNetworkSource source = load("installed.nnue", exeDir, builtIn, &printed);
+    std::string builtIn = netBytes(85), exeDir = (dir / "bin").string() + "/";
+    DefaultNetworkSource source = load("installed.nnue", exeDir, builtIn);
     EXPECT_TRUE(netLoaded && !source.builtIn);
     EXPECT_EQ(source.path, exeDir + "../share/quorvane/installed.nnue");
     fillRandomNet(*written, 84);
     EXPECT_EQ(0, std::memcmp(&nnue, written.get(), sizeof nnue));
     writeFile(dir / "bin" / "installed.nnue", netBytes(86));
-    source = load("installed.nnue", exeDir, builtIn, &printed);
+    source = load("installed.nnue", exeDir, builtIn);
     EXPECT_EQ(source.path, exeDir + "installed.nnue");
 }
 
 TEST_F(DefaultNetwork, TheBuiltInCopyIsTheLastResort) {
-    std::string builtIn = netBytes(83), printed;
-    DefaultNetworkSource source = load("absent.nnue", dir.string() + "/", builtIn, &printed);
+    std::string builtIn = netBytes(83);
+    DefaultNetworkSource source = load("absent.nnue", dir.string() + "/", builtIn);
     EXPECT_TRUE(netLoaded && source.builtIn);
     EXPECT_EQ(printed, "Net read\n");
     EXPECT_EQ(0, std::memcmp(&nnue, written.get(), sizeof nnue));
@@ -153,14 +153,13 @@ TEST_F(DefaultNetwork, TheBuiltInCopyIsTheLastResort) {
 }
 
 TEST_F(DefaultNetwork, WithNothingAnywhereTheFailureLineIsPrinted) {
-    std::string printed;
-    DefaultNetworkSource source = load("absent.nnue", dir.string() + "/", {}, &printed);
+    DefaultNetworkSource source = load("absent.nnue", dir.string() + "/", {});
     EXPECT_FALSE(netLoaded);
     EXPECT_EQ(printed, "");
     EXPECT_EQ(defaultNetworkLine("absent.nnue", source),
               "info string NetFile not found/correct: absent.nnue. Unable to calculate the best move for a position.");
     // No folder known for the executable either.
-    load("absent.nnue", "", {}, &printed);
+    load("absent.nnue", "", {});
     EXPECT_FALSE(netLoaded);
 }
 
