@@ -10,21 +10,27 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 inline std::string testDataPath(const std::string& relative) { return std::string(TEST_DATA_DIR) + "/" + relative; }
-inline std::string sharedDataDir() {
-    const char* chosen = std::getenv("QUORVANE_SHARED_DIR");
-    return chosen && *chosen ? std::string(chosen) : std::string(DEFAULT_SHARED_DIR);
+// The positions of a book in tests/data (each line up to a ';'), at most `limit` of them.
+inline std::vector<std::string> bookFens(const std::string& relative, size_t limit = 100000) {
+    std::ifstream in(testDataPath(relative));
+    std::vector<std::string> out;
+    for (std::string line; out.size() < limit && std::getline(in, line);) out.push_back(line.substr(0, line.find(';')));
+    return out;
 }
-
-inline std::string sharedDataPath(const std::string& relative) { return sharedDataDir() + "/" + relative; }
+inline std::string sharedDataPath(const std::string& relative) {
+    const char* chosen = std::getenv("QUORVANE_SHARED_DIR");
+    return (chosen && *chosen ? std::string(chosen) : std::string(DEFAULT_SHARED_DIR)) + "/" + relative;
+}
 // A path in the system's temporary folder, unique to this test process.
 inline std::string tempFilePath(const std::string& name) {
     return (std::filesystem::temp_directory_path() / ("quorvane_" + std::to_string(::getpid()) + "_" + name)).string();
 }
 // A fresh empty folder of that kind, removed with what the test wrote into it.
 struct ScratchDir {
-    std::filesystem::path path;
+    std::string path;
     explicit ScratchDir(const std::string& name) : path(tempFilePath(name)) {
         std::filesystem::remove_all(path);
         std::filesystem::create_directories(path);

@@ -1,7 +1,6 @@
-// A scripted UCI engine for testing match runners. It answers at once with a
-// mate in one when it has one, else a move that stalemates, else its first
-// legal move, and reports whatever score it is told to. On its Nth move it can
-// break a rule instead:
+// A scripted UCI engine for testing match runners. It answers at once with a mate in one when it has one, else a move
+// that stalemates, else its first legal move, and reports whatever score it is told to. On its Nth move it can break a
+// rule instead:
 //
 //   --score cp|mate V       the score of every move, from its own view (cp 0)
 //   --score-first           put "score" before "depth" on the info line
@@ -18,7 +17,6 @@
 #include <fstream>
 #include <iostream>
 #include <sstream>
-#include <string>
 #include <thread>
 #include <vector>
 #include "board/attacks.h"

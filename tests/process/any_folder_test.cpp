@@ -1,12 +1,9 @@
 // The engine as users start it: by absolute path from a folder that has nothing of the project in it.
-#include <gtest/gtest.h>
 #include <regex>
-#include <string>
-#include <vector>
 #include "engine_under_test.h"
 
 TEST(AnyFolder, PlaysAGameStartedFromAnUnrelatedFolder) {
-    TempDir away("quorvane-away-");
+    ScratchDir away("away");
     EngineProcess e;
     ASSERT_TRUE(startEngine(e, {}, away.path));
     send(e, "uci");

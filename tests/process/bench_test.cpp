@@ -1,11 +1,6 @@
 // "bench" as engine-testing tools run it: the same node count on every run, in
 // every build, equal to the count the repository records as the search's signature.
-#include <gtest/gtest.h>
-#include <algorithm>
-#include <fstream>
 #include <regex>
-#include <string>
-#include <vector>
 #include "engine_under_test.h"
 
 namespace {
@@ -29,7 +24,7 @@ long long recordedSignature() {
 // "quorvane bench [depth]": the benchmark tool's count, the same on every run,
 // closing with the line that engine-testing tools read; exit status 0.
 TEST(Bench, OnTheCommandLineMatchesTheBenchmarkTool) {
-    TempDir away("quorvane-bench-");
+    ScratchDir away("bench");
     int status = -1;
     std::string first = runEngine("", {"bench", "5"}, away.path, 120000, &status);
     EXPECT_EQ(status, 0);
@@ -52,10 +47,9 @@ TEST(Bench, OnTheCommandLineMatchesTheBenchmarkTool) {
 TEST(Bench, AtTheConsoleKeepsTheEngineUsable) {
     std::string out = runEngine("bench 3\nbench x\nposition startpos moves e2e4\ngo depth 3\n", {}, "", 120000);
     auto lines = splitLines(out);
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                            [](auto& l) { return std::regex_match(l, std::regex("^[0-9]+ nodes [0-9]+ nps$")); }),
-              1)
-        << out;
+    int reports = 0;
+    for (const std::string& l : lines) reports += std::regex_match(l, std::regex("^[0-9]+ nodes [0-9]+ nps$"));
+    EXPECT_EQ(reports, 1) << out;
     EXPECT_NE(out.find("info string bench depth 'x' is not a number\n"), std::string::npos) << out;
     ASSERT_FALSE(lines.empty());
     EXPECT_TRUE(startsWith(lines.back(), "bestmove ")) << out;
@@ -66,7 +60,7 @@ TEST(Bench, AtTheConsoleKeepsTheEngineUsable) {
 TEST(BenchSignature, DefaultBenchSearchesTheRecordedNodeCount) {
     long long recorded = recordedSignature();
     ASSERT_GT(recorded, 0) << "tests/data/bench_signature.txt holds no node count";
-    TempDir away("quorvane-signature-");
+    ScratchDir away("signature");
     int status = -1;
     std::string report = runEngine("", {"bench"}, away.path, 300000, &status);
     EXPECT_EQ(status, 0) << report;

@@ -1,10 +1,6 @@
 // Chess960 as a UCI GUI plays it: the UCI_Chess960 option, start positions with X-FEN castling letters, and castling
 // sent and answered as the king taking its own rook.
-#include <gtest/gtest.h>
-#include <fstream>
-#include <regex>
 #include "search_session.h"
-#include "test_data.h"
 
 namespace {
 const std::regex BESTMOVE("^bestmove ([a-h][1-8][a-h][1-8][nbrq]?)( ponder [a-h][1-8][a-h][1-8][nbrq]?)?$");
@@ -36,17 +32,16 @@ bool isKingTakesRook(const std::vector<std::string>& board, const std::string& m
 // Games from the Chess960 book: every move the engine answers is taken back
 // by the position command exactly as a GUI sends it, castling included.
 TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
-    std::ifstream book(testDataPath("books/FRC_openings.epd"));
-    ASSERT_TRUE(book);
+    std::vector<std::string> fens = bookFens("books/FRC_openings.epd", 24);
+    ASSERT_EQ(fens.size(), 24u);
     EngineSession s(false);  // the built-in network, so that the play is sensible
     EXPECT_EQ(answerTo(s, "setoption name UCI_Chess960 value true"),
               std::vector<std::string>{"info string UCI_Chess960 set to : 1"});
-    std::string fen;
-    // Whether a game castles depends on the network, so play on (up to 24 games)
-    // until some have: at least 6 games and 2 castlings.
+    // Whether a game castles depends on the network, so play on (up to 24 games) until some have: at least 6 games and
+    // 2 castlings.
     int games = 0, castlings = 0;
-    while ((games < 6 || castlings < 2) && games < 24 && std::getline(book, fen)) {
-        fen = fen.substr(0, fen.find(';'));
+    for (; (games < 6 || castlings < 2) && games < 24; ++games) {
+        const std::string& fen = fens[games];
         s.send("ucinewgame");
         std::string moves;
         for (int ply = 0; ply < 24; ++ply) {
@@ -59,7 +54,6 @@ TEST(Chess960Gui, PlaysBookStartPositionsWithXFenCastling) {
             castlings += isKingTakesRook(board, move);
             moves += " " + move;
         }
-        ++games;
     }
     EXPECT_GE(games, 6);
     EXPECT_GE(castlings, 2) << "too few games castled in " << games << "; the check above hardly ran";

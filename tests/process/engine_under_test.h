@@ -1,8 +1,8 @@
-// The engine binary these tests run (ENGINE_PATH, set by the build), and the scratch folders and files they give it.
+// The engine binary these tests run (ENGINE_PATH, set by the build), and the files they give it.
 #pragma once
-#include <string>
-#include <vector>
+#include <algorithm>
 #include "engine_process.h"
+#include "test_data.h"
 
 // Starts the engine with the given arguments in `workdir` (the current directory when empty).
 bool startEngine(EngineProcess& e, const std::vector<std::string>& args = {}, const std::string& workdir = "");
@@ -20,16 +20,19 @@ inline std::vector<std::string> splitLines(const std::string& text) {
     return out;
 }
 
-// A fresh empty directory under the system's temporary directory.
-std::string makeTempDir(const std::string& prefix);
-// A fresh directory that is removed, with what the test wrote into it, when the record goes.
-struct TempDir {
-    std::string path;
-    explicit TempDir(const std::string& prefix) : path(makeTempDir(prefix)) {}
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-};
+// Whether `lines` hold `line`; those of them that start with `prefix`, and how many.
+inline bool hasLine(const std::vector<std::string>& lines, const std::string& line) {
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+inline std::vector<std::string> withPrefix(const std::vector<std::string>& lines, const std::string& prefix) {
+    std::vector<std::string> out;
+    for (const auto& l : lines)
+        if (startsWith(l, prefix)) out.push_back(l);
+    return out;
+}
+inline int countPrefix(const std::vector<std::string>& lines, const std::string& prefix) {
+    return int(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return startsWith(l, prefix); }));
+}
 
 // Writes an all-zero network file (a valid file whose every weight is zero).
 void writeZeroNetwork(const std::string& path);

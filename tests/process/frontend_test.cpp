@@ -1,25 +1,14 @@
 // The command loop as a GUI or a person at the console sees it.
-#include <gtest/gtest.h>
-#include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include "engine_under_test.h"
 #include "eval/nnue_kernels.h"
-#include "test_data.h"
 
 namespace {
 const std::string BOARD_LINE = "+---+---+---+---+---+---+---+---+";
-bool contains(const std::vector<std::string>& all, const std::string& line) {
-    return std::find(all.begin(), all.end(), line) != all.end();
-}
-
-int countPrefix(const std::vector<std::string>& all, const std::string& prefix) {
-    return int(std::count_if(all.begin(), all.end(), [&](const std::string& l) { return startsWith(l, prefix); }));
-}
-
-// Output after the start-up lines (banner and the network report).
-std::vector<std::string> afterStartUp(const std::string& text) {
-    auto all = splitLines(text);
+// What the engine prints for `input` after its start-up lines (banner and the network report).
+std::vector<std::string> console(const std::string& input, const std::string& dir = "", int timeoutMs = 30000,
+                                 int* status = nullptr, const std::vector<std::string>& args = {}) {
+    auto all = splitLines(runEngine(input, args, dir, timeoutMs, status));
     auto it = std::find(all.begin(), all.end(), "enter 'help' to see the commands");
     if (it == all.end()) return all;
     ++it;
@@ -47,21 +36,21 @@ TEST(Frontend, BannerAndIdentification) {
 // The network in the working directory comes first; away from it the engine
 // falls back on the copy built into it, and says which one it uses.
 TEST(Frontend, StartUpNamesTheNetworkUsed) {
-    TempDir away("quorvane-nonet-");
+    ScratchDir away("nonet");
     auto out = splitLines(runEngine("quit\n", {}, away.path));
-    EXPECT_TRUE(contains(out, "Net read")
-                && contains(out, "info string NetFile used : 220321-307.nnue (the copy built into the engine)"));
+    EXPECT_TRUE(hasLine(out, "Net read")
+                && hasLine(out, "info string NetFile used : 220321-307.nnue (the copy built into the engine)"));
     EXPECT_EQ(countPrefix(out, "info string NetFile not found"), 0);
     // The kernel the engine picked is the one this build picks on this processor.
-    EXPECT_TRUE(contains(out, std::string("info string network kernel ") + engineKernel().name));
-    TempDir beside("quorvane-net-");
+    EXPECT_TRUE(hasLine(out, std::string("info string network kernel ") + engineKernel().name));
+    ScratchDir beside("net");
     writeZeroNetwork(beside.path + "/220321-307.nnue");
     out = splitLines(runEngine("quit\n", {}, beside.path));
-    EXPECT_TRUE(contains(out, "info string NetFile used : 220321-307.nnue"));
+    EXPECT_TRUE(hasLine(out, "info string NetFile used : 220321-307.nnue"));
 }
 
 TEST(Frontend, HelpUnknownAndEmptyCommands) {
-    auto out = afterStartUp(runEngine("help\nfoo\n\nUCI\nisready extra words\n"));
+    auto out = console("help\nfoo\n\nUCI\nisready extra words\n");
     EXPECT_EQ(
         out,
         (std::vector<std::string>{
@@ -71,14 +60,12 @@ TEST(Frontend, HelpUnknownAndEmptyCommands) {
             "Unknown command", "Unknown command", "Unknown command", "readyok"}));
 }
 
-// Perft shows the board, remembers its depth and leaves the position as it was, as the picture after it shows.
+// The picture after the last perft shows the position it left.
 TEST(Frontend, PerftCountsRemembersItsDepthAndLeavesThePosition) {
-    auto out = afterStartUp(
-        runEngine("perft 3\nposition fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1\n"
-                  "perft\nposition startpos moves e2e4 e7e5 g1f3\nperft 2\nshowboard\n"));
-    std::vector<std::string> results;
-    std::copy_if(out.begin(), out.end(), std::back_inserter(results),
-                 [](auto& l) { return startsWith(l, "Perft results for depth: "); });
+    auto out = console(
+        "perft 3\nposition fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1\n"
+        "perft\nposition startpos moves e2e4 e7e5 g1f3\nperft 2\nshowboard\n");
+    auto results = withPrefix(out, "Perft results for depth: ");
     ASSERT_EQ(results.size(), 3u);
     EXPECT_TRUE(startsWith(results[0], "Perft results for depth: 3  8902  Nodes per sec: ")) << results[0];
     EXPECT_TRUE(startsWith(results[1], "Perft results for depth: 3  97862  Nodes per sec: ")) << results[1];
@@ -97,12 +84,11 @@ TEST(Frontend, PerftCountsRemembersItsDepthAndLeavesThePosition) {
 
 TEST(Frontend, CommandLineArgumentsRunOneCommand) {
     int status = -1;
-    auto out = afterStartUp(runEngine("isready\n", {"perft", "2"}, "", 20000, &status));
+    auto out = console("isready\n", "", 20000, &status, {"perft", "2"});
     EXPECT_TRUE(status == 0 && countPrefix(out, "Perft results for depth: 2  400  ") == 1) << status;
-    EXPECT_FALSE(contains(out, "readyok"));  // standard input is not read
+    EXPECT_FALSE(hasLine(out, "readyok"));  // standard input is not read
 }
 
-// What a person might type must never take the engine down.
 TEST(Frontend, BadInputIsReportedAndSurvived) {
     std::string input =
         "position startpos moves e2e4\nposition fen 8/8/8/8/8/8/8/8 w - - 0 1\n"
@@ -113,33 +99,29 @@ TEST(Frontend, BadInputIsReportedAndSurvived) {
         "evil\nhashstats\nstop\nponderhit\nucinewgame\nposition startpos moves e2e4\n\x01\x02\xff garbage\n"
         + std::string(100000, 'x') + "\nshowboard\nisready\n";
     int status = -1;
-    auto out = afterStartUp(runEngine(input, {}, "", 60000, &status));
+    auto out = console(input, "", 60000, &status);
     ASSERT_FALSE(out.empty());
     EXPECT_TRUE(status == 0 && out.back() == "readyok" && countPrefix(out, "info string") >= 10)
         << status << " " << out.back();
     // The position after the last good command stands: e2e4 played.
-    EXPECT_TRUE(contains(out, "| P | P | P | P |   | P | P | P |"));
+    EXPECT_TRUE(hasLine(out, "| P | P | P | P |   | P | P | P |"));
 }
 
-class PerftFiles : public ::testing::Test {
-protected:
-    TempDir temp{"quorvane-perft-"};
+struct PerftFiles : ::testing::Test {
+    ScratchDir temp{"perft"};
     const std::string& dir = temp.path;
     void writeFile(const std::string& text) { std::ofstream(dir + "/perftFRC.txt") << text; }
-    void copyFile(const std::string& from) {
-        ASSERT_TRUE(std::filesystem::exists(from)) << from;
-        writeFile(fileBytes(from));
-    }
     // Both files through the commands, as a person checking the generator would: every count of the
     // kept and shared perft files, the Chess960 ones to depth 6.
     void checkFiles(const std::string& rtestFile, int rtestLines, const std::string& chess960File, int chess960Lines) {
-        copyFile(rtestFile);
-        auto out = afterStartUp(runEngine("setoption name Hash value 1\nrtest\n", {}, dir, 300000));
+        ASSERT_TRUE(std::filesystem::exists(rtestFile) && std::filesystem::exists(chess960File));
+        writeFile(fileBytes(rtestFile));
+        auto out = console("setoption name Hash value 1\nrtest\n", dir, 300000);
         ASSERT_FALSE(out.empty());
         EXPECT_EQ(out.back(), "Results of the perft checks is OK: 1");
         EXPECT_TRUE(countPrefix(out, "0;") == 0 && countPrefix(out, "1; ") >= rtestLines) << countPrefix(out, "1; ");
-        copyFile(chess960File);
-        out = afterStartUp(runEngine("setoption name UCI_Chess960 value true\nrtestRFC\n", {}, dir, 600000));
+        writeFile(fileBytes(chess960File));
+        out = console("setoption name UCI_Chess960 value true\nrtestRFC\n", dir, 600000);
         ASSERT_FALSE(out.empty());
         EXPECT_EQ(out.back(), "Results of the perft checks (0 = wrong, 1 = OK) : 1");
         EXPECT_EQ(countPrefix(out, "Okidoki"), chess960Lines);
@@ -147,7 +129,7 @@ protected:
 };
 
 TEST_F(PerftFiles, MissingFile) {
-    auto out = afterStartUp(runEngine("rtest\nrtestRFC\n", {}, dir));
+    auto out = console("rtest\nrtestRFC\n", dir);
     const std::string problem =
         "There seems to be a problem with the perftFile. check of the move generator not executed";
     EXPECT_EQ(out, (std::vector<std::string>{problem, problem, "Results of the perft checks (0 = wrong, 1 = OK) : 0"}));
@@ -157,22 +139,21 @@ TEST_F(PerftFiles, RtestLineFormatAndStopWord) {
     writeFile(
         "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1;3;8902\n"
         "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1;2;190\nextended\nthis line is never read;1;1\n");
-    auto out = afterStartUp(runEngine("rtest\n", {}, dir));
+    auto out = console("rtest\n", dir);
     ASSERT_EQ(out.size(), 3u);
     EXPECT_TRUE(startsWith(out[0], "1; rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1; 3; 8902; 8902; "))
         << out[0];
     EXPECT_TRUE(startsWith(out[1], "0; 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1; 2; 190; 191; ")) << out[1];
     EXPECT_EQ(out[2], "Results of the perft checks is OK: 0");
     writeFile("full\nrnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1;1;21\n");
-    EXPECT_EQ(afterStartUp(runEngine("rtest\n", {}, dir)),
-              (std::vector<std::string>{"Results of the perft checks is OK: 1"}));
+    EXPECT_EQ(console("rtest\n", dir), (std::vector<std::string>{"Results of the perft checks is OK: 1"}));
 }
 
 TEST_F(PerftFiles, RtestRFCStopsALineAtItsFirstWrongDepth) {
     writeFile(
         "bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KQkq - 0 1;20;401;9006;201143;4975808;121983565\n"
         "bqnbnrkr/pppppppp/8/8/8/8/PPPPPPPP/BQNBNRKR w KQkq - 0 1;20;400;8948;198393;4863733;118108315\n");
-    auto out = afterStartUp(runEngine("setoption name UCI_Chess960 value true\nrtestRFC\n", {}, dir, 120000));
+    auto out = console("setoption name UCI_Chess960 value true\nrtestRFC\n", dir, 120000);
     EXPECT_EQ(out, (std::vector<std::string>{"info string UCI_Chess960 set to : 1",
                                              "bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KQkq - 0 1",
                                              "WRONGGGGGGGGGGGG 2 correct : 401 berekend : 400",
@@ -191,15 +172,15 @@ TEST_F(PerftFiles, FullSharedFilesPass) {
 // The tuner's console transcript: greetings before the tuner's own output, the K search,
 // the tables, the local search and its closing line; without the file it refuses.
 TEST(Frontend, TexelCommandTranscript) {
-    TempDir dir("quorvane-texel-");
-    auto refused = afterStartUp(runEngine("texel\nisready\n", {}, dir.path));
+    ScratchDir dir("texel");
+    auto refused = console("texel\nisready\n", dir.path);
     EXPECT_EQ(refused, (std::vector<std::string>{
                            "Starting texel tuning....",
                            "There seems to be a problem with the tuning file. tuning not executed", "readyok"}));
     writeZeroNetwork(dir.path + "/220321-307.nnue");
     std::ofstream(dir.path + "/lichess-good.epd") << "4k3/8/8/8/8/8/3P4/4K3 w - - 0 1 c9 \"1-0\";\n"
                                                      "4k3/3p4/8/8/8/8/3P4/4K3 b - - 0 1 c9 \"1/2-1/2\";\n";
-    auto out = afterStartUp(runEngine("texel\nisready\n", {}, dir.path, 120000));
+    auto out = console("texel\nisready\n", dir.path, 120000);
     ASSERT_GE(out.size(), 4u);
     EXPECT_EQ(out[0], "Starting texel tuning....");
     size_t i = 1;
@@ -212,7 +193,7 @@ TEST(Frontend, TexelCommandTranscript) {
     EXPECT_EQ(out[i + 1], "Trying the following K value 0 error:0");
     int trials = countPrefix(out, "Trying the following K value");
     EXPECT_TRUE(trials >= 11 + 4 * 19 && trials <= 11 + 4 * 21) << trials;
-    EXPECT_TRUE(contains(out, " Optimal K calculated :0"));
+    EXPECT_TRUE(hasLine(out, " Optimal K calculated :0"));
     EXPECT_EQ(countPrefix(out, "TCONST combEval pieceSquareScore[6][NOFSQUARES] = "),
               countPrefix(out, " Improving:") + 1);
     EXPECT_EQ(countPrefix(out, "Starting error"), 1);

@@ -1,13 +1,8 @@
 // The match runner against scripted engines: every way a game can end is scored for the right engine, with either
 // engine as White and with either engine named first.
-#include <gtest/gtest.h>
-#include <fstream>
 #include <regex>
 #include <sstream>
-#include <string>
-#include <vector>
 #include "engine_under_test.h"
-#include "test_data.h"
 
 namespace {
 const std::string FAKE = FAKE_ENGINE_PATH;
@@ -26,30 +21,14 @@ std::vector<std::string> tagValues(const std::string& pgn, const std::string& ta
 // Plays the openings in order, each with both colours, at one game at a time.
 MatchRun runMatch(const std::string& first, const std::string& second, const std::vector<std::string>& openings,
                   std::vector<std::string> extra = {}, int games = 0, const std::string& tc = "2+0") {
-    TempDir dir("match_tool_");
+    ScratchDir dir("match_tool");
     std::string book = dir.path + "/book.epd", pgn = dir.path + "/games.pgn";
     std::ofstream bookFile(book);
     for (const auto& o : openings) bookFile << o << "\n";
     bookFile.close();
-    std::vector<std::string> argv{MATCH_PATH,
-                                  "--engine",
-                                  first,
-                                  "--engine",
-                                  second,
-                                  "--name",
-                                  "first",
-                                  "--name",
-                                  "second",
-                                  "--book",
-                                  book,
-                                  "--book-order",
-                                  "sequential",
-                                  "--tc",
-                                  tc,
-                                  "--games",
-                                  std::to_string(games ? games : int(2 * openings.size())),
-                                  "--pgn",
-                                  pgn};
+    std::vector<std::string> argv{MATCH_PATH, "--engine", first, "--engine", second, "--book", book, "--pgn", pgn};
+    argv.insert(argv.end(), {"--name", "first", "--name", "second", "--book-order", "sequential", "--tc", tc, "--games",
+                             std::to_string(games ? games : int(2 * openings.size()))});
     argv.insert(argv.end(), extra.begin(), extra.end());
     EngineProcess e;
     MatchRun run;
@@ -65,25 +44,24 @@ bool contains(const std::string& text, const std::string& part) { return text.fi
 const std::string START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 const std::string MIDDLE_GAME_BLACK = "r1bq1rk1/ppp2ppp/2n2n2/3pp3/1b1PP3/2N2N2/PPP1BPPP/R1BQK2R b KQ - 3 6";
 TEST(MatchTool, RuleBreakerLosesWithEitherColourAndEitherSeat) {
-    struct Case {
-        std::string fault, counted;
-    };
-    for (const Case& c :
-         {Case{"illegal", "illegal"}, Case{"crash", "crash"}, Case{"quit", "crash"}, Case{"flag", "time"}}) {
-        std::string bad = FAKE + " --fault " + c.fault + " --at 2";
+    for (auto [fault, counted] : {std::pair<std::string, std::string>{"illegal", "illegal"},
+                                  {"crash", "crash"},
+                                  {"quit", "crash"},
+                                  {"flag", "time"}}) {
+        std::string bad = FAKE + " --fault " + fault + " --at 2";
         // A short clock keeps the flagging games short.
-        std::string tc = c.fault == "flag" ? "0.5+0" : "2+0";
+        std::string tc = fault == "flag" ? "0.5+0" : "2+0";
         // Named first: the summary counts its losses.
         MatchRun a = runMatch(bad, FAKE, {START, MIDDLE_GAME_BLACK}, {}, 0, tc);
-        EXPECT_TRUE(contains(a.output, "Score of first vs second: 0 - 4 - 0")) << c.fault << "\n" << a.output;
-        EXPECT_TRUE(contains(a.output, "first " + c.counted + ": 4;")) << a.output;
+        EXPECT_TRUE(contains(a.output, "Score of first vs second: 0 - 4 - 0")) << fault << "\n" << a.output;
+        EXPECT_TRUE(contains(a.output, "first " + counted + ": 4;")) << a.output;
         EXPECT_EQ(a.pgnWhites, (std::vector<std::string>{"first", "second", "first", "second"}));
-        EXPECT_EQ(a.pgnResults, (std::vector<std::string>{"0-1", "1-0", "0-1", "1-0"})) << c.fault;
+        EXPECT_EQ(a.pgnResults, (std::vector<std::string>{"0-1", "1-0", "0-1", "1-0"})) << fault;
         // Named second: the same games from the other side.
         MatchRun b = runMatch(FAKE, bad, {START}, {}, 0, tc);
-        EXPECT_TRUE(contains(b.output, "Score of first vs second: 2 - 0 - 0")) << c.fault << "\n" << b.output;
+        EXPECT_TRUE(contains(b.output, "Score of first vs second: 2 - 0 - 0")) << fault << "\n" << b.output;
         EXPECT_TRUE(contains(b.output, "Pairs by first's points (0, 0.5, 1, 1.5, 2): [0, 0, 0, 0, 1]")) << b.output;
-        EXPECT_EQ(b.pgnResults, (std::vector<std::string>{"1-0", "0-1"})) << c.fault;
+        EXPECT_EQ(b.pgnResults, (std::vector<std::string>{"1-0", "0-1"})) << fault;
     }
 }
 
@@ -136,7 +114,7 @@ TEST(MatchTool, RulesOfChessEndGamesForTheRightSide) {
 }
 
 TEST(MatchTool, EnginesGetOneThreadAndNoPonderUnlessTold) {
-    TempDir dir("match_options_");
+    ScratchDir dir("match_options");
     std::string log1 = dir.path + "/one.txt", log2 = dir.path + "/two.txt";
     MatchRun run =
         runMatch(FAKE + " --threads-default 4 --record " + log1, FAKE + " --threads-default 4 --record " + log2,

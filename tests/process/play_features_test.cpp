@@ -1,20 +1,8 @@
-// What a GUI adds to plain analysis: win/draw/loss figures on the info lines,
-// and play at a chosen rating.
-#include <gtest/gtest.h>
-
-#include <regex>
+// What a GUI adds to plain analysis: win/draw/loss figures on the info lines, and play at a chosen rating.
 #include <set>
-
 #include "search_session.h"
-#include "test_data.h"
 
 namespace {
-
-std::string firstMove(const std::string& line) {
-    std::string pv = line.substr(line.find(" pv ") + 4);
-    return pv.substr(0, pv.find(' '));
-}
-
 // "wdl W D L" right after the score: three per-mille figures adding up to 1000. Returns W D L, or empty.
 std::vector<long> wdlOf(const std::string& line) {
     static const std::regex wdl("^info score (cp|mate) -?[0-9]+ wdl ([0-9]+) ([0-9]+) ([0-9]+) ");
@@ -33,7 +21,7 @@ TEST(PlayFeatures, WdlFiguresFollowTheScoreAndKnownResults) {
         auto w = wdlOf(l);
         ASSERT_EQ(w.size(), 3u) << l;
         EXPECT_EQ(w[0] + w[1] + w[2], 1000) << l;
-        EXPECT_TRUE(std::regex_match(std::regex_replace(l, std::regex(" wdl [0-9]+ [0-9]+ [0-9]+"), ""), infoPattern()))
+        EXPECT_TRUE(std::regex_match(std::regex_replace(l, std::regex(" wdl [0-9]+ [0-9]+ [0-9]+"), ""), INFO_LINE))
             << l;
     }
     // A mate in one is a sure win; a drawn ending the tables know is a sure draw, a lost one a sure loss.
@@ -56,7 +44,7 @@ TEST(PlayFeatures, WdlFiguresFollowTheScoreAndKnownResults) {
     EXPECT_GT(black[2], 900);
     s.send("setoption name UCI_ShowWDL value false");
     for (const auto& l : withPrefix(s.search("startpos", "go depth 3"), "info score"))
-        EXPECT_TRUE(std::regex_match(l, infoPattern())) << l;
+        EXPECT_TRUE(std::regex_match(l, INFO_LINE)) << l;
 }
 
 // Under a strength limit the move played is one of the lines searched: low ratings vary among close lines, higher
@@ -77,7 +65,7 @@ TEST(PlayFeatures, AStrengthLimitChoosesAmongTheSearchedLines) {
             // The last iteration's four lines, then the line of the move played.
             std::set<std::string> searched;
             for (size_t k = infos.size() - 5; k + 1 < infos.size(); ++k) searched.insert(firstMove(infos[k]));
-            std::string move = lines.back().substr(9, lines.back().find(' ', 9) - 9);
+            std::string move = bestMoveText(lines.back());
             EXPECT_TRUE(searched.count(move)) << elo << ": " << lines.back();
             EXPECT_EQ(firstMove(infos.back()), move);
             EXPECT_LT(fieldOf(infos.back(), "nodes"), elo == 1500 ? 20000 : 600000) << infos.back();
@@ -92,5 +80,4 @@ TEST(PlayFeatures, AStrengthLimitChoosesAmongTheSearchedLines) {
         }
     }
 }
-
 }  // namespace

@@ -1,16 +1,12 @@
 // An engine started in a fresh directory holding an all-zero network, so
 // that it agrees to search; removed again with the directory at the end.
 #pragma once
-#include <gtest/gtest.h>
 #include <chrono>
-#include <filesystem>
 #include <regex>
-#include <string>
-#include <vector>
 #include "engine_under_test.h"
 
 struct EngineSession {
-    TempDir temp{"quorvane-search-"};
+    ScratchDir temp{"search"};
     const std::string& dir = temp.path;
     EngineProcess engine;
     // Without the zero network the engine starts on the network built into it.
@@ -26,25 +22,22 @@ struct EngineSession {
         }
     }
     void send(const std::string& line) { ::send(engine, line); }
-    // Sends "isready"; returns the lines up to the "readyok", which must come within timeoutMs.
+    // Lines up to and including the first one starting with `prefix`, which must come within timeoutMs; where `found`
+    // is given, it tells instead whether the line came.
+    std::vector<std::string> until(const std::string& prefix, int timeoutMs, bool* found = nullptr) {
+        bool came = false;
+        auto lines = readUntil(
+            engine, [&](const std::string& l) { return startsWith(l, prefix); }, timeoutMs, &came);
+        if (found) *found = came;
+        else EXPECT_TRUE(came) << "no " << prefix << " within " << timeoutMs << " ms";
+        return lines;
+    }
+    // Sends "isready"; returns the lines up to the "readyok".
     std::vector<std::string> ready(int timeoutMs = 10000) {
         send("isready");
-        bool found = false;
-        auto lines = readUntilLine(engine, "readyok", timeoutMs, &found);
-        EXPECT_TRUE(found) << "no readyok within " << timeoutMs << " ms";
-        return lines;
+        return until("readyok", timeoutMs);
     }
-    // Lines up to and including the first one starting with `prefix`; *found tells whether it came.
-    std::vector<std::string> until(const std::string& prefix, int timeoutMs, bool* found = nullptr) {
-        return readUntil(
-            engine, [&](const std::string& l) { return startsWith(l, prefix); }, timeoutMs, found);
-    }
-    std::vector<std::string> untilBestMove(int timeoutMs = 20000) {
-        bool found = false;
-        auto lines = until("bestmove", timeoutMs, &found);
-        EXPECT_TRUE(found) << "no bestmove within " << timeoutMs << " ms";
-        return lines;
-    }
+    std::vector<std::string> untilBestMove(int timeoutMs = 20000) { return until("bestmove", timeoutMs); }
     // Sends "position <position>" and `go`; returns the lines up to the bestmove.
     std::vector<std::string> search(const std::string& position, const std::string& go, int timeoutMs = 20000) {
         send("position " + position);
@@ -63,20 +56,17 @@ struct EngineSession {
     }
 };
 
-inline const std::regex& infoPattern() {
-    static const std::regex pattern(
-        "info score (cp -?[0-9]+|mate -?[0-9]+) depth [0-9]+ seldepth [0-9]+ nodes [0-9]+ nps [0-9]+ time [0-9]+ "
-        "tbhits [0-9]+ pv"
-        "( [a-h][1-8][a-h][1-8][nbrq]?)+");
-    return pattern;
-}
+inline const std::regex INFO_LINE(
+    "info score (cp -?[0-9]+|mate -?[0-9]+) depth [0-9]+ seldepth [0-9]+ nodes [0-9]+ nps [0-9]+ time [0-9]+ tbhits "
+    "[0-9]+ "
+    "pv( [a-h][1-8][a-h][1-8][nbrq]?)+");
 
-inline std::vector<std::string> withPrefix(const std::vector<std::string>& lines, const std::string& prefix) {
-    std::vector<std::string> out;
-    for (const auto& l : lines)
-        if (startsWith(l, prefix)) out.push_back(l);
-    return out;
+// The first move of an info line's pv; the move of a bestmove line.
+inline std::string firstMove(const std::string& line) {
+    std::string pv = line.substr(line.find(" pv ") + 4);
+    return pv.substr(0, pv.find(' '));
 }
+inline std::string bestMoveText(const std::string& line) { return line.substr(9, line.find(' ', 9) - 9); }
 
 // The number after `key` in an info line, or -1.
 inline long fieldOf(const std::string& line, const std::string& key) {

@@ -1,9 +1,6 @@
 // Endings played out by the engine against itself with the shared tables: won
 // positions end in mate by the tables' moves, drawn ones stay drawn.
-#include <gtest/gtest.h>
-#include <regex>
 #include "search_session.h"
-#include "test_data.h"
 
 namespace {
 const std::string SYZYGY = testDataPath("syzygy");
@@ -23,7 +20,7 @@ Outcome playOut(EngineSession& s, const std::string& fen, int limit) {
         auto lines = s.untilBestMove(20000);
         if (lines.empty()) break;
         if (lines.back() == "bestmove (none)") {
-            o.mated = std::find(lines.begin(), lines.end(), "info score mate 0") != lines.end();
+            o.mated = hasLine(lines, "info score mate 0");
             break;
         }
         static const std::regex probeLine(
@@ -38,7 +35,7 @@ Outcome playOut(EngineSession& s, const std::string& fen, int limit) {
             }
         EXPECT_TRUE(probed) << "no root probe line at ply " << o.plies;
         moves += ' ';
-        moves += lines.back().substr(9, lines.back().find(' ', 9) - 9);
+        moves += bestMoveText(lines.back());
     }
     return o;
 }
@@ -73,7 +70,6 @@ TEST(TablebasePlay, WithoutTablesTheSearchRuns) {
     EngineSession s;
     s.send("position fen 8/8/2k5/8/8/2r5/8/3QK3 w - - 0 1");
     s.send("go depth 6");
-    auto lines = s.untilBestMove(20000);
-    for (const auto& l : lines) EXPECT_EQ(l.find("depth 127"), std::string::npos) << l;
+    for (const auto& l : s.untilBestMove(20000)) EXPECT_EQ(l.find("depth 127"), std::string::npos) << l;
 }
 }  // namespace

@@ -40,9 +40,7 @@ Declared parseDeclaration(const std::string& line) {
 TEST(UciOptions, DeclarationsAreWhatSetoptionEnforces) {
     EngineSession s;
     s.send("uci");
-    bool found = false;
-    auto lines = readUntilLine(s.engine, "uciok", 5000, &found);
-    ASSERT_TRUE(found);
+    auto lines = s.until("uciok", 5000);
     std::vector<Declared> declared;
     std::vector<std::string> names;
     for (const auto& line : withPrefix(lines, "option "))
@@ -114,9 +112,8 @@ TEST(UciOptions, NetFileLoadsOrRefuses) {
     EngineSession s;
     std::string path = s.dir + "/220321-307.nnue";
     s.send("setoption name NetFile value " + path);
-    bool found = false;
-    auto lines = s.until("info string NetFile", 10000, &found);
-    ASSERT_TRUE(found);
+    auto lines = s.until("info string NetFile", 10000);
+    ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(), "info string NetFile used : " + path);
     std::string missing = s.dir + "/none.nnue";
     EXPECT_EQ(
@@ -147,13 +144,11 @@ TEST(UciOptions, HashStatisticsOfAClearedTable) {
     s.search("startpos", "go depth 6");
     EXPECT_EQ(reply(s, "setoption name Clear Hash"), "info string Hash cleared");
     s.send("hashstats");
-    bool found = false;
-    auto lines = s.until("Depth distribution", 10000, &found);
-    ASSERT_TRUE(found);
+    auto lines = s.until("Depth distribution", 10000);
     for (const char* line :
          {"Number of entries 98304", "Used entries 1", "Type of entries UPPER - LOWER - EXACT 0\t - 0\t - 0\t - 0",
           "Percentage of entries UPPER - LOWER - EXACT 0\t - 0\t - 0", "Number of Hashmoves 0"})
-        EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << line;
+        EXPECT_TRUE(hasLine(lines, line)) << line;
     auto ages = readFor(s.engine, 300);
     ASSERT_GE(ages.size(), 128u);
     for (size_t i = 0; i < 128; ++i) EXPECT_EQ(ages[i], "  0 - 0 - 0");

@@ -1,26 +1,12 @@
 // Shared helpers for the board tests.
 #pragma once
-#include <memory>
 #include <random>
-#include <string>
-#include <vector>
-#include "board/attacks.h"
 #include "board/makemove.h"
-#include "board/movegen.h"
-#include "board/position.h"
-#include "board/zobrist.h"
 #include "test_data.h"
 #include "test_position.h"
 
 // The square of a name such as "e4".
 inline int sq(const char* name) { return (name[1] - '1') * 8 + (name[0] - 'a'); }
-inline std::vector<Move> legalMoves(Position& p, int ply) {
-    Move* start = p.plyStates[ply].moveStart;
-    Move* end = generateLegal(ply, p);
-    std::vector<Move> out;
-    for (Move* m = start; m < end; ++m) out.push_back(moveBase(*m));
-    return out;
-}
 
 // Restores chess960 to standard chess when a test leaves.
 struct Chess960Scope {

@@ -1,19 +1,13 @@
-#include <atomic>
-#include <cstdio>
 #include <map>
 #include <sstream>
 #include "datagen_support.h"
-#include "search/control.h"
 #include "search/search.h"
-#include "search/threads.h"
-#include "selfplay.h"
 #include "tune/texel.h"
 
 using namespace datagen;
 
 namespace {
-class DatagenRun : public DatagenTest {
-protected:
+struct DatagenRun : DatagenTest {
     void SetUp() override {
         DatagenTest::SetUp();
         book = std::make_unique<TempBook>("run_book.epd", MIDDLEGAME_BOOK);
@@ -23,26 +17,22 @@ protected:
         settings.game.nodes = 1000;
         settings.hashMegabytes = 1;
     }
-    void TearDown() override {
-        for (const std::string& f : written) std::remove(f.c_str());
-        DatagenTest::TearDown();
-    }
-    // Runs the generator into a data file (and a tuning file when asked); returns the summary.
-    GeneratorSummary run(const std::string& name, bool tuning = false) {
-        settings.dataPath = datagenTempPath(name + ".bin");
-        settings.tuningPath = tuning ? datagenTempPath(name + ".epd") : "";
-        written.push_back(settings.dataPath);
-        if (tuning) written.push_back(settings.tuningPath);
+    // Runs the generator into a data file (and a tuning file when asked), logging to `log` where one is given; returns
+    // the summary.
+    GeneratorSummary run(const std::string& name, bool tuning = false, std::ostream* log = nullptr) {
+        settings.dataPath = files.path + "/" + name + ".bin";
+        settings.tuningPath = tuning ? files.path + "/" + name + ".epd" : "";
         GeneratorSummary summary;
-        std::ostringstream log;
+        std::ostringstream text;
         std::string error;
-        EXPECT_TRUE(runGenerator(settings, log, summary, &error)) << error;
-        EXPECT_NE(log.str().find("positions " + std::to_string(summary.positions)), std::string::npos) << log.str();
+        EXPECT_TRUE(runGenerator(settings, log ? *log : text, summary, &error)) << error;
+        EXPECT_TRUE(log || text.str().find("positions " + std::to_string(summary.positions)) != std::string::npos)
+            << text.str();
         return summary;
     }
     std::unique_ptr<TempBook> book;
     GeneratorSettings settings;
-    std::vector<std::string> written;
+    ScratchDir files{"datagen_run"};
 };
 
 TEST_F(DatagenRun, TheSameSeedGivesTheSameFileWhateverTheThreadCount) {
@@ -95,16 +85,13 @@ TEST_F(DatagenRun, TuningLinesSplitIntoTheRecordedPositionAndWhitesResult) {
 }
 
 // Raises the stop request as soon as a progress line reports `games` games written.
-class StopAfterGames : public std::stringbuf {
-public:
+struct StopAfterGames : std::stringbuf {
     StopAfterGames(std::atomic<bool>& flag, int games)
         : flag_(flag), trigger_("games " + std::to_string(games) + " ") {}
     int sync() override {
         if (str().find(trigger_) != std::string::npos) flag_ = true;
         return 0;
     }
-
-private:
     std::atomic<bool>& flag_;
     std::string trigger_;
 };
@@ -115,11 +102,7 @@ TEST_F(DatagenRun, AStopRequestEndsWithACompleteFileOfTheGamesWritten) {
     settings.reportSeconds = 0;  // a progress line after every game
     StopAfterGames buffer(stop, 3);
     std::ostream log(&buffer);
-    settings.dataPath = datagenTempPath("stopped.bin");
-    written.push_back(settings.dataPath);
-    GeneratorSummary stopped;
-    std::string error;
-    ASSERT_TRUE(runGenerator(settings, log, stopped, &error)) << error;
+    GeneratorSummary stopped = run("stopped", false, &log);
     EXPECT_TRUE(stop.load() && stopped.games == 3u) << stopped.games;
     std::string interrupted = fileBytes(settings.dataPath);
     // The same three games asked for outright: the same bytes, header count included.
@@ -131,6 +114,7 @@ TEST_F(DatagenRun, AStopRequestEndsWithACompleteFileOfTheGamesWritten) {
     GeneratorSummary none = run("none");
     EXPECT_EQ(none.games, 0u);
     std::vector<TrainingRecord> records;
+    std::string error;
     ASSERT_TRUE(readAllRecords(settings.dataPath, records, &error)) << error;
     EXPECT_TRUE(records.empty());
 }
@@ -146,14 +130,7 @@ TEST_F(DatagenRun, RefusesAMissingBook) {
 }
 
 // The search entry the generator's game threads use: on the calling thread, with its own stop flag, table and budget.
-class DatagenSearch : public DatagenSearcherTest {
-protected:
-    uint64_t usedBuckets() const {
-        uint64_t used = 0;
-        for (uint64_t i = 0; i <= searcher.table.mask; ++i) used += searcher.table.buckets[i].keys[0] != 0;
-        return used;
-    }
-};
+using DatagenSearch = DatagenSearcherTest;
 
 TEST_F(DatagenSearch, StopsAtItsOwnBudgetAndLeavesTheSharedFlagsAlone) {
     TestPosition root("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
@@ -167,7 +144,9 @@ TEST_F(DatagenSearch, StopsAtItsOwnBudgetAndLeavesTheSharedFlagsAlone) {
     }
     EXPECT_TRUE(stopFlag.get() && !timeUpFlag.get()) << "the pool's flags untouched, no clock read";
     stopFlag.set(false);
-    EXPECT_GT(usedBuckets(), 100u) << "the search stored into the thread's own table";
+    uint64_t used = 0;
+    for (uint64_t i = 0; i <= searcher.table.mask; ++i) used += searcher.table.buckets[i].keys[0] != 0;
+    EXPECT_GT(used, 100u) << "the search stored into the thread's own table";
 }
 
 // A soft budget never cuts an iteration: the search that crosses it is finished and no further one starts, so every

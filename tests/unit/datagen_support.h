@@ -1,16 +1,9 @@
 // Shared set-up for the data generator tests: board tables, the handcrafted
 // evaluation only (no network file needed), temporary files and small books.
 #pragma once
-#include <gtest/gtest.h>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
-#include "eval/evaluate.h"
 #include "generator.h"
 #include "position_record.h"
 #include "search/reductions.h"
-#include "search/worker.h"
 #include "test_data.h"
 #include "test_position.h"
 
@@ -34,8 +27,7 @@ inline const std::vector<std::string> MIDDLEGAME_BOOK = {
     "r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3",
 };
 
-class DatagenTest : public ::testing::Test {
-protected:
+struct DatagenTest : ::testing::Test {
     void SetUp() override {
         initBoardTables();
         initReductions();
@@ -46,8 +38,7 @@ protected:
 };
 
 // The same, with one game searcher opened for each test.
-class DatagenSearcherTest : public DatagenTest {
-protected:
+struct DatagenSearcherTest : DatagenTest {
     void SetUp() override {
         DatagenTest::SetUp();
         datagen::openSearcher(searcher, 1);
@@ -58,12 +49,3 @@ protected:
     }
     datagen::GameSearcher searcher;
 };
-
-// A record's position, read back through the engine's FEN reader: false when
-// the engine refuses it. *inCheck tells whether the side to move is in check.
-inline bool recordIsLegal(const TrainingRecord& r, bool* inCheck) {
-    TestPosition p(recordFen(r), TestPosition::MayFail{});
-    if (!p.ok) return false;
-    *inCheck = sideInCheck(*p, p->sideToMove);
-    return popcount(p->pieces[WKING]) == 1 && popcount(p->pieces[BKING]) == 1;
-}

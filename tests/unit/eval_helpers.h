@@ -1,15 +1,7 @@
 // Shared fixtures of the evaluation and network tests.
 #pragma once
 #include <cctype>
-#include <cstdint>
-#include <memory>
 #include <sstream>
-#include <string>
-#include <vector>
-#include "board/attacks.h"
-#include "board/position.h"
-#include "board/zobrist.h"
-#include "eval/evaluate.h"
 #include "eval/network.h"
 #include "net_builder.h"
 #include "test_position.h"
@@ -47,8 +39,6 @@ struct EngineNetwork {
         netLoaded = savedLoaded;
         evaluationChanged();
     }
-    EngineNetwork(const EngineNetwork&) = delete;
-    EngineNetwork& operator=(const EngineNetwork&) = delete;
 };
 
 // The same position with colours exchanged and the board turned upside down.

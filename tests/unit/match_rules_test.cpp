@@ -21,9 +21,7 @@ TEST(MatchStats, LogisticEloAndItsInverse) {
 TEST(MatchStats, IntervalFromGames) {
     // 60 wins, 20 draws, 20 losses: score 0.7, per-game variance 0.16,
     // 0.7 -+ 1.96 * 0.04 gives 86.2 to 218.3 around 147.2.
-    MatchTally t;
-    t.wins = 60, t.draws = 20, t.losses = 20;
-    EloEstimate e = gameElo(t);
+    EloEstimate e = gameElo({.wins = 60, .draws = 20, .losses = 20});
     EXPECT_NEAR(e.elo, 147.1907, 1e-3);
     EXPECT_NEAR(e.low, 86.2250, 1e-3);
     EXPECT_NEAR(e.high, 218.2518, 1e-3);
@@ -32,9 +30,7 @@ TEST(MatchStats, IntervalFromGames) {
 TEST(MatchStats, IntervalFromPairsIgnoresOpeningNoise) {
     // Every pair split 1-1: the openings decided the games, the engines are even,
     // and pairs see no spread at all while single games see the widest.
-    MatchTally t;
-    t.wins = t.losses = 50;
-    t.pairs = {0, 0, 50, 0, 0};
+    MatchTally t{.wins = 50, .losses = 50, .pairs = {0, 0, 50, 0, 0}};
     EloEstimate pairs = pairElo(t), games = gameElo(t);
     EXPECT_TRUE(std::abs(pairs.elo) < 1e-9 && std::abs(pairs.high - pairs.low) < 1e-9)
         << pairs.low << " " << pairs.high;
@@ -136,19 +132,17 @@ TEST(MatchAdjudication, DrawsOnlyLateAndAtTheLimit) {
 }
 
 TEST(MatchOptions, DeclarationsWithSpacesAndLists) {
-    struct Case {
-        const char *line, *name, *type, *defaultValue;
-    } cases[] = {{"option name Threads type spin default 2 min 1 max 8", "Threads", "spin", "2"},
-                 {"option name Number of Threads type spin default 1 min 1 max 16", "Number of Threads", "spin", "1"},
-                 {"option name Search Log Filename type string default SearchLog.txt", "Search Log Filename", "string",
-                  "SearchLog.txt"},
-                 {"option name King Safety Curve type combo default Quadratic var Quadratic var Linear",
-                  "King Safety Curve", "combo", "Quadratic"},
-                 {"option name Clear Hash type button", "Clear Hash", "button", ""}};
     UciOption o;
-    for (const Case& c : cases) {
-        ASSERT_TRUE(parseOptionLine(c.line, o)) << c.line;
-        EXPECT_TRUE(o.name == c.name && o.type == c.type && o.defaultValue == c.defaultValue) << c.line;
+    for (auto [line, name, type, defaultValue] :
+         {std::tuple{"option name Threads type spin default 2 min 1 max 8", "Threads", "spin", "2"},
+          {"option name Number of Threads type spin default 1 min 1 max 16", "Number of Threads", "spin", "1"},
+          {"option name Search Log Filename type string default SearchLog.txt", "Search Log Filename", "string",
+           "SearchLog.txt"},
+          {"option name King Safety Curve type combo default Quadratic var Quadratic var Linear", "King Safety Curve",
+           "combo", "Quadratic"},
+          {"option name Clear Hash type button", "Clear Hash", "button", ""}}) {
+        ASSERT_TRUE(parseOptionLine(line, o)) << line;
+        EXPECT_TRUE(o.name == name && o.type == type && o.defaultValue == defaultValue) << line;
     }
     EXPECT_FALSE(parseOptionLine("id name Fake 1.0", o));
     EXPECT_FALSE(parseOptionLine("option name type spin", o));

@@ -1,8 +1,6 @@
 // The incrementally updated accumulators against a refresh from scratch.
-#include <gtest/gtest.h>
 #include <cstring>
 #include "board/makemove.h"
-#include "board/movegen.h"
 #include "eval/nnue.h"
 #include "eval_helpers.h"
 
@@ -83,10 +81,9 @@ class AccumulatorWalk : public ::testing::TestWithParam<WalkCase> {};
 TEST_P(AccumulatorWalk, IncrementalEqualsRefresh) {
     useRandomNet(11);
     chess960 = GetParam().frc;
-    TestPosition p(GetParam().fen);
     TestRng rng{0x1234567 + uint64_t(std::strlen(GetParam().fen))};
     MoveKinds kinds;
-    walk(*p, rng, 6000, kinds);
+    walk(*TestPosition(GetParam().fen), rng, 6000, kinds);
     chess960 = false;
     EXPECT_TRUE(kinds.checks > 3000 && kinds.kingMoves > 20 && kinds.nullMoves > 20) << kinds.checks;
     EXPECT_TRUE(

@@ -1,16 +1,11 @@
 // The three kernels agree bit for bit, and the reference follows the stated saturations.
-#include <gtest/gtest.h>
 #include <cstring>
 #include "board/makemove.h"
-#include "board/movegen.h"
-#include "eval/evaluate.h"
-#include "eval/net_layout.h"
 #include "eval/nnue.h"
 #include "eval/tables.h"
 #include "eval_helpers.h"
 #include "search/bench.h"
 #include "search/threads.h"
-#include "search/tt.h"
 #include "search_support.h"
 
 namespace {
@@ -35,10 +30,9 @@ void playOut(const char* fen, TestRng& rng, int plies, Visit visit) {
     TestPosition p(fen);
     for (int ply = 0; ply < plies; ++ply) {
         visit(*p, ply);
-        Move* end = generateLegal(ply, *p);
-        int n = int(end - p->plyStates[ply].moveStart);
-        if (!n) break;
-        makeMove(*p, ply, p->plyStates[ply].moveStart[rng.below(n)]);
+        std::vector<Move> moves = legalMoves(*p, ply);
+        if (moves.empty()) break;
+        makeMove(*p, ply, moves[rng.below(int(moves.size()))]);
     }
 }
 
@@ -219,10 +213,7 @@ TEST(MaterialNet, OutputIsEighteenTimesTheLead) {
 TEST(MaterialNet, ScoresArePlausibleCentipawns) {
     fillMaterialNet(nnue);
     evaluationChanged();
-    auto score = [](const char* fen) {
-        TestPosition p(fen);
-        return evaluate(0, *p);
-    };
+    auto score = [](const char* fen) { return evaluate(0, *TestPosition(fen)); };
     EXPECT_EQ(0, score(START_FEN));
     // A knight up with the full board: near the knight's value, from either side.
     int up = score("r1bqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");

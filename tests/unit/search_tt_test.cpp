@@ -1,13 +1,11 @@
 #include <sstream>
-#include "board/score.h"
 #include "search_support.h"
 
 namespace {
 // Distinct keys that share one bucket of the current table.
 uint64_t sameBucket(uint64_t n) { return (n + 1) * (tt.mask + 1); }
 bool found(uint64_t key) { return probe(key) != 0; }
-class TranspositionTableTest : public ::testing::Test {
-protected:
+struct TranspositionTableTest : ::testing::Test {
     void SetUp() override {
         initSearchTables();
         resize(1);
@@ -89,7 +87,7 @@ TEST_F(TranspositionTableTest, MateScoresKeepTheirDistanceFromTheNode) {
 }
 
 TEST_F(TranspositionTableTest, ParallelClearCoversEveryBucketOnce) {
-    for (uint64_t count : {16384ull, 32768ull, 1ull << 20}) {
+    for (uint64_t count : {16384ull, 32768ull, 1ull << 20})
         for (int workers = 1; workers <= 7; ++workers) {
             uint64_t next = 0;
             for (int i = 0; i < workers; ++i) {
@@ -100,7 +98,6 @@ TEST_F(TranspositionTableTest, ParallelClearCoversEveryBucketOnce) {
             }
             EXPECT_EQ(next, count + 1) << "the spare bucket is cleared too";
         }
-    }
 }
 
 TEST_F(TranspositionTableTest, ClearForgetsEveryEntry) {
@@ -115,7 +112,7 @@ TEST_F(TranspositionTableTest, ClearForgetsEveryEntry) {
     EXPECT_EQ(kept(), 0u);
 }
 
-// The empty table's statistics are checked byte for byte in UciOptions.HashStatisticsOfAnEmptyTable.
+// The empty table's statistics are checked byte for byte in UciOptions.HashStatisticsOfAClearedTable.
 TEST_F(TranspositionTableTest, StatisticsCountBoundsAgesAndDepths) {
     clear();
     newSearch();

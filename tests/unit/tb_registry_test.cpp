@@ -1,9 +1,5 @@
 // The registry: file lookup over several directories, size and magic checks,
 // the hash of material keys, the largest table and re-initialisation.
-#include <gtest/gtest.h>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include "tablebase/probe.h"
 #include "tb_support.h"
 
@@ -20,7 +16,7 @@ void writeBytes(const fs::path& file, const std::string& bytes) {
 // A scratch directory per test, removed afterwards.
 struct TbRegistry : ::testing::Test {
     ScratchDir scratch{std::string("tb_") + ::testing::UnitTest::GetInstance()->current_test_info()->name()};
-    const fs::path& root = scratch.path;
+    const fs::path root = scratch.path;
     void SetUp() override { initBoardTables(); }
     void TearDown() override { initTablebases("<empty>"); }
     fs::path dir(const std::string& name) {
@@ -73,8 +69,7 @@ TEST_F(TbRegistry, FileOnlyInTheSecondDirectoryIsFound) {
     copyTable("KRvK.rtbw", first);
     copyTable("KQvK.rtbw", second);
     copyTable("KQvK.rtbz", second);
-    std::string path = first.string() + ";;" + second.string() + ";";
-    ASSERT_TRUE(initTablebases(path));
+    ASSERT_TRUE(initTablebases(first.string() + ";;" + second.string() + ";"));
     EXPECT_TRUE(registeredTableCount() == 2 && registeredDtzCount() == 1 && largestTablebase() == 3);
     TbTable *kqk = lookup(materialKeyOfName("KQvK", false)), *krk = lookup(materialKeyOfName("KRvK", false));
     ASSERT_TRUE(kqk && krk);
@@ -156,6 +151,5 @@ TEST_F(TbRegistry, LargestCountsPieces) {
     ASSERT_TRUE(initTablebases(d.string()));
     EXPECT_EQ(largestTablebase(), 5);
     // Positions beyond the largest table are refused without searching.
-    TestPosition p("8/8/8/8/8/8/PPPPPPPP/K6k w - - 0 1");
-    EXPECT_EQ(probeWdl(*p), -1);
+    EXPECT_EQ(probeWdl(*TestPosition("8/8/8/8/8/8/PPPPPPPP/K6k w - - 0 1")), -1);
 }

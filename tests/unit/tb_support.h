@@ -2,15 +2,7 @@
 #pragma once
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
-#include <fstream>
-#include <memory>
 #include <sstream>
-#include <string>
-#include <vector>
-#include "board/attacks.h"
-#include "board/position.h"
-#include "board/zobrist.h"
 #include "tablebase/registry.h"
 #include "test_data.h"
 #include "test_position.h"
@@ -18,6 +10,13 @@
 // Every 3- and 4-piece table, kept with the tests; the optional shared folder adds six 5-piece ones.
 inline const std::string SYZYGY_DIR = testDataPath("syzygy");
 inline std::string sharedSyzygyDir() { return sharedDataPath("syzygy"); }
+// Suites of tablebase tests name their fixture after themselves: using TbRoot = TbTest;
+struct TbTest : ::testing::Test {
+    void SetUp() override {
+        initBoardTables();
+        ASSERT_TRUE(initTablebases(SYZYGY_DIR));
+    }
+};
 // One line of the reference list: WDL -2..2 from the side to move, DTZ in plies.
 struct ExpectedProbe {
     std::string fen;

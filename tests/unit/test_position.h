@@ -3,10 +3,9 @@
 #pragma once
 #include <gtest/gtest.h>
 #include <memory>
-#include <string>
 #include <vector>
 #include "board/attacks.h"
-#include "board/position.h"
+#include "board/movegen.h"
 #include "board/zobrist.h"
 #include "eval/evaluate.h"
 
@@ -30,8 +29,6 @@ struct TestPosition {
         initEvaluation(*pos);
     }
     ~TestPosition() { releaseEvaluation(*pos); }
-    TestPosition(const TestPosition&) = delete;
-    TestPosition& operator=(const TestPosition&) = delete;
     // A FEN that must be readable: a test fails when it is not.
     explicit TestPosition(const std::string& fen) : TestPosition() {
         std::string error;
@@ -45,3 +42,13 @@ struct TestPosition {
     Position& operator*() { return *pos; }
     Position* operator->() { return pos.get(); }
 };
+
+// The legal moves at `ply`, without their ordering scores.
+inline std::vector<Move> legalMoves(Position& p, int ply) {
+    Move* start = p.plyStates[ply].moveStart;
+    Move* end = generateLegal(ply, p);
+    std::vector<Move> out;
+    for (Move* m = start; m < end; ++m) out.push_back(moveBase(*m));
+    return out;
+}
+inline bool isCheckmate(Position& p) { return p.plyStates[0].inCheck && legalMoves(p, 0).empty(); }

@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
 #include "curve_svg.h"
 #include "train_support.h"
 
@@ -19,9 +17,8 @@ double batchLoss(const FloatNet& net, const std::vector<Sample>& samples, float 
 // bucket row's pools those of every feature it stands for.
 void checkGradients(bool factorised, int kingBuckets = FULL_KING_LAYOUT) {
     const float k = DEFAULT_SIGMOID_K;
-    std::vector<TrainingRecord> records = syntheticRecords(6, 21);
     std::vector<Sample> samples;
-    for (const TrainingRecord& r : records) samples.push_back(makeSample(r, 0.6f, k));
+    for (const TrainingRecord& r : syntheticRecords(6, 21)) samples.push_back(makeSample(r, 0.6f, k));
     FloatNet net;
     net.kingBuckets = kingBuckets;
     initRandomNet(net, 3);
@@ -90,7 +87,6 @@ TEST_F(TrainTraining, GradientsAgreeWithFiniteDifferences) {
     checkGradients(true, 8);
 }
 
-// A short run lowers the loss, follows its learning-rate schedule and logs every epoch.
 TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
     std::vector<TrainingRecord> all = syntheticRecords(1500, 17), train, validation;
     const TrainingSettings settings{.batchSize = 100, .lambda = 0.8f};
@@ -118,11 +114,10 @@ TEST_F(TrainTraining, TinyRunLowersTheLossAndFollowsTheSchedule) {
 
 TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
     std::vector<TrainingRecord> data = syntheticRecords(300, 2);
-    const std::vector<uint32_t> order = inOrder(data.size());
     Trainer one, three;
     initTrainer(one, TrainingSettings{}, 1);
     initTrainer(three, TrainingSettings{}, 3);
-    EXPECT_NEAR(trainBatch(one, data, order, 0, data.size()), trainBatch(three, data, order, 0, data.size()), 1e-9);
+    EXPECT_NEAR(trainSteps(one, data), trainSteps(three, data), 1e-9);
     double largest = 0;
     for (size_t i = 0; i < PARAM_COUNT; ++i)
         largest = std::max(largest, double(std::abs(one.net.params[i] - three.net.params[i])));
@@ -148,13 +143,12 @@ TEST_F(TrainTraining, ThreadsDoNotChangeTheStep) {
 // gradient; the warm-up scales that down to a sliver and then lets it grow.
 TEST_F(TrainTraining, WarmupStartsWithSmallSteps) {
     std::vector<TrainingRecord> data = syntheticRecords(200, 5);
-    const std::vector<uint32_t> order = inOrder(data.size());
     auto largestMove = [&](int warmup, int steps) {
         Trainer t;
         initTrainer(t, TrainingSettings{.roundWeights = false, .warmupSteps = warmup}, 1);
-        for (int i = 1; i < steps; ++i) trainBatch(t, data, order, 0, data.size());
+        trainSteps(t, data, steps - 1);
         std::vector<float> before(t.net.params.begin() + DENSE_START, t.net.params.end());
-        trainBatch(t, data, order, 0, data.size());
+        trainSteps(t, data);
         double largest = 0;
         for (size_t i = 0; i < DENSE_COUNT; ++i)
             largest = std::max(largest, double(std::abs(t.net.params[DENSE_START + i] - before[i])));
@@ -208,5 +202,47 @@ TEST_F(TrainTraining, ResumedTrainingMatchesUninterrupted) {
     EXPECT_DOUBLE_EQ(resumed.history[0].trainLoss, straight.history[0].trainLoss);
     EXPECT_DOUBLE_EQ(resumed.history[1].validationLoss, straight.history[1].validationLoss);
     EXPECT_TRUE(resumed.net.params == straight.net.params);
+}
+
+using TrainSchedule = TrainTest;
+TEST_F(TrainSchedule, CosineRunsFromTheStartRateToItsEndShare) {
+    TrainingSettings s{.learningRate = 0.002f, .finalRateFraction = 0.01f, .totalEpochs = 10};
+    const double start = double(s.learningRate), end = start * double(s.finalRateFraction);
+    EXPECT_NEAR(scheduledRate(s, 0), start, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 5), (start + end) / 2, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 10), end, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 13.5), end, 1e-12);  // a run taken past its length stays at the end rate
+    double previous = start;
+    for (double e = 0.25; e <= 10; e += 0.25) {
+        double rate = scheduledRate(s, e);
+        EXPECT_LT(rate, previous) << e;
+        previous = rate;
+    }
+    // The older schedule: whole epochs only.
+    s.schedule = Schedule::Exponential, s.learningRateDecay = 0.9f;
+    EXPECT_NEAR(scheduledRate(s, 0.7), start, 1e-12);
+    EXPECT_NEAR(scheduledRate(s, 3.2), start * std::pow(double(0.9f), 3), 1e-12);
+}
+
+// The score/result blend may move across training (a resumed run keeps moving it:
+// TrainTraining.ResumedTrainingMatchesUninterrupted).
+TEST_F(TrainSchedule, TheBlendMovesFromLambdaToItsEnd) {
+    TrainingSettings s{.totalEpochs = 4, .lambda = 0.9f};
+    EXPECT_FLOAT_EQ(scheduledLambda(s, 2.5), 0.9f) << "no end given: lambda throughout";
+    s.lambdaEnd = 0.5f;
+    for (auto [epoch, lambda] : {std::pair{0.0, 0.9f}, {1.0, 0.8f}, {4.0, 0.5f}, {6.0, 0.5f}})
+        EXPECT_FLOAT_EQ(scheduledLambda(s, epoch), lambda) << epoch;
+    // Training reads the moved blend: a batch trained at the end of the run, where the target is mostly the game
+    // result, moves the net differently from one trained with lambda held.
+    std::vector<TrainingRecord> data = syntheticRecords(200, 5);
+    for (size_t i = 0; i < data.size(); ++i) data[i].result = uint8_t(i % 3);
+    s.warmupSteps = 0, s.lambdaEnd = 0.0f;
+    Trainer moving, held;
+    initTrainer(moving, s, 1);
+    moving.epochsDone = 4;
+    s.lambdaEnd = -1.0f;
+    initTrainer(held, s, 1);
+    held.epochsDone = 4;
+    EXPECT_NE(trainSteps(moving, data), trainSteps(held, data));
 }
 }  // namespace

@@ -1,24 +1,12 @@
-#include <gtest/gtest.h>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <memory>
-#include <sstream>
-#include "board/attacks.h"
-#include "board/zobrist.h"
-#include "eval/evaluate.h"
-#include "eval/net_layout.h"
-#include "eval/network.h"
+#include "eval_helpers.h"
 #include "test_data.h"
 #include "tune/texel.h"
 
 namespace {
-class Texel : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        initAttackTables();
-        initZobrist();
-    }
+struct Texel : ::testing::Test {
+    static void SetUpTestSuite() { initBoardTables(); }
     void SetUp() override { savedLoaded = netLoaded; }
     void TearDown() override { netLoaded = savedLoaded; }
     bool savedLoaded = false;
@@ -51,29 +39,22 @@ TEST_F(Texel, LoadingFilter) {
     ASSERT_TRUE(loadTuningFile(path, records));
     EXPECT_TRUE(records.empty());
     // Other tests may have loaded a network; with every weight zero the network's output is 0 and every target 0.5.
-    auto saved = std::make_unique<NnueNet>(nnue);
-    std::memset(static_cast<void*>(&nnue), 0, sizeof nnue);
-    netLoaded = true;
-    bool loaded = loadTuningFile(path, records);
-    nnue = *saved;
-    ASSERT_TRUE(loaded);
+    auto zero = std::make_unique<NnueNet>();
+    std::memset(static_cast<void*>(zero.get()), 0, sizeof(NnueNet));
+    EngineNetwork engine(*zero);
+    ASSERT_TRUE(loadTuningFile(path, records));
     ASSERT_EQ(records.size(), 2u);
     EXPECT_TRUE(records[0].target == 0.5 && records[1].target == 0.5 && records[1].board[3] == WKNIGHT);
     EXPECT_FALSE(loadTuningFile(path + ".missing", records));
 }
 
 TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
-    std::ifstream book(testDataPath("books/endgames.epd"));
-    ASSERT_TRUE(book);
-    auto p = std::make_unique<Position>();
-    std::vector<Move> moves(MOVE_STACK);
-    p->plyStates[0].moveStart = moves.data();
-    initEvaluation(*p);
+    TestPosition p;
     std::vector<TuningRecord> records;
-    std::string line;
     netLoaded = true;
-    while (records.size() < 400 && std::getline(book, line)) {
-        if (!setFen(*p, line.substr(0, line.find(';')))) continue;
+    for (const std::string& fen : bookFens("books/endgames.epd")) {
+        if (records.size() == 400) break;
+        if (!p.set(fen)) continue;
         TuningRecord r;
         if (!makeRecord(*p, r)) continue;
         int score = evaluate(0, *p);
@@ -81,7 +62,6 @@ TEST_F(Texel, PerfectTargetsGiveZeroErrorWithAnyNumberOfWorkers) {
         r.target = sigmoid(score, texelK);
         records.push_back(r);
     }
-    releaseEvaluation(*p);
     ASSERT_GT(records.size(), 100u);
     EXPECT_TRUE(tuningError(records, 1) == 0.0 && tuningError(records, 3) == 0.0);
     // Moving the targets gives the same mean error however the records are split.

@@ -1,10 +1,9 @@
 #include <algorithm>
-#include <vector>
+#include "board/movequery.h"
 #include "search/movepick.h"
 #include "search_support.h"
 
 namespace {
-std::string text(Position& p, Move m) { return moveToText(p, m); }
 // A worker (with its idle thread) looking at `fen` from ply 1, so that the counter-move stage runs.
 struct PickerBench {
     worker w{7};
@@ -24,7 +23,7 @@ struct PickerBench {
         ContinuationBlocks blocks = continuationBlocks(w, 1);
         std::vector<std::string> seen;
         while (Move m = nextMove(w, 1, blocks))
-            if (isLegal(p, 1, m)) seen.push_back(text(p, m));
+            if (isLegal(p, 1, m)) seen.push_back(moveToText(p, m));
         return seen;
     }
 };
@@ -48,8 +47,7 @@ TEST(Picker, TtMoveGoodCapturesKillersCounterLosingCapturesThenQuietsByHistory) 
     // Every legal move exactly once.
     std::sort(seen.begin(), seen.end());
     EXPECT_EQ(std::adjacent_find(seen.begin(), seen.end()), seen.end());
-    Move* end = generateLegal(0, p);
-    EXPECT_EQ(long(seen.size()), end - p.plyStates[0].moveStart);
+    EXPECT_EQ(seen.size(), legalMoves(p, 0).size());
 }
 
 TEST(Picker, AKillerEqualToTheTtMoveComesOnceAndAStaleKillerChangesNothing) {
@@ -69,19 +67,21 @@ TEST(Picker, InCheckTheTtMoveLeadsTheEvasions) {
     PickerBench b("4k3/8/8/8/8/8/3q4/R3K3 w - - 0 1");
     Position& p = b.w.position;
     p.plyStates[1].inCheck = 1;
-    Move tt = findLegalMove(p, 0, "e1f1");
-    EXPECT_EQ(b.order(tt, true), (std::vector<std::string>{"e1f1", "e1d2"}));
+    EXPECT_EQ(b.order(findLegalMove(p, 0, "e1f1"), true), (std::vector<std::string>{"e1f1", "e1d2"}));
 }
 
 // Captures of Nc4: Nxb6 wins the exchange (the c7 pawn takes back), Nxd6 and Qxd6 lose material to the same pawn.
 constexpr const char* THREE_CAPTURES = "4k3/2p5/1r1p4/8/2N5/8/8/3QK3 w - - 0 1";
-std::vector<std::string> captureOrder(PickerBench& b, Move ttMove, int threshold) {
-    Position& p = b.w.position;
-    startCapturePicker(b.w, 1, ttMove, threshold, false);
+// The legal moves the capture picker offers, in its order.
+std::vector<std::string> drainCaptures(PickerBench& b) {
     std::vector<std::string> seen;
     while (Move m = nextCapture(b.w, 1))
-        if (isLegal(p, 1, m)) seen.push_back(text(p, m));
+        if (isLegal(b.w.position, 1, m)) seen.push_back(moveToText(b.w.position, m));
     return seen;
+}
+std::vector<std::string> captureOrder(PickerBench& b, Move ttMove, int threshold) {
+    startCapturePicker(b.w, 1, ttMove, threshold, false);
+    return drainCaptures(b);
 }
 
 TEST(CapturePicker, TheStoredCaptureLeadsOnceAndTheThresholdHoldsForAll) {
@@ -107,9 +107,7 @@ TEST(CapturePicker, AnIgnoredCheckGetsCapturesAndAHeededOneGetsEvasions) {
     EXPECT_NE(std::find(captures.begin(), captures.end(), "h1h5"), captures.end());
     EXPECT_TRUE(p.plyStates[1].inCheck) << "the check is ignored, not cleared";
     startPlainEvasionPicker(b.w, 1);
-    std::vector<std::string> evasions;
-    while (Move m = nextCapture(b.w, 1))
-        if (isLegal(p, 1, m)) evasions.push_back(text(p, m));
+    std::vector<std::string> evasions = drainCaptures(b);
     std::sort(evasions.begin(), evasions.end());
     EXPECT_EQ(evasions, (std::vector<std::string>{"e1d2", "e1e2", "e1f2"}));
 }
@@ -132,5 +130,81 @@ TEST(Picker, TheNextPlysListStartsAfterEveryMoveTheNodeHolds) {
     restorePicker(w, 1, saved);
     EXPECT_EQ(p.plyStates[2].moveStart, p.plyStates[1].moveStart);
     EXPECT_TRUE(sameMove(nextMove(w, 1, blocks), findLegalMove(p, 0, "e1g1")));
+}
+
+TEST(See, ExchangeReachesTheThresholdOrNot) {
+    for (auto [fen, move, threshold, expected] : {
+             // Pawn takes an undefended knight: wins 372.
+             std::tuple{"4k3/8/8/3n4/4P3/8/8/4K3 w - - 0 1", "e4d5", 372, true},
+             {"4k3/8/8/3n4/4P3/8/8/4K3 w - - 0 1", "e4d5", 373, false},
+             // Rook takes a pawn defended by a pawn: 88 - 566.
+             {"4k3/8/2p5/3p4/8/8/8/3RK3 w - - 0 1", "d1d5", 0, false},
+             {"4k3/8/2p5/3p4/8/8/8/3RK3 w - - 0 1", "d1d5", -478, true},
+             {"4k3/8/2p5/3p4/8/8/8/3RK3 w - - 0 1", "d1d5", -477, false},
+             // Knight takes a pawn defended by a bishop: loses 284.
+             {"4k3/8/8/3p4/2b5/4N3/8/4K3 w - - 0 1", "e3d5", 0, false},
+             // Queen takes a pawn guarded only by the king, backed by a rook behind: the king may not take.
+             {"8/8/3k4/3p4/8/8/3Q4/3RK3 w - - 0 1", "d2d5", 88, true},
+             // Without the rook behind, the king takes the queen.
+             {"8/8/3k4/3p4/8/8/3Q4/4K3 w - - 0 1", "d2d5", 0, false},
+             // Rooks doubled on a file win the defended pawn (x-ray through the first rook).
+             {"3r2k1/8/8/3p4/8/8/3R4/3RK3 w - - 0 1", "d2d5", 0, true},
+             {"3r2k1/3r4/8/3p4/8/8/3R4/3RK3 w - - 0 1", "d2d5", 0, false},
+             // Equal trade: knight for knight passes at 0, fails at 1.
+             {"4k3/8/4p3/3n4/8/4N3/8/4K3 w - - 0 1", "e3d5", 0, true},
+             {"4k3/8/4p3/3n4/8/4N3/8/4K3 w - - 0 1", "e3d5", 1, false},
+             // A quiet move onto an attacked square loses the piece.
+             {"4k3/8/8/3p4/8/8/8/2B1K3 w - - 0 1", "c1e3", 0, true},
+             {"4k3/8/8/8/3p4/8/8/2B1K3 w - - 0 1", "c1e3", 0, false},
+             // En passant and castling pass at thresholds up to 0 only.
+             {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 0, true},
+             {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 1, false},
+             {"4k3/8/8/8/8/8/8/4K2R w K - 0 1", "e1g1", 0, true},
+             {"4k3/8/8/8/8/8/8/4K2R w K - 0 1", "e1g1", 1, false},
+         }) {
+        TestPosition p(fen);
+        Move m = findLegalMove(*p, 0, move);
+        ASSERT_NE(m, NO_MOVE) << move;
+        EXPECT_EQ(seeTest(*p, m, threshold), expected) << fen << " " << move << " threshold " << threshold;
+    }
+}
+
+TEST(GivesCheck, DirectDiscoveredAndSpecialMoves) {
+    for (auto [fen, move, check] : {
+             std::tuple{"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "a1a8", true},
+             {"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "a1a7", false},
+             {"4k3/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1c1", false},
+             {"3k4/8/8/8/8/8/8/R3K3 w Q - 0 1", "e1c1", true},     // the rook lands on d1
+             {"4k3/8/8/8/4N3/8/8/4R1K1 w - - 0 1", "e4f6", true},  // knight check and discovered rook check
+             {"4k3/8/8/8/4N3/8/8/4R1K1 w - - 0 1", "e4c3", true},  // discovered only
+             {"4k3/8/8/8/4N3/8/8/5RK1 w - - 0 1", "e4c3", false},
+             {"8/8/8/k1pP3R/8/8/8/4K3 w - c6 0 1", "d5c6", true},  // en passant opens the rank
+             {"2k5/4P3/8/8/8/8/8/4K3 w - - 0 1", "e7e8q", true},
+             {"2k5/4P3/8/8/8/8/8/4K3 w - - 0 1", "e7e8n", false},
+         }) {
+        TestPosition p(fen);
+        Move m = findLegalMove(*p, 0, move);
+        ASSERT_NE(m, NO_MOVE) << fen << " " << move;
+        EXPECT_EQ(givesCheck(*p, m), check) << fen << " " << move;
+    }
+}
+
+TEST(PseudoLegal, StoredMovesAreCheckedAgainstThePosition) {
+    TestPosition p("r3k2r/8/8/3pP3/8/8/1P6/R3K2R w KQkq d6 0 1");
+    (*p).plyStates[0].notPinned = ~0ull;
+    EXPECT_TRUE(isPseudoLegal(*p, 0, findLegalMove(*p, 0, "e1g1")));
+    EXPECT_TRUE(isPseudoLegal(*p, 0, findLegalMove(*p, 0, "e5d6")));
+    EXPECT_TRUE(isPseudoLegal(*p, 0, findLegalMove(*p, 0, "b2b4")));
+    EXPECT_TRUE(isPseudoLegal(*p, 0, makeMove(0, 3)));              // a1d1
+    EXPECT_TRUE(isPseudoLegal(*p, 0, makeMove(0, 56)));             // a1xa8
+    EXPECT_FALSE(isPseudoLegal(*p, 0, makeMove(0, 57)));            // a rook does not go a1-b8
+    EXPECT_FALSE(isPseudoLegal(*p, 0, makeMove(9, 25)));            // b2b4 without the double-step flag
+    EXPECT_FALSE(isPseudoLegal(*p, 0, makeMove(60, 52)));           // a black piece
+    EXPECT_FALSE(isPseudoLegal(*p, 0, makeMove(20, 28)));           // empty from-square
+    EXPECT_FALSE(isPseudoLegal(*p, 0, makeMove(36, 44, FLAG_EP)));  // no pawn to take there
+    EXPECT_FALSE(isPseudoLegal(*p, 0, makeMove(9, 17, FLAG_PROMO_Q)));
+    TestPosition blocked("r3k2r/8/8/8/8/8/8/R3KB1R w KQkq - 0 1");
+    EXPECT_FALSE(isPseudoLegal(*blocked, 0, makeMove(4, 6, FLAG_SHORT)));
+    EXPECT_TRUE(isPseudoLegal(*blocked, 0, makeMove(4, 2, FLAG_LONG)));
 }
 }  // namespace
