@@ -631,7 +631,8 @@ class Runner:
         """MultiPV: each iteration prints lines 1..k in order, best first, with different first moves; the final
         summary is one more line 1. With MultiPV 1 no line names a rank."""
         m = re.search(r" multipv (\d+) ", line)
-        if s.multipv == 1 or line == "info score mate 0" or line.endswith(" pv"):  # the last two: no legal move
+        no_move = re.fullmatch(r"info score mate 0( wdl 0 0 1000)?", line) or line.endswith(" pv")
+        if s.multipv == 1 or no_move:
             if m:
                 raise Failure("protocol", "multipv rank %s with MultiPV %d: %r" % (m.group(1), s.multipv, line[:200]))
             return
