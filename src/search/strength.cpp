@@ -5,10 +5,11 @@
 
 namespace {
 
-// Measured points of the scale (tools/testing/match/calibrate_elo.sh); in
-// between, both figures change geometrically with the rating. The nodes set
-// the depth of play, the spread the mistakes: alone, a budget of a thousand
-// nodes still finds every short tactic.
+// Points of the scale, set by games (tools/testing/match/calibrate_elo.sh); in
+// between, both figures change geometrically with the rating. The last point
+// lies beyond the option's range and only gives the curve its slope up to the
+// top. The nodes set the depth of play, the spread the mistakes: alone, a
+// budget of a thousand nodes still finds every short tactic.
 struct Anchor {
     int elo;
     double nodes, spreadCp;

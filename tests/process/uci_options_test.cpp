@@ -90,7 +90,7 @@ TEST(UciOptions, RepliesNameTheStoredValue) {
     EXPECT_EQ(reply(s, "setoption name MultiPV value 3"), "info string MultiPV set to : 3");
     EXPECT_EQ(reply(s, "setoption name MultiPV value many"),
               "info string invalid stoi argument: 'many' is not a number, option unchanged");
-    EXPECT_EQ(reply(s, "setoption name UCI_Elo value 99999"), "info string UCI_Elo set to : 2500");
+    EXPECT_EQ(reply(s, "setoption name UCI_Elo value 99999"), "info string UCI_Elo set to : 2400");
     EXPECT_EQ(reply(s, "setoption name UCI_ShowWDL value true"), "info string UCI_ShowWDL set to : 1");
     // Unknown and two-word names get no reply at all.
     s.send("setoption name Hash Size value 8");

@@ -253,7 +253,7 @@ class Gen:
             "Clear Hash": ["", "true", "x"],
             "UCI_ShowWDL": ["true", "true", "false", "True", ""],
             "UCI_LimitStrength": ["true", "false", "true", "TRUE"],
-            "UCI_Elo": ["1500", "2000", "2500", "1800", "0", "99999", "x", ""],
+            "UCI_Elo": ["1500", "2000", "2400", "2500", "1800", "0", "99999", "x", ""],
         }.get(name, ["1", "x"])
         value = r.choice(values)
         if name == "UCI_Chess960":

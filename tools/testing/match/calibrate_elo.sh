@@ -5,7 +5,7 @@
 # engine's score with its 95% interval. A point is calibrated when the score lies
 # within 40% to 60%. Run it again after every new network.
 #
-#   tools/testing/match/calibrate_elo.sh [ELO ...]          (default: 1500 2000 2500)
+#   tools/testing/match/calibrate_elo.sh [ELO ...]          (default: 1500 2000 2400)
 #
 # Settings come from the environment: GAMES per rating (200), TC (10+0.1),
 # CONCURRENCY (games at a time: the machine's cores), SEED of the opening draw (1),
@@ -18,7 +18,7 @@ ROOT="$(cd "$(dirname "$0")/../../.." && pwd)"
 cd "$ROOT"
 [ "${1:-}" = "--help" ] && { sed -n '2,16p' "$0"; exit 0; }
 ratings=("$@")
-[ ${#ratings[@]} -gt 0 ] || ratings=(1500 2000 2500)
+[ ${#ratings[@]} -gt 0 ] || ratings=(1500 2000 2400)
 GAMES=${GAMES:-200} TC=${TC:-10+0.1} MARGIN=${MARGIN:-100} CONCURRENCY=${CONCURRENCY:-$(nproc)} SEED=${SEED:-1}
 BOOK=${BOOK:-../shared/books/UHO_4060_v3.epd} STOCKFISH=${STOCKFISH:-/usr/games/stockfish} OUT=${OUT:-calibration}
 ENGINE=$(realpath -m "${ENGINE:-build/quorvane}") MATCH=${MATCH:-build/match}
