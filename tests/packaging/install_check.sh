@@ -16,7 +16,7 @@ done
 out=$(cd "$work/away" && printf 'uci\nisready\nposition startpos moves e2e4\ngo depth 4\n' | "$work/prefix/bin/quorvane")
 echo "$out" | grep -Fx "info string NetFile used : $work/prefix/bin/../share/quorvane/220321-307.nnue" \
   || { echo "the installed engine did not read the installed network:"; echo "$out" | head -12; exit 1; }
-echo "$out" | grep -q '^bestmove [a-h][1-8][a-h][1-8]' || { echo "no bestmove from the installed engine"; exit 1; }
+grep -q '^bestmove [a-h][1-8][a-h][1-8]' <<<"$out" || { echo "no bestmove from the installed engine"; exit 1; }
 # The manual page is well-formed roff, where a formatter is at hand.
 if command -v groff >/dev/null; then
   warnings=$(groff -man -Tutf8 -ww -z "$work/prefix/share/man/man6/quorvane.6" 2>&1)

@@ -20,7 +20,7 @@ failures=0
 check() {  # name, input, expected line (extended regex)
   local out
   out=$(cd "$work" && printf '%b' "$2" | timeout 300 wine "$exe" 2>/dev/null | tr -d '\r')
-  if printf '%s\n' "$out" | grep -Eq "$3"; then
+  if grep -Eq "$3" <<<"$out"; then
     echo "ok: $1"
   else
     echo "FAILED: $1 (expected /$3/)"; printf '%s\n' "$out" | tail -20
